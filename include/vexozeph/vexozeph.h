@@ -1,0 +1,52 @@
+/* libvexozeph: the C interface.
+ *
+ * Every function returns 0 on success and -1 on failure, leaving a numeric last error
+ * (VEXOZEPHErrGet) unless its description says otherwise. No C++ exception ever leaves a
+ * function of this interface. Buffers are the caller's, with the sizes stated here. */
+#ifndef VEXOZEPH_VEXOZEPH_H_
+#define VEXOZEPH_VEXOZEPH_H_
+
+#include <stddef.h>
+
+#include "vexozeph/export.h"
+#include "vexozeph/error_codes.h"
+
+VEXOZEPH_EXTERN_C_BEGIN
+
+/* ---- Error state ---------------------------------------------------------------- */
+
+/* Stores `code` as the process-wide last error and returns it. Not thread-local. */
+VEXOZEPH_API unsigned int VEXOZEPHErrSet(unsigned int code);
+/* The last error code. */
+VEXOZEPH_API int VEXOZEPHErrGet(void);
+/* A constant message for `code` ("System error" for every code without a text of its
+ * own). Never null; never free it. */
+VEXOZEPH_API const char *GetZephErrorMsg(unsigned int code);
+/* Writes the message of a non-zero `code` and a newline to stderr. */
+VEXOZEPH_API void printErrCode(unsigned int code);
+/* Maps a server result word (a prefix match in a fixed order) to a code; 24 when unknown
+ * or null. Does not touch the last error. */
+VEXOZEPH_API unsigned int GetErrorCodeFromAccountError(const char *word);
+/* GetErrorCodeFromAccountError, stored as the last error and returned. */
+VEXOZEPH_API unsigned int MapLibZephCenterErrorCode(const char *word);
+
+/* ---- Device identity ------------------------------------------------------------ */
+
+/* The appliance serial number into `buf` (at most size-1 characters). -1 when `buf` is
+ * null, the platform cannot read it, or it does not begin with a digit or a letter. */
+VEXOZEPH_API int VEXOZEPHGetSerialNumber(char *buf, size_t size);
+
+/* The request token ("bx_token") for `serial` + `account` + `password` into `token`
+ * (33 bytes). `account` and `password` may be null. When `serial` is empty it is read
+ * from the platform and written back into `serial` (serial_size bytes). */
+VEXOZEPH_API int VEXOZEPHGenerateToken(const char *account, const char *password, char *serial,
+                                       size_t serial_size, char *token, size_t token_size);
+
+/* The appliance's user agent into `buf`. -1 with last error 1 for a null buffer or a size
+ * that is not positive; 0 otherwise, even when the platform could not answer (the buffer
+ * is then left as the caller cleared it). */
+VEXOZEPH_API int VEXOZEPHUserAgentNameGet(char *buf, int size);
+
+VEXOZEPH_EXTERN_C_END
+
+#endif /* VEXOZEPH_VEXOZEPH_H_ */

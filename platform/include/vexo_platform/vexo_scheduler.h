@@ -1,0 +1,48 @@
+/* The cron job manager and the legacy scheduler. */
+#ifndef VEXO_PLATFORM_VEXO_SCHEDULER_H_
+#define VEXO_PLATFORM_VEXO_SCHEDULER_H_
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Removes the legacy scheduler's task running exactly `command_line`; nothing when there
+ * is none. 0 on success, < 0 on failure. */
+int VEXOScheduleRemove(const char *command_line);
+
+#ifdef __cplusplus
+}
+
+#include <json/value.h>
+
+#include <memory>
+#include <string>
+
+namespace VEXO {
+namespace VEXOCrond {
+
+// The jobs of one group. A job is an object with "name", "period" ("crontab"),
+// "crontab" (five fields of digits, '*', ',', '/', '-', '~'), "user" and "cmd_list".
+class ConfigManager {
+ public:
+  // `group` names the job list; `reload` asks the cron daemon to reload at once.
+  ConfigManager(const std::string &group, bool reload);
+  virtual ~ConfigManager();
+  ConfigManager(const ConfigManager &) = delete;
+  ConfigManager &operator=(const ConfigManager &) = delete;
+
+  // Replaces the group's job list. Non-zero when stored, 0 when refused or on failure.
+  int Save(const Json::Value &jobs);
+  // Removes the group's jobs. Non-zero on success (also when there were none), 0 on
+  // failure.
+  int Remove();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace VEXOCrond
+}  // namespace VEXO
+#endif
+#endif /* VEXO_PLATFORM_VEXO_SCHEDULER_H_ */

@@ -1,0 +1,44 @@
+/* Key-value settings files (lines of key="value") and advisory file locks. */
+#ifndef VEXO_PLATFORM_VLIB_FILE_H_
+#define VEXO_PLATFORM_VLIB_FILE_H_
+
+#include <stddef.h>
+
+#include "vexo_platform/vlib_types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Copies the unquoted value of `key` into `value` (cut to size-1). Returns its length
+ * (> 0) when found, 0 when the key is absent or empty, < 0 when the file is unreadable or
+ * an argument is bad. `flags` is reserved (0). */
+int VLIBCFileGetKeyValue(const char *path, const char *key, char *value, size_t size, int flags);
+
+/* Replaces the line of `key` or appends one, written with `line_format` (key, value;
+ * normally "%s=\"%s\"\n"), creating the file when missing; the file is replaced
+ * atomically. Returns >= 0 on success, < 0 on failure (including a value holding a
+ * newline, carriage return). */
+int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
+                         const char *line_format);
+
+/* 1 when `key` holds exactly `value`, 0 when not (or absent), < 0 when the file is
+ * unreadable. `flags` is reserved (0). */
+int VLIBCFileCheckKeyValue(const char *path, const char *key, const char *value, int flags);
+
+/* Fills `keys` (allocated by VLIBCSzListAlloc) with the file's keys in file order.
+ * Returns the count (>= 0) or < 0 on failure. */
+int VLIBCFileGetKeys(const char *path, PVLIBSZLIST keys);
+
+/* Tries once, without blocking, to lock `path` (exclusive when `exclusive` is non-zero,
+ * shared otherwise). Non-zero when the lock is held (and *handle set), 0 when busy or on
+ * failure. */
+int VLIBCFileLockByFile(const char *path, int exclusive, int *handle);
+
+/* Releases a lock taken by VLIBCFileLockByFile. 0 on success, < 0 on failure. */
+int VLIBCFileUnlockByFile(int handle);
+
+#ifdef __cplusplus
+}
+#endif
+#endif /* VEXO_PLATFORM_VLIB_FILE_H_ */
