@@ -1,0 +1,72 @@
+#include "vexozeph/file_lock.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <random>
+
+#include "internal/log.h"
+#include "internal/root_path.h"
+#include "vexo_platform/vlib_file.h"
+
+namespace vexozeph {
+
+namespace {
+
+const unsigned int kMinPauseMicros = 50000;
+const unsigned int kMaxPauseMicros = 100000;
+
+// Creates the lock file if needed, readable and writable by every user, so that a process
+// of any user can later lock the same name.
+bool PrepareLockFile(const std::string &path) {
+  mode_t previous = ::umask(011);
+  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
+  ::umask(previous);
+  if (fd < 0) {
+    ZLOG("Failed to open file: %s", path.c_str());
+    return false;
+  }
+  if (::close(fd) != 0) {
+    ZLOG("Failed to close file: %s", path.c_str());
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+FileLock::FileLock(const std::string &path, int kind)
+    : path_(RootedPath(path)), kind_(kind), handle_(-1) {}
+
+FileLock::~FileLock() { Unlock(); }
+
+bool FileLock::Lock(unsigned int timeout_seconds) {
+  if (!PrepareLockFile(path_)) return false;
+  Unlock();
+
+  using Clock = std::chrono::system_clock;
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(timeout_seconds);
+
+  // Waiting processes draw their pauses independently so they do not retry in step.
+  std::random_device device("default");
+  std::minstd_rand0 generator(device());
+  std::uniform_int_distribution<unsigned int> pause(kMinPauseMicros, kMaxPauseMicros);
+
+  while (Clock::now() < deadline) {
+    if (VLIBCFileLockByFile(path_.c_str(), kind_ == 0 ? 1 : 0, &handle_) != 0) return true;
+    handle_ = -1;
+    ::usleep(pause(generator));
+  }
+  return false;
+}
+
+void FileLock::Unlock() {
+  if (handle_ != -1) VLIBCFileUnlockByFile(handle_);
+  handle_ = -1;
+}
+
+std::string FileLock::GetPath() const { return path_; }
+
+}  // namespace vexozeph

@@ -1,0 +1,18 @@
+#include "internal/log.h"
+#include "vexo_platform/vlib_device.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexozeph/vexozeph.h"
+
+extern "C" VEXOZEPH_API int VEXOZEPHUserAgentNameGet(char *buf, int size) {
+  if (buf == nullptr || size <= 0) {
+    VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER);
+    return -1;
+  }
+  // A request without the appliance's own agent still works, so a platform failure is
+  // logged and the caller's (cleared) buffer goes out as it is.
+  if (VLIBBxinfoUserAgentGet(buf, static_cast<size_t>(size)) < 0) {
+    ZLOG("VLIBBxinfoUserAgentGet failed, vexoerr=[0x%04X %s:%d]", VLIBCErrGet(),
+         VLIBCErrorGetFile(), VLIBCErrorGetLine());
+  }
+  return 0;
+}

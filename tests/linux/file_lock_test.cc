@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+#include "vexozeph/file_lock.h"
+
+namespace {
+
+using vexozeph::FileLock;
+using vexozeph::testing::LogCapture;
+using vexozeph::testing::StartChild;
+using vexozeph::testing::TempRoot;
+using vexozeph::testing::WaitChild;
+
+int ReadCounter(const std::string &path) {
+  std::ifstream in(path);
+  int value = 0;
+  in >> value;
+  return value;
+}
+
+void WriteCounter(const std::string &path, int value) {
+  std::ofstream out(path, std::ios::trunc);
+  out << value;
+}
+
+TEST(FileLock, NoUpdateIsLostAcrossProcesses) {
+  TempRoot root;
+  const std::string counter = root.Path("/tmp/counter");
+  WriteCounter(counter, 0);
+  const int kProcesses = 4;
+  const int kIncrements = 50;
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    children.push_back(StartChild([&] {
+      for (int i = 0; i < kIncrements; ++i) {
+        FileLock lock("/tmp/account_counter.lock");
+        if (!lock.Lock(30)) return 1;
+        // A read-modify-write wide open to lost updates unless the lock holds.
+        int value = ReadCounter(counter);
+        ::usleep(100);
+        WriteCounter(counter, value + 1);
+      }
+      return 0;
+    }));
+  }
+  for (pid_t child : children) EXPECT_EQ(WaitChild(child), 0);
+  EXPECT_EQ(ReadCounter(counter), kProcesses * kIncrements);
+}
+
+TEST(FileLock, DeadlineIsCheckedFirstAndBusyLocksTimeOut) {
+  TempRoot root;
+  FileLock idle("/tmp/account_idle.lock");
+  EXPECT_FALSE(idle.Lock(0)) << "Lock(0) never attempts";
+
+  // The lock file is created for every user, whatever the umask.
+  struct stat st {};
+  ASSERT_EQ(::stat(root.Path("/tmp/account_idle.lock").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0666u);
+  EXPECT_EQ(idle.GetPath(), root.Path("/tmp/account_idle.lock"));
+
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  pid_t holder = StartChild([&] {
+    FileLock lock("/tmp/account_busy.lock");
+    if (!lock.Lock(5)) return 1;
+    char byte = 1;
+    if (::write(ready[1], &byte, 1) != 1) return 2;
+    ::sleep(3);
+    return 0;
+  });
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+
+  FileLock waiter("/tmp/account_busy.lock");
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(waiter.Lock(1));
+  double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  // Not a timing target: only a sanity bound that the deadline, not the holder, ended it.
+  EXPECT_GT(waited, 0.9);
+  EXPECT_LT(waited, 2.5);
+
+  ::kill(holder, SIGKILL);
+  WaitChild(holder);
+  EXPECT_TRUE(waiter.Lock(5)) << "a dead holder's lock is released by the kernel";
+  ::close(ready[0]);
+  ::close(ready[1]);
+}
+
+TEST(FileLock, RelockUnlockAndDestructionRelease) {
+  TempRoot root;
+  {
+    FileLock lock("/tmp/account_relock.lock");
+    ASSERT_TRUE(lock.Lock(2));
+    EXPECT_TRUE(lock.Lock(2)) << "re-locking releases first, so it cannot deadlock on itself";
+    lock.Unlock();
+    lock.Unlock();
+    EXPECT_EQ(vexozeph::testing::RunInChild([] {
+                FileLock other("/tmp/account_relock.lock");
+                return other.Lock(1) ? 0 : 1;
+              }),
+              0);
+    ASSERT_TRUE(lock.Lock(2));
+  }
+  // Destroyed while held: another process gets it at once.
+  EXPECT_EQ(vexozeph::testing::RunInChild([] {
+              FileLock other("/tmp/account_relock.lock");
+              return other.Lock(1) ? 0 : 1;
+            }),
+            0);
+}
+
+TEST(FileLock, UnpreparableFileFailsWithOneLogLine) {
+  TempRoot root;
+  LogCapture log;
+  FileLock lock("/tmp/no-such-dir/account_x.lock");
+  EXPECT_FALSE(lock.Lock(1));
+  EXPECT_EQ(log.Count("Failed to open file: "), 1u);
+  EXPECT_EQ(log.Lines().at(0).rfind("file_lock:", 0), 0u);
+
+  // A planted link in the shared /tmp is never followed.
+  ASSERT_EQ(::symlink(root.Path("/etc/target").c_str(), root.Path("/tmp/account_link.lock").c_str()), 0);
+  FileLock linked("/tmp/account_link.lock");
+  EXPECT_FALSE(linked.Lock(1));
+  EXPECT_FALSE(root.Exists("/etc/target"));
+}
+
+}  // namespace

@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "fakes/fake_platform.h"
+#include "internal/request_token.h"
+#include "support/log_capture.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace {
+
+namespace fake = vexozeph::fake;
+using vexozeph::testing::LogCapture;
+
+// Expected tokens computed outside the library (Python's hashlib) with the same rule:
+// passes = first hex digit of md5(input) + 1; each pass x = md5(x + md5(x)).
+struct KnownToken {
+  const char *input;
+  int passes;
+  const char *token;
+};
+const KnownToken kKnownTokens[] = {
+    {"SN0068", 1, "7a6c3cb062c9d90b09dfa7ec21f3bd3d"},   // digest begins with 0
+    {"SN0000", 16, "25cc7d071c4ff264f0b16712af7d585e"},  // digest begins with f
+    {"1234ABC", 15, "b4428fc8512da5f6f265f4c04087f33d"},
+};
+
+class DeviceIdentity : public ::testing::Test {
+ protected:
+  void SetUp() override { fake::Reset(); }
+};
+
+TEST_F(DeviceIdentity, TokenMatchesIndependentlyComputedValues) {
+  for (const KnownToken &known : kKnownTokens) {
+    EXPECT_EQ(vexozeph::RequestTokenPasses(known.input), known.passes) << known.input;
+    char serial[256];
+    std::snprintf(serial, sizeof(serial), "%s", known.input);
+    char token[33] = {0};
+    ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)),
+              0);
+    EXPECT_STREQ(token, known.token) << known.input;
+  }
+  // Serial, account and password are joined with nothing between them.
+  char serial[256] = "1234ABC";
+  char token[33] = {0};
+  ASSERT_EQ(VEXOZEPHGenerateToken("user@example.com", "passw0rd", serial, sizeof(serial), token,
+                                  sizeof(token)),
+            0);
+  EXPECT_STREQ(token, "16d2fd29d2e61b5a9f73b15694680e10");
+  EXPECT_TRUE(fake::CallsTo("VLIBGetSerialNumber").empty()) << "a given serial is not re-read";
+}
+
+TEST_F(DeviceIdentity, EmptySerialIsReadFromThePlatformAndWrittenBack) {
+  fake::SetSerialNumber("SN0068");
+  char serial[256] = "";
+  char token[33] = {0};
+  ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)), 0);
+  EXPECT_STREQ(serial, "SN0068");
+  EXPECT_STREQ(token, "7a6c3cb062c9d90b09dfa7ec21f3bd3d");
+}
+
+TEST_F(DeviceIdentity, InvalidSerialsAreRefused) {
+  LogCapture log;
+  char serial[256] = "#1234";
+  char token[33] = {0};
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)),
+            -1);
+  EXPECT_EQ(log.Count("Serial number is invalid: [#1234]"), 1u);
+  EXPECT_TRUE(fake::CallsTo("VLIBGetSerialNumber").empty());
+
+  // Only the first character is judged.
+  fake::SetSerialNumber("A#$%");
+  char buf[64];
+  EXPECT_EQ(VEXOZEPHGetSerialNumber(buf, sizeof(buf)), 0);
+  EXPECT_STREQ(buf, "A#$%");
+
+  fake::SetSerialNumber("-123");
+  EXPECT_EQ(VEXOZEPHGetSerialNumber(buf, sizeof(buf)), -1);
+  fake::SetSerialNumber("");
+  EXPECT_EQ(VEXOZEPHGetSerialNumber(buf, sizeof(buf)), -1);
+  fake::FailNext("VLIBGetSerialNumber");
+  EXPECT_EQ(VEXOZEPHGetSerialNumber(buf, sizeof(buf)), -1);
+  EXPECT_EQ(log.Count("Failed to get serial number from flash."), 1u);
+  EXPECT_EQ(VEXOZEPHGetSerialNumber(nullptr, 10), -1);
+
+  // With an empty serial and an unreadable platform there is no token.
+  fake::FailNext("VLIBGetSerialNumber");
+  char empty[256] = "";
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, empty, sizeof(empty), token, sizeof(token)), -1);
+}
+
+TEST_F(DeviceIdentity, Md5StringNeedsThirtyTwoBytesAndTerminatesOnlyWhenThereIsRoom) {
+  char out[40];
+  std::memset(out, 'X', sizeof(out));
+  EXPECT_EQ(ZephGetMd5String("abc", out, 31), -1);
+  EXPECT_EQ(ZephGetMd5String(nullptr, out, 33), -1);
+  EXPECT_EQ(ZephGetMd5String("abc", out, 32), 0);
+  EXPECT_EQ(std::string(out, 32), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_EQ(out[32], 'X') << "must not write past the given size";
+  EXPECT_EQ(ZephGetMd5String("abc", out, 33), 0);
+  EXPECT_STREQ(out, "900150983cd24fb0d6963f7d28e17f72");
+}
+
+TEST_F(DeviceIdentity, UserAgentKeepsGoingWhenThePlatformFails) {
+  char agent[256] = {0};
+  EXPECT_EQ(VEXOZEPHUserAgentNameGet(nullptr, 10), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 1);
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(VEXOZEPHUserAgentNameGet(agent, 0), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 1);
+
+  fake::SetUserAgent("vexo-agent/1.0");
+  EXPECT_EQ(VEXOZEPHUserAgentNameGet(agent, sizeof(agent)), 0);
+  EXPECT_STREQ(agent, "vexo-agent/1.0");
+
+  LogCapture log;
+  agent[0] = '\0';
+  fake::FailNext("VLIBBxinfoUserAgentGet");
+  EXPECT_EQ(VEXOZEPHUserAgentNameGet(agent, sizeof(agent)), 0);
+  EXPECT_STREQ(agent, "");
+  EXPECT_EQ(log.Count("VLIBBxinfoUserAgentGet failed, vexoerr="), 1u);
+}
+
+TEST_F(DeviceIdentity, TarnServiceThrowsTheDocumentedCodes) {
+  vexozeph::TarnService tarn;
+  fake::SetSerialNumber("1234ABC");
+  fake::SetMacAddress("00:11:32:aa:bb:cc");
+  fake::SetApiKey("key-1");
+  fake::SetNewApiKey("key-2");
+  EXPECT_EQ(tarn.GetSerialNo(), "1234ABC");
+  EXPECT_EQ(tarn.GetMac(), "00:11:32:aa:bb:cc");
+  EXPECT_EQ(tarn.GetApiKey(), "key-1");
+  EXPECT_EQ(tarn.NewApiKey(), "key-2");
+
+  auto code_of = [](const std::function<void()> &call) -> unsigned int {
+    try {
+      call();
+    } catch (const vexozeph::ZephException &e) {
+      return e.GetCode();
+    }
+    return 0;
+  };
+  fake::FailNext("VLIBGetSerialNumber");
+  EXPECT_EQ(code_of([&] { tarn.GetSerialNo(); }), 8u);
+  fake::FailNext("VEXOBxinfoCloudServiceGetMacAddress");
+  EXPECT_EQ(code_of([&] { tarn.GetMac(); }), 20u);
+  fake::FailNext("VEXOCloudServiceGetApiKey");
+  fake::SetCloudServiceErrorCode(1);
+  EXPECT_EQ(code_of([&] { tarn.GetApiKey(); }), 15u);
+  fake::FailNext("VEXOCloudServiceRegisterApiKey");
+  fake::SetCloudServiceErrorCode(7);
+  EXPECT_EQ(code_of([&] { tarn.NewApiKey(); }), 24u);
+  // The key is asked for with registration of a missing key allowed.
+  auto calls = fake::CallsTo("VEXOCloudServiceGetApiKey");
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.back().args.back(), "1");
+}
+
+TEST_F(DeviceIdentity, NotificationsCarryTheirVariablesInKeyOrder) {
+  vexozeph::TarnService tarn;
+  tarn.SendSysNotify("ZephPasswordChanged", {{"%ZEPH_ACCOUNT%", "a@b.c"}, {"%A%", "1"}});
+  tarn.SendSysNotify("zeph_force_logout", {});
+  auto sent = fake::Notifications();
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].tag, "ZephPasswordChanged");
+  ASSERT_EQ(sent[0].variables.size(), 2u);
+  EXPECT_EQ(sent[0].variables[0].first, "%A%");
+  EXPECT_EQ(sent[0].variables[1].second, "a@b.c");
+  EXPECT_EQ(sent[1].tag, "zeph_force_logout");
+  EXPECT_TRUE(sent[1].variables.empty());
+
+  LogCapture log;
+  fake::FailNext("VEXOSysNotifySendNotifiction");
+  tarn.SendSysNotify("x", {});
+  EXPECT_EQ(log.Count("Failed to send notify by VEXOSysNotifySendNotifiction"), 1u);
+}
+
+}  // namespace
