@@ -7,6 +7,7 @@
 #define VEXOZEPH_VEXOZEPH_H_
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include "vexozeph/export.h"
 #include "vexozeph/error_codes.h"
@@ -46,6 +47,41 @@ VEXOZEPH_API int VEXOZEPHGenerateToken(const char *account, const char *password
  * that is not positive; 0 otherwise, even when the platform could not answer (the buffer
  * is then left as the caller cleared it). */
 VEXOZEPH_API int VEXOZEPHUserAgentNameGet(char *buf, int size);
+
+/* ---- Stored account ------------------------------------------------------------- */
+
+/* The stored account as a fixed C record. Texts are NUL-terminated and cut to their
+ * field's width less one; the booleans are 0 or 1. 20,248 bytes. */
+typedef struct _tag_zeph_INFO_ {
+  char email[4096];            /* "zephID" */
+  char password[4096];         /* never stored; left as it is by VEXOZEPHAccountGet */
+  char user_id[4096];          /* "zephIDSerial" */
+  char auth_key[4096];         /* "bx_auth_key" */
+  char full_name[1024];
+  char country[256];
+  char timezone[256];
+  char notify_language[256];
+  char critical_version_list[1024];
+  char critical_version_domain[1024];
+  int32_t activated;
+  int32_t disabled;
+  int32_t enews;
+  int32_t critical_release;
+  int32_t enews_local_promotion;
+  int32_t last_query_time;     /* low 32 bits of the stored seconds since the epoch */
+} ZEPH_INFO, *PZEPH_INFO;
+
+/* Copies the stored account into `info`. -1 with error 3 when no auth key or user id is
+ * stored (the record is then untouched), 1 for a null record, or the account file's own
+ * error (6 privileges, 19 write). */
+VEXOZEPH_API int VEXOZEPHAccountGet(ZEPH_INFO *info);
+/* Stores e-mail, auth key and user id; the profile fields and the last query time only
+ * when `info->last_query_time` > 0. */
+VEXOZEPH_API int VEXOZEPHAccountSet(const ZEPH_INFO *info);
+/* Raises the "zeph/logout" pre-event, then deletes the account file. -1 (file kept) when
+ * the event cannot be raised or privileges cannot be taken. Leaves the last error as it
+ * was. */
+VEXOZEPH_API int VEXOZEPHAccountRemove(void);
 
 VEXOZEPH_EXTERN_C_END
 
