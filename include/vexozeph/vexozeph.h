@@ -83,6 +83,60 @@ VEXOZEPH_API int VEXOZEPHAccountSet(const ZEPH_INFO *info);
  * was. */
 VEXOZEPH_API int VEXOZEPHAccountRemove(void);
 
+/* ---- Server hosts --------------------------------------------------------------- */
+
+/* Size of the buffer VEXOZEPHServerConfigGet fills, and of each of its two halves. */
+#define VEXOZEPH_SERVER_CONFIG_SIZE 4096
+#define VEXOZEPH_SERVER_CONFIG_HALF 2048
+
+/* The payment base into buf[0..2047] and the account base into buf[2048..4095], each
+ * NUL-terminated and cut to 2047 characters. `buf` must hold 4096 bytes. -1 with last
+ * error 1 for a null buffer, or with the failure's code when a host cannot be found. */
+VEXOZEPH_API int VEXOZEPHServerConfigGet(char *buf);
+
+/* The payment base into `dst` (at most 2048 bytes with its NUL). */
+VEXOZEPH_API int VEXOPaymentConfigGet(char *dst);
+
+/* ---- HTTPS form requests -------------------------------------------------------- */
+
+/* The platform's string hash (the caller's form parameters). */
+typedef struct _tag_VLIBSZHASH_ *PVLIBSZHASH;
+
+#define VEXOZEPH_HTTPS_METHOD_POST 0
+#define VEXOZEPH_HTTPS_METHOD_GET 1
+#define VEXOZEPH_HTTPS_ACCOUNT_SIZE 4096
+#define VEXOZEPH_HTTPS_PASSWORD_SIZE 4096
+
+/* One form request to a server. Read only for the sender. */
+typedef struct _tag_VEXOZEPH_HTTPS_REQUEST_ {
+  const char *host;     /* server base: scheme and host, no trailing slash; required */
+  const char *path;     /* path below the base, no leading slash; required */
+  PVLIBSZHASH params;   /* the caller's form fields; at least one */
+  char account[VEXOZEPH_HTTPS_ACCOUNT_SIZE];   /* sent as "zephID" when not empty */
+  char password[VEXOZEPH_HTTPS_PASSWORD_SIZE]; /* sent as "zephPW" when not empty */
+  int method;           /* VEXOZEPH_HTTPS_METHOD_GET: form in the query; otherwise POST */
+  int short_timeout;    /* non-zero: 15-second time-outs and two attempts, else 120 and three */
+} VEXOZEPH_HTTPS_REQUEST;
+
+/* The reply. Owned by the caller; release `data` with VEXOZEPHHttpsResponseFree. */
+typedef struct _tag_VEXOZEPH_HTTPS_RESPONSE_ {
+  int result;  /* libcurl code of a failed transfer or status read; 0 otherwise */
+  long status; /* HTTP status read from the reply (0 when none was received) */
+  char *data;  /* reply body without surrounding white space; null when none */
+} VEXOZEPH_HTTPS_RESPONSE;
+
+/* Sends `request` over HTTPS: the form carries "bx_sn" (the "bx_sn" parameter when given,
+ * else the appliance serial), "bx_token", "zephID" and "zephPW" when set, then every
+ * parameter in the hash's order. 0 when the server answered 200 or 400 with a body (the
+ * caller judges the body); -1 with last error 1 (bad arguments), 6 (memory) or 4
+ * (anything else, including other statuses and replies over 8 MiB). On -1 `data` is left
+ * as it was. */
+VEXOZEPH_API int VEXOZEPHHttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request,
+                                          VEXOZEPH_HTTPS_RESPONSE *response);
+
+/* Frees the reply body and clears `data` and `status`; null is ignored. */
+VEXOZEPH_API void VEXOZEPHHttpsResponseFree(VEXOZEPH_HTTPS_RESPONSE *response);
+
 VEXOZEPH_EXTERN_C_END
 
 #endif /* VEXOZEPH_VEXOZEPH_H_ */

@@ -1,0 +1,86 @@
+#include "vexozeph/server_info.h"
+
+#include <cstring>
+
+#include "internal/log.h"
+#include "internal/root_path.h"
+#include "internal/server_info_impl.h"
+#include "vexo_platform/vlib_file.h"
+#include "vexozeph/user.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+const char kDefaultsConfig[] = "/etc.defaults/vexoinfo.conf";
+const char kServerKey[] = "vexopkg_server";
+const char kTestServer[] = "test";
+const size_t kServerValueSize = 64;
+
+struct BuiltInBases {
+  const char *production;
+  const char *test;
+};
+const BuiltInBases kAccountBases = {VEXOZEPH_PROD_ACCOUNT_HOST, VEXOZEPH_TEST_ACCOUNT_HOST};
+const BuiltInBases kIdentityBases = {VEXOZEPH_PROD_IDENTITY_HOST, VEXOZEPH_TEST_IDENTITY_HOST};
+const BuiltInBases kPaymentBases = {VEXOZEPH_PROD_PAYMENT_HOST, VEXOZEPH_TEST_PAYMENT_HOST};
+
+std::string Choose(const BuiltInBases &bases, bool test) {
+  return test ? bases.test : bases.production;
+}
+
+}  // namespace
+
+std::string ServerInfoImpl::GetAccountHost() const {
+  std::string host;
+  // A device without a readable account record still talks to the built-in servers, so
+  // a record failure is logged and not passed on.
+  try {
+    User user;
+    host = user.GetAccountHost();
+  } catch (const ZephException &) {
+    ZLOG("Failed to get user defined account host");
+  }
+  // A stored host is used exactly as it was stored.
+  if (!host.empty()) return host;
+  return Choose(kAccountBases, IsTest());
+}
+
+std::string ServerInfoImpl::GetIdentityHost() const {
+  std::string host;
+  try {
+    User user;
+    host = user.GetIdentityHost();
+  } catch (const ZephException &) {
+    ZLOG("Failed to get user defined identity host");
+  }
+  if (!host.empty()) return host;
+  return Choose(kIdentityBases, IsTest());
+}
+
+std::string ServerInfoImpl::GetPaymentHost() const {
+  return Choose(kPaymentBases, IsTest());
+}
+
+bool ServerInfoImpl::IsTest() const {
+  char value[kServerValueSize] = {0};
+  int length = VLIBCFileGetKeyValue(RootedPath(kDefaultsConfig).c_str(), kServerKey, value,
+                                    sizeof(value), 0);
+  return length > 0 && std::strcmp(value, kTestServer) == 0;
+}
+
+ServerInfo::ServerInfo() : impl_(new ServerInfoImpl()) {}
+ServerInfo::~ServerInfo() = default;
+
+std::string ServerInfo::GetAccountHost() const {
+  return impl_->GetAccountHost();
+}
+std::string ServerInfo::GetIdentityHost() const {
+  return impl_->GetIdentityHost();
+}
+std::string ServerInfo::GetPaymentHost() const {
+  return impl_->GetPaymentHost();
+}
+
+}  // namespace vexozeph

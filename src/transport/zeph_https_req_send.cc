@@ -1,0 +1,418 @@
+// The C interface's one way to talk to the account server: a form of key=value pairs,
+// signed with the device serial and request token, sent over verified HTTPS with fixed
+// time-outs and a small retry rule for time-outs and failed name resolution.
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "internal/c_edge.h"
+#include "internal/https_retry_pause.h"
+#include "internal/log.h"
+#include "internal/root_path.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexo_platform/vlib_string.h"
+#include "vexozeph/vexozeph.h"
+
+namespace vexozeph {
+namespace https {
+namespace {
+
+void SleepSeconds(unsigned int seconds) {
+  std::this_thread::sleep_for(std::chrono::seconds(seconds));
+}
+
+RetryPause g_retry_pause = SleepSeconds;
+
+}  // namespace
+
+RetryPause SetRetryPause(RetryPause pause) {
+  RetryPause previous = g_retry_pause;
+  g_retry_pause = pause != nullptr ? pause : SleepSeconds;
+  return previous;
+}
+
+}  // namespace https
+}  // namespace vexozeph
+
+namespace {
+
+const size_t kFormInitialSize = 1024;
+const size_t kSerialSize = 256;
+const size_t kTokenSize = 33;
+const int kMaxFormKeys = 512;
+const size_t kUrlSize = 4096;
+const int kUserAgentSize = 256;
+const size_t kHeaderSize = 128;
+const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
+const long kLowSpeedLimitBytes = 128;
+const long kLowSpeedTimeSeconds = 60;
+const long kLongTimeoutSeconds = 120;
+const long kShortTimeoutSeconds = 15;
+const int kLongAttempts = 3;
+const int kShortAttempts = 2;
+const unsigned int kRetryPauseSeconds = 1;
+const long kMaxRedirects = 10;
+// No answer of the account server comes near this; a larger body is a fault or an attack.
+const size_t kMaxReplyBytes = 8u * 1024u * 1024u;
+
+struct CurlCleanup {
+  void operator()(CURL *curl) const { curl_easy_cleanup(curl); }
+};
+using CurlHandle = std::unique_ptr<CURL, CurlCleanup>;
+
+struct HeaderListFree {
+  void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+};
+using HeaderList = std::unique_ptr<curl_slist, HeaderListFree>;
+
+struct CurlFree {
+  void operator()(char *text) const { curl_free(text); }
+};
+using CurlText = std::unique_ptr<char, CurlFree>;
+
+struct SzListFree {
+  void operator()(_tag_VLIBSZLIST_ *list) const { VLIBCSzListFree(list); }
+};
+using KeyList = std::unique_ptr<_tag_VLIBSZLIST_, SzListFree>;
+
+// A NUL-terminated heap text grown by VLIBCStrCat.
+struct FormText {
+  char *data = nullptr;
+  size_t capacity = 0;
+  ~FormText() { std::free(data); }
+};
+
+// The reply body as it arrives; null until the first byte.
+struct ReplyBody {
+  char *data = nullptr;
+  size_t length = 0;
+  size_t capacity = 0;
+  bool too_large = false;
+  ~ReplyBody() { std::free(data); }
+  void Clear() {
+    std::free(data);
+    data = nullptr;
+    length = 0;
+    capacity = 0;
+    too_large = false;
+  }
+};
+
+// Returning fewer bytes than offered makes libcurl abort the transfer.
+size_t WriteMemoryCallback(char *bytes, size_t size, size_t count, void *user) {
+  ReplyBody *body = static_cast<ReplyBody *>(user);
+  size_t offered = size * count;
+  if (offered > kMaxReplyBytes - body->length) {
+    body->too_large = true;
+    return 0;
+  }
+  size_t needed = body->length + offered + 1;
+  if (needed > body->capacity) {
+    size_t capacity = std::min(std::max(needed, body->capacity * 2), kMaxReplyBytes + 1);
+    char *grown = static_cast<char *>(std::realloc(body->data, capacity));
+    if (grown == nullptr) {
+      body->Clear();
+      return 0;
+    }
+    body->data = grown;
+    body->capacity = capacity;
+  }
+  std::memcpy(body->data + body->length, bytes, offered);
+  body->length += offered;
+  body->data[body->length] = '\0';
+  return offered;
+}
+
+bool IsRetried(CURLcode code) {
+  return code == CURLE_OPERATION_TIMEDOUT || code == CURLE_COULDNT_RESOLVE_PROXY ||
+         code == CURLE_COULDNT_RESOLVE_HOST;
+}
+
+int Fail(unsigned int code) {
+  VEXOZEPHErrSet(code);
+  return -1;
+}
+
+class FormRequest {
+ public:
+  FormRequest(const VEXOZEPH_HTTPS_REQUEST &request, VEXOZEPH_HTTPS_RESPONSE &response)
+      : request_(request),
+        response_(response),
+        // Logged in place of the URL: a GET request's query holds the password and token.
+        log_url_(std::string(request.host) + "/" + request.path),
+        // The fixed-size fields are read only up to their size, terminated or not.
+        account_(request.account, strnlen(request.account, sizeof(request.account))),
+        password_(request.password, strnlen(request.password, sizeof(request.password))) {}
+
+  int Send() {
+    response_.result = CURLE_OK;
+    form_.data = static_cast<char *>(std::calloc(1, kFormInitialSize));
+    if (form_.data == nullptr) return Fail(VEXOZEPH_ERR_SYSTEM);
+    form_.capacity = kFormInitialSize;
+    curl_.reset(curl_easy_init());
+    if (!curl_) {
+      ZLOG("failed to init pCurl");
+      return Fail(VEXOZEPH_ERR_SEND);
+    }
+    if (!BuildForm() || !BuildUrl() || !SetOptions()) return Fail(VEXOZEPH_ERR_SEND);
+    if (!Perform()) return Fail(VEXOZEPH_ERR_SEND);
+    return TakeReply();
+  }
+
+ private:
+  bool BuildForm() {
+    char serial[kSerialSize] = {0};
+    char token[kTokenSize] = {0};
+    const char *given_serial =
+        request_.params != nullptr ? VLIBCSzHashGetValue(request_.params, "bx_sn") : nullptr;
+    if (given_serial != nullptr) std::snprintf(serial, sizeof(serial), "%s", given_serial);
+    if (VEXOZEPHGenerateToken(account_.c_str(), password_.c_str(), serial, sizeof(serial), token,
+                              sizeof(token)) < 0) {
+      return false;
+    }
+    KeyList keys(VLIBCSzListAlloc(kMaxFormKeys));
+    if (!keys) {
+      ZLOG("out of memory, ERR=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+           VLIBCErrorGetLine());
+      return false;
+    }
+    if (request_.params == nullptr || VLIBCSzHashEnumKey(request_.params, keys.get()) <= 0) {
+      ZLOG("no key in the hash, ERR=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+           VLIBCErrorGetLine());
+      return false;
+    }
+    if (!AppendPair("bx_sn", serial) || !AppendPair("bx_token", token)) return false;
+    if (!account_.empty() && !AppendPair("zephID", account_.c_str())) return false;
+    if (!password_.empty() && !AppendPair("zephPW", password_.c_str())) return false;
+    // Every caller key in the hash's order, even one that repeats a field sent above: the
+    // server has always seen such a form, so it is kept as it is.
+    int count = VLIBCSzListSize(keys.get());
+    for (int i = 0; i < count; ++i) {
+      const char *key = VLIBCSzListGet(keys.get(), i);
+      if (key == nullptr) continue;
+      const char *value = VLIBCSzHashGetValue(request_.params, key);
+      if (!AppendPair(key, value != nullptr ? value : "")) return false;
+    }
+    return true;
+  }
+
+  bool AppendPair(const char *key, const char *value) {
+    // Values are never written to the log: one of them is the password.
+    CurlText escaped(curl_easy_escape(curl_.get(), value, 0));
+    if (!escaped) {
+      ZLOG("URL encoding failed: %s", key);
+      return false;
+    }
+    bool first = form_.data[0] == '\0';
+    for (const char *part :
+         {first ? "" : "&", key, "=", static_cast<const char *>(escaped.get())}) {
+      if (VLIBCStrCat(&form_.data, &form_.capacity, part) < 0) {
+        ZLOG("URL encoding failed: %s", key);
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool IsGet() const { return request_.method == VEXOZEPH_HTTPS_METHOD_GET; }
+
+  bool BuildUrl() {
+    int length = IsGet() ? std::snprintf(url_, sizeof(url_), "%s/%s?%s", request_.host,
+                                         request_.path, form_.data)
+                         : std::snprintf(url_, sizeof(url_), "%s/%s", request_.host, request_.path);
+    // A cut URL would send a different request than the caller built.
+    if (length < 0 || static_cast<size_t>(length) >= sizeof(url_)) {
+      ZLOG("%s, URL too long (%d bytes)", log_url_.c_str(), length);
+      return false;
+    }
+    return true;
+  }
+
+  bool SetOptions() {
+    CURL *curl = curl_.get();
+    CURLcode rc = CURLE_OK;
+    if (form_.data[0] != '\0' && !IsGet()) {
+      if ((rc = curl_easy_setopt(curl, CURLOPT_POST, 1L)) != CURLE_OK ||
+          (rc = curl_easy_setopt(curl, CURLOPT_POSTFIELDS, form_.data)) != CURLE_OK) {
+        ZLOG("%s, Failed to set POST parameters, code=%d, err=%s", log_url_.c_str(), rc,
+             curl_easy_strerror(rc));
+        return false;
+      }
+    }
+    if ((rc = curl_easy_setopt(curl, CURLOPT_URL, url_)) != CURLE_OK) {
+      ZLOG("Failed to set url to %s, code=%d, err=%s", log_url_.c_str(), rc,
+           curl_easy_strerror(rc));
+      return false;
+    }
+    // Redirects are followed, but never away from HTTPS: the form carries the password.
+    if ((rc = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "https")) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "https")) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaxRedirects)) != CURLE_OK) {
+      ZLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
+      return false;
+    }
+    char agent[kUserAgentSize] = {0};
+    VEXOZEPHUserAgentNameGet(agent, kUserAgentSize);
+    if ((rc = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
+      ZLOG("failed to set agent=%s, return value=%d, err=%s", agent, rc, curl_easy_strerror(rc));
+      return false;
+    }
+    if (!SetHeaders()) return false;
+    if ((rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_CAINFO, vexozeph::RootedPath(kCaFile).c_str())) !=
+            CURLE_OK ||
+        // The CA file is the only trust: no directory of other authorities.
+        (rc = curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1)) != CURLE_OK) {
+      ZLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
+      return false;
+    }
+    // A missing low-speed limit only weakens the stall detection; the request goes on.
+    if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, kLowSpeedLimitBytes)) != CURLE_OK) {
+      ZLOG("Failed to set time-out, return value=%d, err=%s", rc, curl_easy_strerror(rc));
+    }
+    long timeout = request_.short_timeout != 0 ? kShortTimeoutSeconds : kLongTimeoutSeconds;
+    if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, kLowSpeedTimeSeconds)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeout)) != CURLE_OK ||
+        (rc = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeout)) != CURLE_OK) {
+      ZLOG("failed to set time-out, return value=%d, err=%s", rc, curl_easy_strerror(rc));
+      return false;
+    }
+    if ((rc = curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteMemoryCallback)) != CURLE_OK) {
+      ZLOG("failed to write function WriteMemoryCallback, return value=%d, err=%s", rc,
+           curl_easy_strerror(rc));
+      return false;
+    }
+    if ((rc = curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body_)) != CURLE_OK) {
+      ZLOG("failed to write data, return value=%d, err=%s", rc, curl_easy_strerror(rc));
+      return false;
+    }
+    curl_easy_setopt(curl, CURLOPT_IPRESOLVE, CURL_IPRESOLVE_WHATEVER);
+    // No signals from inside a library: the host process owns its signal handlers.
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    return true;
+  }
+
+  bool SetHeaders() {
+    // The entry is copied from the buffer while it is still empty, and the "Host:" text
+    // is written only afterwards, so the entry sent is empty and libcurl derives the Host
+    // header from the URL. Servers in the field have only ever seen this; keep the order.
+    char header[kHeaderSize] = {0};
+    headers_.reset(curl_slist_append(nullptr, header));
+    std::snprintf(header, sizeof(header), "Host: %s", request_.host);
+    CURLcode rc = headers_ ? curl_easy_setopt(curl_.get(), CURLOPT_HTTPHEADER, headers_.get())
+                           : CURLE_OUT_OF_MEMORY;
+    if (rc != CURLE_OK) {
+      ZLOG("failed to set req=%s, header=%s, return value=%d, err=%s", log_url_.c_str(), header, rc,
+           curl_easy_strerror(rc));
+      return false;
+    }
+    return true;
+  }
+
+  // False when the transfer failed in a way that is not retried. A retried failure on
+  // the last attempt is left to the status check, which then finds no status.
+  bool Perform() {
+    int attempts = request_.short_timeout != 0 ? kShortAttempts : kLongAttempts;
+    CURLcode rc = CURLE_OK;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+      body_.Clear();  // a retried transfer must not append to a partial earlier body
+      rc = curl_easy_perform(curl_.get());
+      if (!IsRetried(rc)) break;
+      // The last try goes over IPv4 alone, in case the IPv6 route is what fails.
+      if (attempt == attempts - 2) {
+        curl_easy_setopt(curl_.get(), CURLOPT_IPRESOLVE, CURL_IPRESOLVE_V4);
+      }
+      vexozeph::https::g_retry_pause(kRetryPauseSeconds);
+    }
+    response_.result = rc;
+    if (rc != CURLE_OK && !IsRetried(rc)) {
+      if (body_.too_large) {
+        ZLOG("%s, reply body exceeds %zu bytes", log_url_.c_str(), kMaxReplyBytes);
+      }
+      ZLOG("%s, Failed to curl perform, code=%d, err=%s", log_url_.c_str(), rc,
+           curl_easy_strerror(rc));
+      return false;
+    }
+    return true;
+  }
+
+  int TakeReply() {
+    long status = 0;
+    CURLcode rc = curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &status);
+    if (rc != CURLE_OK) {
+      response_.result = rc;
+      ZLOG("%s, Failed to curl_easy_getinfo, code=%d, err=%s", log_url_.c_str(), rc,
+           curl_easy_strerror(rc));
+      return Fail(VEXOZEPH_ERR_SEND);
+    }
+    response_.status = status;
+    // 400 is a normal answer here: the body carries the result word the caller maps.
+    if (status != 200 && status != 400) {
+      ZLOG("%s, Failed to request packages, httpResponseCode=%ld, data=%s", log_url_.c_str(),
+           status, body_.data != nullptr ? body_.data : "");
+      return Fail(VEXOZEPH_ERR_SEND);
+    }
+    if (body_.data == nullptr) {
+      ZLOG("%s, Failed to get response", log_url_.c_str());
+      return Fail(VEXOZEPH_ERR_SEND);
+    }
+    // Without memory for the copy the answer still counts as received, with no data.
+    char *copy = strdup(body_.data);
+    if (copy != nullptr) {
+      char *trimmed = VLIBCStrTrimSpace(copy);
+      if (trimmed != copy) std::memmove(copy, trimmed, std::strlen(trimmed) + 1);
+    }
+    response_.data = copy;
+    return 0;
+  }
+
+  const VEXOZEPH_HTTPS_REQUEST &request_;
+  VEXOZEPH_HTTPS_RESPONSE &response_;
+  std::string log_url_;
+  std::string account_;
+  std::string password_;
+  // Declared before the handle so that they outlive it: libcurl points into them.
+  FormText form_;
+  ReplyBody body_;
+  HeaderList headers_;
+  char url_[kUrlSize] = {0};
+  CurlHandle curl_;
+};
+
+int HttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request, VEXOZEPH_HTTPS_RESPONSE *response) {
+  if (request == nullptr || response == nullptr || request->host == nullptr ||
+      request->path == nullptr) {
+    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+  }
+  FormRequest sender(*request, *response);
+  return sender.Send();
+}
+
+}  // namespace
+
+extern "C" {
+
+VEXOZEPH_API int VEXOZEPHHttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request,
+                                          VEXOZEPH_HTTPS_RESPONSE *response) {
+  return vexozeph::GuardCInterface("VEXOZEPHHttpsRequestSend",
+                                   [&] { return HttpsRequestSend(request, response); });
+}
+
+VEXOZEPH_API void VEXOZEPHHttpsResponseFree(VEXOZEPH_HTTPS_RESPONSE *response) {
+  if (response == nullptr) return;
+  std::free(response->data);
+  response->data = nullptr;
+  response->status = 0;
+}
+
+}  // extern "C"
