@@ -7,6 +7,7 @@
 #define VEXOZEPH_VEXOZEPH_H_
 
 #include <stddef.h>
+#include <stdbool.h>
 #include <stdint.h>
 
 #include "vexozeph/export.h"
