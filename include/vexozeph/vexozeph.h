@@ -84,6 +84,27 @@ VEXOZEPH_API int VEXOZEPHAccountSet(const ZEPH_INFO *info);
  * was. */
 VEXOZEPH_API int VEXOZEPHAccountRemove(void);
 
+/* ---- Account registration and update ------------------------------------------- */
+
+/* Creates a cloud account from the appliance. `email`, `password` and `full_name` are
+ * required; `country` may be null. Stores nothing locally. -1 with the server's word as
+ * the last error when it refuses. */
+VEXOZEPH_API int VEXOZEPHAccountRegister(const char *email, const char *password,
+                                         const char *full_name, bool critical_release,
+                                         bool enews, bool enews_local_promotion,
+                                         const char *country);
+
+/* Changes the signed-in account. Null texts are not sent; the e-mail and the password
+ * change only with the current `password`. The three flags are negative to leave them,
+ * 0 for false, positive for true. After a password change the local record is refreshed
+ * and the "ZephPasswordChanged" notification is sent (best effort). */
+VEXOZEPH_API int VEXOZEPHAccountSetInfo(const char *full_name, const char *new_email,
+                                        const char *password, const char *new_password,
+                                        const char *country, const char *notify_language,
+                                        const char *timezone, int enews, int critical_release,
+                                        int enews_local_promotion,
+                                        const char *critical_version_list);
+
 /* ---- Server hosts --------------------------------------------------------------- */
 
 /* Size of the buffer VEXOZEPHServerConfigGet fills, and of each of its two halves. */

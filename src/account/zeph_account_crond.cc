@@ -1,0 +1,56 @@
+#include <json/value.h>
+
+#include "internal/log.h"
+#include "vexo_platform/vexo_scheduler.h"
+#include "vexozeph/user.h"
+#include "vexozeph/zeph_account.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace {
+
+const char kCronGroup[] = "zeph";
+
+// The one job of the group: run the periodic report as root on the stored schedule,
+// passed on unchanged (its "~" marks belong to the cron manager).
+Json::Value ReportJobList() {
+  Json::Value job(Json::objectValue);
+  job["name"] = "job";
+  job["period"] = "crontab";
+  job["crontab"] = vexozeph::User().GetReportCronTimestring();
+  job["user"] = "root";
+  Json::Value command(Json::arrayValue);
+  command.append("/usr/vexo/bin/vexozeph");
+  command.append("--report_info");
+  job["cmd_list"] = command;
+  Json::Value jobs(Json::arrayValue);
+  jobs.append(job);
+  return jobs;
+}
+
+}  // namespace
+
+// Both report the manager's answer only: 0 means not done. They leave the last error
+// alone, so a failure here never masks the error of the operation that called them.
+VEXOZEPH_API int VEXOZEPHAccountRegisterCrond(void) {
+  try {
+    VEXO::VEXOCrond::ConfigManager manager(kCronGroup, false);
+    return manager.Save(ReportJobList());
+  } catch (const std::exception &e) {
+    ZLOG("Failed to save the report job: %s", e.what());
+  } catch (...) {
+    ZLOG("Failed to save the report job");
+  }
+  return 0;
+}
+
+VEXOZEPH_API int VEXOZEPHAccountUnregisterCrond(void) {
+  try {
+    VEXO::VEXOCrond::ConfigManager manager(kCronGroup, false);
+    return manager.Remove();
+  } catch (const std::exception &e) {
+    ZLOG("Failed to remove the report job: %s", e.what());
+  } catch (...) {
+    ZLOG("Failed to remove the report job");
+  }
+  return 0;
+}

@@ -1,0 +1,125 @@
+#include <json/value.h>
+
+#include <memory>
+#include <string>
+
+#include "internal/account_request.h"
+#include "internal/c_edge.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "vexo_platform/vexo_notify.h"
+#include "vexo_platform/vlib_device.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+
+namespace {
+
+const size_t kSerialSize = 36;
+
+// Fills the update form in its fixed order. The e-mail and the password only change
+// together with the current password; without it they are left out, silently.
+bool FillUpdateForm(vexozeph::FormHash &form, const ZEPH_INFO &stored, const char *serial,
+                    const char *full_name, const char *new_email, const char *password,
+                    const char *new_password, const char *country, const char *notify_language,
+                    const char *timezone, int enews, int critical_release,
+                    int enews_local_promotion, const char *critical_version_list) {
+  auto optional = [&form](const char *key, const char *value) {
+    return value == nullptr || form.Set(key, value);
+  };
+  // Negative leaves the flag as the server has it.
+  auto flag = [&form](const char *key, int value) {
+    return value < 0 || form.Set(key, value > 0 ? "true" : "false");
+  };
+  const bool with_password = password != nullptr;
+  return form.Set("id", stored.user_id) && form.Set("auth_key", stored.auth_key) &&
+         form.Set("serial_no", serial) && optional("full_name", full_name) &&
+         optional("passwd", password) && optional("email", with_password ? new_email : nullptr) &&
+         optional("passwd_new", with_password ? new_password : nullptr) &&
+         optional("passwd_confirmation", with_password ? new_password : nullptr) &&
+         optional("country", country) && optional("notify_lang", notify_language) &&
+         optional("timezone", timezone) && flag("enews", enews) &&
+         flag("critical_release", critical_release) &&
+         flag("enews_local_promotion", enews_local_promotion) &&
+         optional("critical_version_list", critical_version_list);
+}
+
+// After a password change the owner is told, in case it was not them. Best effort.
+void NotifyPasswordChanged() {
+  Json::Value account(Json::objectValue);
+  if (VEXOZEPHAccountQueryInfo(account, true, true) < 0) {
+    ZLOG("VEXOZEPHAccountQueryInfo failed, code=%u", static_cast<unsigned int>(VEXOZEPHErrGet()));
+    return;
+  }
+  vexozeph::FormHash variables;
+  if (!variables.ok()) {
+    ZLOG("Failed to alloc notification hash, err=[0x%04X %s:%d]", VLIBCErrGet(),
+         VLIBCErrorGetFile(), VLIBCErrorGetLine());
+    return;
+  }
+  const std::string email = vexozeph::json::StringOr(account, "email");
+  if (!variables.Set("%ZEPH_ACCOUNT%", email)) {
+    ZLOG("Cant set zeph account");
+  } else if (VEXOSysNotifySendNotifiction("ZephPasswordChanged", variables.get()) < 0) {
+    ZLOG("Send notification failed");
+  }
+}
+
+int SetInfo(const char *full_name, const char *new_email, const char *password,
+            const char *new_password, const char *country, const char *notify_language,
+            const char *timezone, int enews, int critical_release, int enews_local_promotion,
+            const char *critical_version_list) {
+  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+  std::unique_ptr<ZEPH_INFO> stored(new ZEPH_INFO());
+  if (VEXOZEPHAccountGet(stored.get()) < 0) {
+    ZLOG("VEXOZEPHAccountGet failed");
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
+  }
+  const std::string module = vexozeph::log::ModuleOf(__FILE__);
+  std::string host;
+  if (vexozeph::ReadAccountHost(module.c_str(), host) < 0) return -1;
+  char serial[kSerialSize] = {0};
+  if (VLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
+    ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_SERIAL), -1;
+  }
+  vexozeph::FormHash form;
+  if (!form.ok() ||
+      !FillUpdateForm(form, *stored, serial, full_name, new_email, password, new_password, country,
+                      notify_language, timezone, enews, critical_release, enews_local_promotion,
+                      critical_version_list)) {
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+  }
+  vexozeph::HttpsReply reply;
+  if (vexozeph::SendAccountForm(host, "device/api/user/update", form, false, reply) < 0) {
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
+  }
+  if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
+    ZLOG("Failed to update account:%s, resp=%s", stored->user_id, reply.body());
+    return -1;
+  }
+  if (password != nullptr && new_password != nullptr) NotifyPasswordChanged();
+  return 0;
+}
+
+}  // namespace
+
+extern "C" VEXOZEPH_API int VEXOZEPHAccountSetInfo(const char *full_name, const char *new_email,
+                                                   const char *password, const char *new_password,
+                                                   const char *country,
+                                                   const char *notify_language,
+                                                   const char *timezone, int enews,
+                                                   int critical_release, int enews_local_promotion,
+                                                   const char *critical_version_list) {
+  return vexozeph::GuardCInterface("VEXOZEPHAccountSetInfo", [&] {
+    return SetInfo(full_name, new_email, password, new_password, country, notify_language,
+                   timezone, enews, critical_release, enews_local_promotion,
+                   critical_version_list);
+  });
+}
