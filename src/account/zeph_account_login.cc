@@ -1,0 +1,363 @@
+// Signing the appliance in: by e-mail and password, by an OAuth access token the
+// management interface already holds, or by adopting a known user id and auth key.
+// The password and token logins share one path (device facts, form exchange with the
+// single API-key re-registration, completion); they differ only in their form and path.
+#include <unistd.h>
+
+#include <string>
+
+#include "internal/account_request.h"
+#include "internal/c_edge.h"
+#include "internal/error_state.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "internal/privilege_section.h"
+#include "internal/user_impl.h"
+#include "vexo_platform/vexo_cloud_service.h"
+#include "vexo_platform/vexo_notify.h"
+#include "vexo_platform/vlib_device.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexo_platform/vlib_plugin.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace {
+
+const char kModule[] = "zeph_account_login";
+const size_t kSerialSize = 36;
+const size_t kMacSize = 24;
+const size_t kApiKeySize = 1024;
+
+const int kLoginEventType = 2;
+const int kLoginEventLevel = 1;
+const unsigned int kLoginEventCode = 0x13A00001;
+
+const char kPasswordLoginPath[] = "device/api/password_login";
+const char kTokenLoginPath[] = "good/user/launch";
+
+// The "zeph/login" plugin context, closed on every exit.
+class LoginPlugin {
+ public:
+  LoginPlugin() = default;
+  ~LoginPlugin() { VLIBPluginExit(handle_); }
+  LoginPlugin(const LoginPlugin &) = delete;
+  LoginPlugin &operator=(const LoginPlugin &) = delete;
+
+  // False (logged) when the context cannot be opened. The error state is left alone: a
+  // host without listeners is not the caller's fault.
+  bool Open() {
+    if (VLIBPluginSDKInit("zeph", "zeph/login", &handle_) < 0) {
+      ZLOG("VLIBPluginSDKInit failed");
+      return false;
+    }
+    return true;
+  }
+
+  // The post-event that tells listeners the account is in place.
+  bool RaisePost() {
+    if (VLIBPluginAction(handle_, VLIB_PLUGIN_ACTION_POST) < 0) {
+      ZLOG("VLIBPluginAction failed, action=%u",
+           static_cast<unsigned int>(VLIB_PLUGIN_ACTION_POST));
+      return false;
+    }
+    return true;
+  }
+
+ private:
+  PVLIBPLUGIN handle_ = nullptr;
+};
+
+int Fail(unsigned int code) {
+  return VEXOZEPHErrSet(code), -1;
+}
+
+// The cloud-service API key; with flag 1 a device without one registers it first.
+int ReadApiKey(char *api_key, size_t size) {
+  if (VEXOCloudServiceGetApiKey(api_key, size, 1) < 0) {
+    ZLOG("Failed to get apikey");
+    return Fail(vexozeph::GetErrorCodeFromCloudService());
+  }
+  return 0;
+}
+
+// What the appliance tells the server about itself in both form logins.
+struct DeviceFacts {
+  std::string account_host;
+  char serial[kSerialSize] = {0};
+  char mac[kMacSize] = {0};
+  char api_key[kApiKeySize] = {0};
+};
+
+int ReadDeviceFacts(DeviceFacts &facts) {
+  if (vexozeph::ReadAccountHost(kModule, facts.account_host) < 0) return -1;
+  if (VLIBGetSerialNumber(facts.serial, sizeof(facts.serial)) < 0) {
+    ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return Fail(VEXOZEPH_ERR_SERIAL);
+  }
+  if (VEXOBxinfoCloudServiceGetMacAddress(facts.mac, sizeof(facts.mac)) < 0) {
+    ZLOG("Failed to get mac address");
+    return Fail(VEXOZEPH_ERR_MAC);
+  }
+  return ReadApiKey(facts.api_key, sizeof(facts.api_key));
+}
+
+enum class LoginKind { kPassword, kToken };
+
+struct FormLogin {
+  LoginKind kind;
+  const char *email;         // password login
+  const char *password;      // password login
+  const char *access_token;  // token login
+  bool verify_only;          // password login
+};
+
+// Token login only: the interface language and the appliance zone's database name.
+struct Locale {
+  std::string language;
+  std::string zone;
+};
+
+int ReadLocale(Locale &locale) {
+  locale.language = vexozeph::ReadInterfaceLanguage();
+  return vexozeph::ReadZoneNameInTzdb(kModule, locale.zone);
+}
+
+// Fills the form in the order the server's signature check and logs expect.
+bool FillForm(const FormLogin &login, const DeviceFacts &facts, const Locale &locale,
+              vexozeph::FormHash &form) {
+  if (login.kind == LoginKind::kPassword) {
+    return form.Set("type", "acnt_pw_apikey") && form.Set("email", login.email) &&
+           form.Set("passwd", login.password) && form.Set("serial_no", facts.serial) &&
+           form.Set("api_key", facts.api_key) && form.Set("mac", facts.mac);
+  }
+  return form.Set("language", locale.language) && form.Set("access_token", login.access_token) &&
+         form.Set("timezone", locale.zone) && form.Set("api_key", facts.api_key) &&
+         form.Set("mac", facts.mac) && form.Set("serial_no", facts.serial);
+}
+
+// One request and its answer's result word. 0 with the mapped word in the error state
+// (which may be a refusal); -1 when nothing usable came back. `body` keeps the reply text
+// for the caller's log lines.
+int ExchangeOnce(const std::string &host, const char *path, const vexozeph::FormHash &form,
+                 Json::Value &response, std::string &body) {
+  vexozeph::HttpsReply reply;
+  if (vexozeph::SendAccountForm(host, path, form, false, reply) < 0) {
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return Fail(VEXOZEPH_ERR_SEND);
+  }
+  body = reply.body();
+  if (!vexozeph::ParseReply(reply.body(), response)) {
+    ZLOG("Failed to parse json: %s", body.c_str());
+    return Fail(VEXOZEPH_ERR_BAD_JSON);
+  }
+  if (!vexozeph::json::Has(response, "code")) {
+    ZLOG("bad response, no code");
+    return Fail(VEXOZEPH_ERR_NO_REPLY);
+  }
+  MapLibZephCenterErrorCode(vexozeph::ResultWordOf(response).c_str());
+  return 0;
+}
+
+// Sends the login form and judges the answer. An unknown API key is replaced once and the
+// same form, with the new key in its place, is sent again; an expired one is handed to
+// the platform to renew and the login fails so the user signs in again afterwards.
+int ExchangeLogin(const FormLogin &login, DeviceFacts &facts, vexozeph::FormHash &form,
+                  Json::Value &response) {
+  const char *path = login.kind == LoginKind::kPassword ? kPasswordLoginPath : kTokenLoginPath;
+  std::string body;
+  if (ExchangeOnce(facts.account_host, path, form, response, body) < 0) return -1;
+
+  if (VEXOZEPHErrGet() == VEXOZEPH_ERR_APIKEY_NOT_FOUND) {
+    ZLOG("ApiKey not found. Register new one.");
+    if (VEXOCloudServiceRegisterApiKey(facts.api_key, sizeof(facts.api_key)) < 0) {
+      ZLOG("VEXOCloudServiceRegisterApiKey failed");
+      return Fail(VEXOZEPH_ERR_APIKEY_NOT_FOUND);
+    }
+    // The hash replaces a key's value in place, so the field keeps its position.
+    if (!form.Set("api_key", facts.api_key)) {
+      ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+           VLIBCErrorGetLine());
+      return Fail(VEXOZEPH_ERR_SYSTEM);
+    }
+    if (ExchangeOnce(facts.account_host, path, form, response, body) < 0) return -1;
+  } else if (VEXOZEPHErrGet() == VEXOZEPH_ERR_APIKEY_EXPIRED) {
+    VEXOCloudServiceActionHandler(VEXO_CLOUD_SERVICE_ACTION_RENEW_APIKEY);
+  }
+
+  if (VEXOZEPHErrGet() != VEXOZEPH_ERR_SUCCESS) {
+    if (login.kind == LoginKind::kPassword) {
+      ZLOG("Failed to login %s, resp=%s", login.email, body.c_str());
+    } else {
+      ZLOG("Failed to login, resp=%s", body.c_str());
+    }
+    return -1;
+  }
+  return 0;
+}
+
+// The answer's "id" as text: servers send it as a string or as a whole number.
+bool UserIdText(const Json::Value &answer, std::string &id) {
+  const Json::Value &member = vexozeph::json::Member(answer, "id");
+  if (member.isString()) {
+    id = member.asString();
+  } else if (member.isUInt64()) {
+    id = std::to_string(member.asUInt64());
+  } else if (member.isInt64()) {
+    id = std::to_string(member.asInt64());
+  } else {
+    return false;
+  }
+  return !id.empty();
+}
+
+// Stores the new identity and forgets when the file was last synchronised, so that the
+// query that follows asks the server about this identity instead of answering from what
+// an earlier account left in the file (and a key is never adopted unconfirmed).
+int StoreIdentity(const std::string &user_id, const std::string &auth_key) {
+  try {
+    vexozeph::User user;
+    user.SetUserId(user_id);
+    user.SetAuthKey(auth_key);
+    user.SetLastQueryTime(0);
+  } catch (const vexozeph::ZephException &e) {
+    ZLOG("Failed to set user: %s", e.what());
+    return Fail(e.GetCode());
+  }
+  return 0;
+}
+
+// Installs the periodic report unless the appliance has it switched off. Best effort.
+void ScheduleReport() {
+  if (vexozeph::IsReportDisabled()) return;
+  if (VEXOZEPHAccountRegisterCrond() == 0) ZLOG("Failed to add crontab for zeph");
+}
+
+void RecordSignIn(const std::string &email) {
+  ZLOG("Logged in Zeph Center as %s", email.c_str());
+  VEXOLogSet1(kLoginEventType, kLoginEventLevel, kLoginEventCode, email.c_str(), "", "", "");
+}
+
+// Brings the stored profile up to date after a sign-in. The sign-in stands whatever the
+// query says, so its error does not outlive it either.
+void RefreshProfile() {
+  Json::Value scratch;
+  VEXOZEPHAccountQueryInfo(scratch, true, true);
+  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+}
+
+int Complete(const FormLogin &login, const Json::Value &response, LoginPlugin &plugin) {
+  std::string user_id;
+  std::string auth_key;
+  if (!UserIdText(response, user_id) ||
+      !vexozeph::json::GetString(response, "auth_key", auth_key) || auth_key.empty()) {
+    // A "good" answer without an identity cannot sign anyone in; store nothing.
+    ZLOG("bad response, no usable id or auth_key");
+    return Fail(VEXOZEPH_ERR_NO_REPLY);
+  }
+  if (StoreIdentity(user_id, auth_key) < 0) return -1;
+  ScheduleReport();
+  RecordSignIn(login.kind == LoginKind::kPassword ? std::string(login.email)
+                                                  : vexozeph::json::StringOr(response, "email"));
+  RefreshProfile();
+  if (!plugin.RaisePost()) return -1;
+  return 0;
+}
+
+int FormLoginRun(const FormLogin &login, Json::Value &response) {
+  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+  const bool missing = login.kind == LoginKind::kPassword
+                           ? (login.email == nullptr || login.password == nullptr)
+                           : login.access_token == nullptr;
+  if (missing) {
+    ZLOG("Bad Parameters");
+    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+  }
+  LoginPlugin plugin;
+  if (!plugin.Open()) return -1;
+  DeviceFacts facts;
+  if (ReadDeviceFacts(facts) < 0) return -1;
+  Locale locale;
+  if (login.kind == LoginKind::kToken && ReadLocale(locale) < 0) return -1;
+
+  vexozeph::FormHash form;
+  if (!form.ok() || !FillForm(login, facts, locale, form)) {
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
+    return Fail(VEXOZEPH_ERR_SYSTEM);
+  }
+  if (ExchangeLogin(login, facts, form, response) < 0) return -1;
+  // Only the credentials were to be checked: nothing is stored, scheduled or announced.
+  if (login.kind == LoginKind::kPassword && login.verify_only) return 0;
+  return Complete(login, response, plugin);
+}
+
+// Removes the account file of a key that the server did not confirm. Privilege trouble
+// is only logged: the half-adopted key must go whatever happens.
+void DiscardAdoptedKey() {
+  vexozeph::PrivilegeSection section(kModule, __LINE__);
+  section.Enter();
+  ::unlink(vexozeph::AccountFilePath().c_str());
+  section.Leave();
+}
+
+// Copies the members a key login reports from the query's answer.
+void CopyKeyLoginResult(const Json::Value &query, Json::Value &result) {
+  if (!result.isObject()) result = Json::Value(Json::objectValue);
+  for (const char *key : {"email", "auth_key", "activated"}) {
+    result[key] = vexozeph::json::Member(query, key);
+  }
+}
+
+int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) {
+  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+  if (user_id == nullptr || auth_key == nullptr) {
+    ZLOG("Bad Parameters");
+    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+  }
+  // The key is not sent here; reading it proves the cloud-service platform is ready.
+  char api_key[kApiKeySize] = {0};
+  if (ReadApiKey(api_key, sizeof(api_key)) < 0) return -1;
+  LoginPlugin plugin;
+  if (!plugin.Open()) return -1;
+
+  if (StoreIdentity(user_id, auth_key) < 0) return -1;
+  Json::Value query;
+  if (VEXOZEPHAccountQueryInfo(query, true, true) < 0) {
+    ZLOG("VEXOZEPHAccountQueryInfo failed");
+    VEXOZEPHErrSet(VEXOZEPH_ERR_AUTH);
+    DiscardAdoptedKey();
+    return -1;
+  }
+  CopyKeyLoginResult(query, result);
+  if (!plugin.RaisePost()) return -1;
+  ScheduleReport();
+  RecordSignIn(vexozeph::json::StringOr(query, "email"));
+  return 0;
+}
+
+}  // namespace
+
+VEXOZEPH_API int VEXOZEPHAccountLogin(const char *email, const char *password,
+                                      Json::Value &response, bool verify_only) {
+  return vexozeph::GuardCInterface("VEXOZEPHAccountLogin", [&] {
+    FormLogin login{LoginKind::kPassword, email, password, nullptr, verify_only};
+    return FormLoginRun(login, response);
+  });
+}
+
+VEXOZEPH_API int VEXOZEPHAccountOauthLogin(Json::Value &response, const char *access_token) {
+  return vexozeph::GuardCInterface("VEXOZEPHAccountOauthLogin", [&] {
+    FormLogin login{LoginKind::kToken, nullptr, nullptr, access_token, false};
+    return FormLoginRun(login, response);
+  });
+}
+
+VEXOZEPH_API int VEXOZEPHAccountLoginByKey(const char *user_id, const char *auth_key,
+                                           Json::Value &result) {
+  return vexozeph::GuardCInterface("VEXOZEPHAccountLoginByKey",
+                                   [&] { return KeyLoginRun(user_id, auth_key, result); });
+}
