@@ -324,7 +324,11 @@ int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) 
   LoginPlugin plugin;
   if (!plugin.Open()) return -1;
 
-  if (StoreIdentity(user_id, auth_key) < 0) return -1;
+  if (StoreIdentity(user_id, auth_key) < 0) {
+    // Part of the identity may be written already; a mix of two accounts must not stay.
+    DiscardAdoptedKey();
+    return -1;
+  }
   Json::Value query;
   if (VEXOZEPHAccountQueryInfo(query, true, true) < 0) {
     ZLOG("VEXOZEPHAccountQueryInfo failed");
