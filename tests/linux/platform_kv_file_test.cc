@@ -1,0 +1,236 @@
+// The generic-Linux key-value settings files: exact key matching, byte-for-byte
+// preservation of other lines, refusal of line breaks, atomic replacement under kill -9,
+// and no lost updates between concurrent writers.
+#include <dirent.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/temp_root.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexo_platform/vlib_file.h"
+#include "vexo_platform/vlib_string.h"
+
+namespace {
+
+using vexozeph::testing::StartChild;
+using vexozeph::testing::TempRoot;
+using vexozeph::testing::WaitChild;
+
+const char *kLine = "%s=\"%s\"\n";
+
+std::string GetValue(const std::string &path, const char *key, int *rc = nullptr) {
+  char value[8192] = {0};
+  int result = VLIBCFileGetKeyValue(path.c_str(), key, value, sizeof(value), 0);
+  if (rc != nullptr) *rc = result;
+  return value;
+}
+
+// Kills and reaps a child when the test leaves its scope, also through a failed ASSERT,
+// so a writer looping for ever never outlives its test.
+class ChildGuard {
+ public:
+  explicit ChildGuard(pid_t pid) : pid_(pid) {}
+  ~ChildGuard() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      WaitChild(pid_);
+    }
+  }
+  ChildGuard(const ChildGuard &) = delete;
+  ChildGuard &operator=(const ChildGuard &) = delete;
+
+ private:
+  pid_t pid_;
+};
+
+// Names in `dir` starting with '.', i.e. the writer's temporary files.
+std::vector<std::string> HiddenFiles(const std::string &dir) {
+  std::vector<std::string> hidden;
+  DIR *listing = opendir(dir.c_str());
+  while (struct dirent *entry = readdir(listing)) {
+    std::string name = entry->d_name;
+    if (name != "." && name != ".." && name[0] == '.') hidden.push_back(name);
+  }
+  closedir(listing);
+  return hidden;
+}
+
+TEST(PlatformKeyValueFile, ReplacesOnlyItsOwnKeyAndKeepsEverythingElseByteForByte) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/user.conf");
+  root.WriteFile("/etc/user.conf",
+                 "# written by hand\n"
+                 "zephIDSerial=\"12345\"\n"
+                 "zephID=\"old@example.com\"\n"
+                 "  spaced = \"a  b\"   \n"
+                 "\n"
+                 "zephID=\"duplicate@example.com\"\n"
+                 "unquoted=plain");
+  ASSERT_EQ(0, chmod(path.c_str(), 0644));
+
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "zephID", "new@example.com", kLine), 0);
+  // First occurrence replaced in place, later duplicate dropped, the prefix-sharing
+  // "zephIDSerial" untouched, hand-written lines (odd spacing, blank, comment) intact.
+  EXPECT_EQ(root.ReadFile("/etc/user.conf"),
+            "# written by hand\n"
+            "zephIDSerial=\"12345\"\n"
+            "zephID=\"new@example.com\"\n"
+            "  spaced = \"a  b\"   \n"
+            "\n"
+            "unquoted=plain");
+  EXPECT_EQ(GetValue(path, "zephIDSerial"), "12345");
+  EXPECT_EQ(GetValue(path, "spaced"), "a  b");
+  EXPECT_EQ(GetValue(path, "unquoted"), "plain");
+
+  // Appending after a last line without newline must not glue the two lines together.
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "zephIDS", "x\"y", kLine), 0);
+  EXPECT_EQ(GetValue(path, "unquoted"), "plain");
+  EXPECT_EQ(GetValue(path, "zephIDS"), "x\"y");  // inner quotes survive a round trip
+  EXPECT_EQ(GetValue(path, "zephIDSerial"), "12345");
+
+  // The file may hold secrets: whatever it was before, it is 0600 after a write.
+  struct stat info;
+  ASSERT_EQ(0, stat(path.c_str(), &info));
+  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  EXPECT_TRUE(HiddenFiles(root.Path("/etc")).empty());
+
+  // A missing file is created with just the new line.
+  const std::string fresh = root.Path("/etc/fresh.conf");
+  ASSERT_GE(VLIBCFileSetKeyValue(fresh.c_str(), "language", "enu", kLine), 0);
+  EXPECT_EQ(root.ReadFile("/etc/fresh.conf"), "language=\"enu\"\n");
+}
+
+TEST(PlatformKeyValueFile, RefusesAnythingThatCouldForgeALine) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/user.conf");
+  root.WriteFile("/etc/user.conf", "zephID=\"a@b\"\n");
+  const std::string before = root.ReadFile("/etc/user.conf");
+
+  struct Case {
+    const char *key;
+    const char *value;
+    const char *format;
+  } refused[] = {
+      {"zephID", "evil\nbx_auth_key=\"stolen\"", kLine},
+      {"zephID", "evil\r", kLine},
+      {"", "v", kLine},
+      {"a=b", "v", kLine},
+      {"a\"b", "v", kLine},
+      {"a\nb", "v", kLine},
+      {"zephID", "v", "%s=\"%s\" %s\n"},  // a third argument that does not exist
+      {"zephID", "v", "%s=%d\n"},
+      {"zephID", "v", "%s\n=%s\n"},  // a format that itself splits the line
+  };
+  for (const Case &c : refused) {
+    SCOPED_TRACE(std::string(c.key) + " / " + c.format);
+    EXPECT_LT(VLIBCFileSetKeyValue(path.c_str(), c.key, c.value, c.format), 0);
+    EXPECT_EQ(VLIBCErrGet(), EINVAL);
+    EXPECT_STRNE(VLIBCErrorGetFile(), "");
+  }
+  EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
+}
+
+TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/vexoinfo.conf");
+  root.WriteFile("/etc/vexoinfo.conf",
+                 "language=\"enu\"\nempty=\"\"\nlanguage=\"ger\"\nzeph_disable_report=\"yes\"\n");
+  int rc = 0;
+  EXPECT_EQ(GetValue(path, "language", &rc), "enu");  // first occurrence wins
+  EXPECT_EQ(rc, 3);
+  GetValue(path, "empty", &rc);
+  EXPECT_EQ(rc, 0);
+  GetValue(path, "lang", &rc);
+  EXPECT_EQ(rc, 0);
+  GetValue(root.Path("/etc/missing.conf"), "language", &rc);
+  EXPECT_LT(rc, 0);
+  EXPECT_EQ(VLIBCErrGet(), ENOENT);
+
+  char small[3];
+  EXPECT_EQ(VLIBCFileGetKeyValue(path.c_str(), "language", small, sizeof(small), 0), 2);
+  EXPECT_STREQ(small, "en");
+
+  EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "zeph_disable_report", "yes", 0), 1);
+  EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "zeph_disable_report", "ye", 0), 0);
+  EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "absent", "", 0), 0);
+
+  PVLIBSZLIST keys = VLIBCSzListAlloc(8);
+  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), 3);
+  EXPECT_STREQ(VLIBCSzListGet(keys, 0), "language");
+  EXPECT_STREQ(VLIBCSzListGet(keys, 1), "empty");
+  EXPECT_STREQ(VLIBCSzListGet(keys, 2), "zeph_disable_report");
+  VLIBCSzListFree(keys);
+}
+
+// A writer killed at a random moment leaves either the old or the new file, never a torn
+// one, and at most its one temporary file, which the next writer clears away. A reader
+// running at the same time only ever sees complete values.
+TEST(PlatformKeyValueFile, SurvivesKillNineInTheMiddleOfWrites) {
+  TempRoot root;
+  const std::string path = root.Path("/usr/vexo/etc/vexona-account/private/user.conf");
+  const std::string dir = root.Path("/usr/vexo/etc/vexona-account/private");
+  // Values large enough that a write takes several system calls.
+  const std::string a(6000, 'a');
+  const std::string b(6000, 'b');
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "keep", "kept", kLine), 0);
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "k", a.c_str(), kLine), 0);
+
+  std::mt19937 random(20240611);
+  std::uniform_int_distribution<int> reads_before_kill(0, 400);
+  for (int round = 0; round < 60; ++round) {
+    pid_t child = StartChild([&] {
+      for (int i = 0;; ++i) {
+        VLIBCFileSetKeyValue(path.c_str(), "k", (i % 2 ? a : b).c_str(), kLine);
+      }
+      return 0;
+    });
+    ASSERT_GT(child, 0);
+    {
+      ChildGuard writer(child);
+      for (int i = reads_before_kill(random); i > 0; --i) {
+        std::string value = GetValue(path, "k");
+        ASSERT_TRUE(value == a || value == b) << "torn read of " << value.size() << " bytes";
+      }
+    }
+
+    std::string value = GetValue(path, "k");
+    ASSERT_TRUE(value == a || value == b) << "round " << round << ": " << value.size();
+    ASSERT_EQ(GetValue(path, "keep"), "kept");
+    ASSERT_LE(HiddenFiles(dir).size(), 1u);
+  }
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "k", "done", kLine), 0);
+  EXPECT_TRUE(HiddenFiles(dir).empty());
+}
+
+// Writers in several processes adding keys to one file at once: every key must survive.
+// Without serialising the read-modify-write, one writer's rename drops the other's key.
+TEST(PlatformKeyValueFile, ConcurrentWritersLoseNoKey) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/shared.conf");
+  const int kProcesses = 4;
+  const int kKeysEach = 25;
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    children.push_back(StartChild([&, p] {
+      for (int k = 0; k < kKeysEach; ++k) {
+        std::string key = "p" + std::to_string(p) + "_" + std::to_string(k);
+        if (VLIBCFileSetKeyValue(path.c_str(), key.c_str(), "v", kLine) < 0) return 1;
+      }
+      return 0;
+    }));
+  }
+  for (pid_t child : children) EXPECT_EQ(WaitChild(child), 0);
+  PVLIBSZLIST keys = VLIBCSzListAlloc(kProcesses * kKeysEach + 1);
+  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), kProcesses * kKeysEach);
+  VLIBCSzListFree(keys);
+}
+
+}  // namespace
