@@ -1,0 +1,184 @@
+#include "router.h"
+
+#include <openssl/ssl.h>
+#include <strings.h>
+#include <sys/socket.h>
+
+#include <cstdio>
+#include <exception>
+
+#include "json_access.h"
+
+namespace zeph_cloud {
+namespace {
+
+// Headers the HTTP library adds to every request for its own bookkeeping; they were not
+// sent by the client and stay out of the log.
+bool IsSyntheticHeader(const std::string &name) {
+  return name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
+         name == "LOCAL_PORT";
+}
+
+bool IsFormBody(const httplib::Request &req) {
+  std::string type = req.get_header_value("Content-Type");
+  return strncasecmp(type.c_str(), "application/x-www-form-urlencoded", 33) == 0;
+}
+
+// Cuts the connection under the HTTP library's feet: the client sees the connection close
+// with no answer, as when a server process dies mid-request.
+void DropConnection(const httplib::Request &req) {
+  if (req.ssl != nullptr) {
+    int fd = SSL_get_fd(req.ssl);
+    if (fd >= 0) ::shutdown(fd, SHUT_RDWR);
+  }
+}
+
+void ApplyFault(const Fault &fault, const httplib::Request &req, httplib::Response &res) {
+  if (fault.drop) {
+    DropConnection(req);
+    return;
+  }
+  if (fault.status != 0) res.status = fault.status;
+  if (fault.body) res.set_content(*fault.body, fault.content_type.c_str());
+}
+
+}  // namespace
+
+const Pairs &Exchange::Fields() const {
+  return req.method == "POST" ? form : query;
+}
+
+const std::string *Exchange::Field(const std::string &key) const {
+  return FirstValue(Fields(), key);
+}
+
+std::string Exchange::Header(const std::string &name) const {
+  return req.get_header_value(name.c_str());
+}
+
+std::string Exchange::BearerToken() const {
+  std::string value = Header("Authorization");
+  if (value.size() > 7 && strncasecmp(value.c_str(), "Bearer ", 7) == 0) {
+    return value.substr(7);
+  }
+  return std::string();
+}
+
+void Exchange::SendJson(int status, const Json::Value &body) {
+  res.status = status;
+  res.set_content(CompactJson(body), "application/json");
+}
+
+void Exchange::SendText(int status, const std::string &text, const std::string &content_type) {
+  res.status = status;
+  res.set_content(text, content_type.c_str());
+}
+
+void Exchange::SendHtml(int status, const std::string &html) {
+  SendText(status, html, "text/html; charset=utf-8");
+}
+
+void Exchange::Redirect(const std::string &location) {
+  res.status = 302;
+  res.set_header("Location", location);
+  res.set_content("", "text/plain");
+}
+
+void Router::Add(const std::string &method, const std::string &path, Handler handler) {
+  routes_.push_back({method, path, false, std::move(handler)});
+}
+
+void Router::AddPrefix(const std::string &method, const std::string &prefix, Handler handler) {
+  routes_.push_back({method, prefix, true, std::move(handler)});
+}
+
+void Router::Install(httplib::Server &server) {
+  auto dispatch = [this](const httplib::Request &req, httplib::Response &res) {
+    Dispatch(req, res);
+  };
+  server.Get(".*", dispatch);
+  server.Post(".*", dispatch);
+  server.Put(".*", dispatch);
+  server.Patch(".*", dispatch);
+  server.Delete(".*", dispatch);
+  server.Options(".*", dispatch);
+}
+
+void Router::RouteRequest(Exchange &exchange) {
+  const std::string &method = exchange.req.method == "HEAD" ? "GET" : exchange.req.method;
+  const std::string &path = exchange.req.path;
+  bool path_known = false;
+  for (const auto &route : routes_) {
+    bool matches = route.prefix ? path.compare(0, route.path.size(), route.path) == 0 &&
+                                      path.size() > route.path.size()
+                                : path == route.path;
+    if (!matches) continue;
+    path_known = true;
+    if (route.method != method) continue;
+    exchange.suffix = route.prefix ? path.substr(route.path.size()) : std::string();
+    try {
+      route.handler(exchange);
+    } catch (const std::exception &e) {
+      Json::Value body;
+      body["error"] = "server_error";
+      body["error_description"] = e.what();
+      exchange.SendJson(500, body);
+    }
+    return;
+  }
+  Json::Value body;
+  body["error"] = path_known ? "method_not_allowed" : "not_found";
+  exchange.SendJson(path_known ? 405 : 404, body);
+}
+
+void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
+  Exchange exchange{req, res, ParseUrlEncoded(QueryOfTarget(req.target)), Pairs(), ""};
+  if (IsFormBody(req)) exchange.form = ParseUrlEncoded(req.body);
+
+  uint64_t seq = 0;
+  std::optional<Fault> fault;
+  if (record_) {
+    LoggedRequest entry;
+    entry.time = emulator_.PreciseNow();
+    entry.origin = origin_;
+    entry.method = req.method;
+    entry.path = req.path;
+    entry.target = req.target;
+    for (const auto &header : req.headers) {
+      if (!IsSyntheticHeader(header.first)) entry.headers.push_back(header);
+    }
+    entry.query = exchange.query;
+    entry.form = exchange.form;
+    entry.body = req.body;
+    seq = emulator_.requests.Add(std::move(entry));
+    fault = emulator_.faults.Take(origin_, req.path);
+  }
+
+  bool dropped = false;
+  if (fault && fault->delay_ms > 0 && !emulator_.SleepUnlessStopping(fault->delay_ms)) {
+    DropConnection(req);  // shutting down: do not hold the stop back
+    dropped = true;
+  }
+  bool answered_by_fault =
+      fault && !fault->after_processing && (fault->drop || fault->status || fault->body);
+  if (!dropped) {
+    if (answered_by_fault) {
+      ApplyFault(*fault, req, res);
+    } else {
+      RouteRequest(exchange);
+      if (fault && fault->after_processing) ApplyFault(*fault, req, res);
+    }
+    dropped = fault && fault->drop;
+  }
+  if (res.status == -1) res.status = 200;
+  if (record_) {
+    emulator_.requests.Finish(seq, dropped ? -1 : res.status, fault ? fault->Describe() : "");
+  }
+  if (emulator_.verbose) {
+    std::fprintf(stderr, "zeph-cloud: %s %s %s -> %d%s\n", origin_.c_str(), req.method.c_str(),
+                 req.target.c_str(), dropped ? -1 : res.status,
+                 fault ? (" [fault: " + fault->Describe() + "]").c_str() : "");
+  }
+}
+
+}  // namespace zeph_cloud

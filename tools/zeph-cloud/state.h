@@ -1,0 +1,138 @@
+// Everything the emulated cloud remembers: accounts, devices, auth keys, authorization
+// codes, tokens, OAuth clients and settings. Plain data guarded by the emulator's mutex;
+// it can be written to and read back from JSON so that a demo survives a restart.
+#ifndef ZEPH_CLOUD_STATE_H_
+#define ZEPH_CLOUD_STATE_H_
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+
+namespace zeph_cloud {
+
+// The OAuth client of the device's own account session (both PKCE templates name it).
+extern const char kDeviceClientId[];
+// The monitoring service's own client, which receives codes through the appliance.
+extern const char kMonitorClientId[];
+// Scope items that bind a token to a device: "device_sn:<serial>", "device_mac:<mac>".
+extern const char kSerialScopePrefix[];
+extern const char kMacScopePrefix[];
+
+struct Account {
+  std::string id;
+  std::string email;
+  std::string password;
+  std::string full_name;
+  std::string country;
+  std::string timezone;
+  std::string notify_language;
+  bool activated = true;
+  bool disabled = false;
+  bool enews = false;
+  bool critical_release = false;
+  bool enews_local_promotion = false;
+  Json::Value realname_validation_pass = true;  // null: left out of the answers
+  Json::Value critical_version_list = Json::Value(Json::objectValue);  // name -> bool
+  std::string report_cron_timestring;  // empty: left out of the answers
+  bool deleted = false;
+};
+
+struct Device {
+  std::string serial;
+  std::string mac;
+  std::string api_key;  // empty: any API key is accepted
+  bool api_key_expired = false;
+  int register_limit = 3;
+  int registered_accounts = 0;
+  std::string last_timezone;
+  int64_t last_report = 0;
+};
+
+struct AuthKey {
+  std::string key;
+  std::string account_id;
+  std::string serial;
+  int64_t issued_at = 0;
+  bool revoked = false;
+};
+
+struct AuthCode {
+  std::string code;
+  std::string client_id;
+  std::string redirect_uri;
+  std::string challenge;  // empty: issued without PKCE (the monitoring grant)
+  std::string account_id;
+  std::string scope;
+  std::string serial;
+  std::string family;  // shared by every token descended from this code
+  int64_t expires_at = 0;
+  bool used = false;
+};
+
+struct Token {
+  std::string token;
+  std::string kind;  // "access" or "refresh"
+  std::string account_id;
+  std::string client_id;
+  std::string scope;
+  std::string serial;
+  std::string family;
+  int64_t issued_at = 0;
+  int64_t expires_at = 0;
+  bool revoked = false;
+  bool used = false;  // a refresh token that has been rotated away
+};
+
+// A package's PKCE client, handed out by the account host as a configuration template.
+struct PackageClient {
+  std::string name;
+  std::string client_id;
+  std::string scope;
+  std::string audience;
+};
+
+struct Settings {
+  int64_t access_token_lifetime = 3600;
+  int64_t refresh_token_lifetime = 30L * 24 * 3600;
+  int64_t code_lifetime = 120;
+  int64_t clock_offset = 0;  // seconds added to the wall clock (admin "advance clock")
+};
+
+struct State {
+  std::map<std::string, Account> accounts;  // by id
+  std::map<std::string, Device> devices;    // by serial
+  std::map<std::string, AuthKey> auth_keys;
+  std::map<std::string, AuthCode> codes;
+  std::map<std::string, Token> tokens;
+  std::set<std::string> clients;
+  std::map<std::string, PackageClient> packages;  // by package name
+  Settings settings;
+  int64_t next_account_id = 2000001;
+  std::string id_token_secret;
+
+  // A fresh state: the device client, the monitoring client and the "vigilon" package.
+  static State Initial();
+
+  Json::Value ToJson() const;
+  // False (and `error` set) when `json` is not a state this program wrote.
+  static bool FromJson(const Json::Value &json, State &state, std::string &error);
+
+  Account *FindAccount(const std::string &id);
+  // Live (not deleted) account by e-mail, compared without regard to letter case.
+  Account *FindAccountByEmail(const std::string &email);
+  Device &DeviceFor(const std::string &serial);
+  // The live auth key of an account on a device, created when there is none.
+  const AuthKey &AuthKeyFor(const std::string &account_id, const std::string &serial, int64_t now);
+  const PackageClient *FindPackageByClient(const std::string &client_id) const;
+  std::string NewAccountId();
+};
+
+// The value of the first "<prefix><value>" item of a space-separated scope, or "".
+std::string ScopeItem(const std::string &scope, const std::string &prefix);
+
+}  // namespace zeph_cloud
+
+#endif  // ZEPH_CLOUD_STATE_H_

@@ -1,0 +1,213 @@
+#include "tls_material.h"
+
+#include <fcntl.h>
+#include <openssl/bio.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/rand.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace zeph_cloud {
+namespace {
+
+struct X509Free {
+  void operator()(X509 *x) const { X509_free(x); }
+};
+struct KeyFree {
+  void operator()(EVP_PKEY *k) const { EVP_PKEY_free(k); }
+};
+struct BioFree {
+  void operator()(BIO *b) const { BIO_free(b); }
+};
+using X509Ptr = std::unique_ptr<X509, X509Free>;
+using KeyPtr = std::unique_ptr<EVP_PKEY, KeyFree>;
+using BioPtr = std::unique_ptr<BIO, BioFree>;
+
+class Fd {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Fd(const Fd &) = delete;
+  Fd &operator=(const Fd &) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+[[noreturn]] void Fail(const std::string &what) {
+  throw std::runtime_error(what + (errno ? std::string(": ") + std::strerror(errno) : ""));
+}
+
+const long kValiditySeconds = 10L * 365 * 24 * 3600;
+const long kRenewMarginSeconds = 7L * 24 * 3600;
+
+KeyPtr NewKey() {
+  KeyPtr key(EVP_EC_gen("P-256"));
+  if (!key) Fail("key generation failed");
+  return key;
+}
+
+void SetName(X509_NAME *name, const char *common_name) {
+  X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC,
+                             reinterpret_cast<const unsigned char *>("zeph-cloud emulator"), -1, -1,
+                             0);
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                             reinterpret_cast<const unsigned char *>(common_name), -1, -1, 0);
+}
+
+void AddExtension(X509 *cert, X509 *issuer, int nid, const char *value) {
+  X509V3_CTX ctx;
+  X509V3_set_ctx_nodb(&ctx);
+  X509V3_set_ctx(&ctx, issuer, cert, nullptr, nullptr, 0);
+  X509_EXTENSION *ext = X509V3_EXT_conf_nid(nullptr, &ctx, nid, value);
+  if (ext == nullptr || X509_add_ext(cert, ext, -1) != 1) {
+    X509_EXTENSION_free(ext);
+    Fail(std::string("certificate extension failed: ") + value);
+  }
+  X509_EXTENSION_free(ext);
+}
+
+X509Ptr NewCertificate(EVP_PKEY *subject_key, const char *common_name) {
+  X509Ptr cert(X509_new());
+  if (!cert) Fail("X509_new failed");
+  X509_set_version(cert.get(), 2);
+  unsigned char serial_bytes[16];
+  if (RAND_bytes(serial_bytes, sizeof(serial_bytes)) != 1) Fail("random serial failed");
+  serial_bytes[0] &= 0x7f;  // positive
+  BIGNUM *serial_bn = BN_bin2bn(serial_bytes, sizeof(serial_bytes), nullptr);
+  BN_to_ASN1_INTEGER(serial_bn, X509_get_serialNumber(cert.get()));
+  BN_free(serial_bn);
+  // Back-dated a day so that small clock differences never make it "not yet valid".
+  X509_gmtime_adj(X509_getm_notBefore(cert.get()), -24L * 3600);
+  X509_gmtime_adj(X509_getm_notAfter(cert.get()), kValiditySeconds);
+  X509_set_pubkey(cert.get(), subject_key);
+  SetName(X509_get_subject_name(cert.get()), common_name);
+  return cert;
+}
+
+void WriteFileAtomically(const std::string &path, const std::string &content, mode_t mode) {
+  std::string temp = path + ".tmp." + std::to_string(::getpid());
+  Fd fd(::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (fd.get() < 0) Fail("cannot create " + temp);
+  size_t written = 0;
+  while (written < content.size()) {
+    ssize_t n = ::write(fd.get(), content.data() + written, content.size() - written);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      Fail("cannot write " + temp);
+    }
+    written += static_cast<size_t>(n);
+  }
+  if (::fsync(fd.get()) != 0) Fail("cannot sync " + temp);
+  if (::rename(temp.c_str(), path.c_str()) != 0) Fail("cannot rename " + temp);
+}
+
+std::string PemOfCert(X509 *cert) {
+  BioPtr bio(BIO_new(BIO_s_mem()));
+  PEM_write_bio_X509(bio.get(), cert);
+  char *data = nullptr;
+  long length = BIO_get_mem_data(bio.get(), &data);
+  return std::string(data, static_cast<size_t>(length));
+}
+
+std::string PemOfKey(EVP_PKEY *key) {
+  BioPtr bio(BIO_new(BIO_s_mem()));
+  PEM_write_bio_PrivateKey(bio.get(), key, nullptr, nullptr, 0, nullptr, nullptr);
+  char *data = nullptr;
+  long length = BIO_get_mem_data(bio.get(), &data);
+  return std::string(data, static_cast<size_t>(length));
+}
+
+X509Ptr LoadCert(const std::string &path) {
+  BioPtr bio(BIO_new_file(path.c_str(), "r"));
+  if (!bio) return nullptr;
+  return X509Ptr(PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
+}
+
+KeyPtr LoadKey(const std::string &path) {
+  BioPtr bio(BIO_new_file(path.c_str(), "r"));
+  if (!bio) return nullptr;
+  return KeyPtr(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr));
+}
+
+bool StillValid(X509 *cert) {
+  time_t horizon = ::time(nullptr) + kRenewMarginSeconds;
+  return X509_cmp_time(X509_get0_notAfter(cert), &horizon) > 0;
+}
+
+// True when the files in `files` form a usable chain: the server key matches its
+// certificate, the CA signed it, and neither expires soon.
+bool Usable(const TlsFiles &files) {
+  X509Ptr ca = LoadCert(files.ca_cert);
+  X509Ptr server = LoadCert(files.server_cert);
+  KeyPtr key = LoadKey(files.server_key);
+  if (!ca || !server || !key) return false;
+  KeyPtr ca_public(X509_get_pubkey(ca.get()));
+  return ca_public && X509_check_private_key(server.get(), key.get()) == 1 &&
+         X509_verify(server.get(), ca_public.get()) == 1 && StillValid(ca.get()) &&
+         StillValid(server.get());
+}
+
+void Generate(const TlsFiles &files, const std::string &ca_key_path) {
+  KeyPtr ca_key = NewKey();
+  X509Ptr ca = NewCertificate(ca_key.get(), "zeph-cloud throwaway CA");
+  X509_set_issuer_name(ca.get(), X509_get_subject_name(ca.get()));
+  AddExtension(ca.get(), ca.get(), NID_basic_constraints, "critical,CA:TRUE");
+  AddExtension(ca.get(), ca.get(), NID_key_usage, "critical,keyCertSign,cRLSign");
+  AddExtension(ca.get(), ca.get(), NID_subject_key_identifier, "hash");
+  if (X509_sign(ca.get(), ca_key.get(), EVP_sha256()) == 0) Fail("signing the CA failed");
+
+  KeyPtr server_key = NewKey();
+  X509Ptr server = NewCertificate(server_key.get(), "127.0.0.1");
+  X509_set_issuer_name(server.get(), X509_get_subject_name(ca.get()));
+  AddExtension(server.get(), ca.get(), NID_basic_constraints, "critical,CA:FALSE");
+  AddExtension(server.get(), ca.get(), NID_key_usage, "critical,digitalSignature");
+  AddExtension(server.get(), ca.get(), NID_ext_key_usage, "serverAuth");
+  AddExtension(server.get(), ca.get(), NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost");
+  AddExtension(server.get(), ca.get(), NID_authority_key_identifier, "keyid");
+  if (X509_sign(server.get(), ca_key.get(), EVP_sha256()) == 0) Fail("signing failed");
+
+  WriteFileAtomically(ca_key_path, PemOfKey(ca_key.get()), 0600);
+  WriteFileAtomically(files.server_key, PemOfKey(server_key.get()), 0600);
+  WriteFileAtomically(files.server_cert, PemOfCert(server.get()), 0644);
+  // Written last: its presence with a matching server certificate marks a complete set.
+  WriteFileAtomically(files.ca_cert, PemOfCert(ca.get()), 0644);
+}
+
+}  // namespace
+
+TlsFiles EnsureTlsMaterial(const std::string &dir) {
+  errno = 0;
+  if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) Fail("cannot create " + dir);
+  struct stat info;
+  if (::lstat(dir.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+    errno = 0;
+    Fail("state directory is not a directory: " + dir);
+  }
+  TlsFiles files{dir + "/ca.pem", dir + "/server.pem", dir + "/server.key"};
+
+  Fd lock(::open((dir + "/.tls.lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (lock.get() < 0) Fail("cannot open the lock file in " + dir);
+  while (::flock(lock.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) Fail("cannot lock " + dir);
+  }
+  if (!Usable(files)) Generate(files, dir + "/ca.key");
+  errno = 0;
+  if (!Usable(files)) Fail("generated TLS material is not usable in " + dir);
+  return files;
+}
+
+}  // namespace zeph_cloud
