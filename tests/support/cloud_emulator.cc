@@ -1,0 +1,619 @@
+#include "support/cloud_emulator.h"
+
+#include <curl/curl.h>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+#include <signal.h>
+#include <strings.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char kDefaultsConfigDir[] = "/usr/vexo/etc.defaults/vexona-account/config";
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
+const char kLoginRedirectPath[] = "/device/oauth/login/callback";
+
+struct HttpResult {
+  long status = 0;
+  std::string body;
+  std::string location;
+};
+
+size_t AppendToString(char *data, size_t size, size_t count, void *target) {
+  static_cast<std::string *>(target)->append(data, size * count);
+  return size * count;
+}
+
+struct CurlFree {
+  void operator()(CURL *curl) const { curl_easy_cleanup(curl); }
+};
+struct SlistFree {
+  void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+};
+
+// One HTTP exchange without following redirects. Throws on a transport failure.
+HttpResult Http(const std::string &method, const std::string &url, const std::string &body,
+                const std::string &content_type, const std::string &ca_file) {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  std::unique_ptr<CURL, CurlFree> curl(curl_easy_init());
+  if (!curl) throw std::runtime_error("curl_easy_init failed");
+  std::unique_ptr<curl_slist, SlistFree> headers;
+  HttpResult result;
+  curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 30L);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, AppendToString);
+  curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &result.body);
+  if (!ca_file.empty()) curl_easy_setopt(curl.get(), CURLOPT_CAINFO, ca_file.c_str());
+  if (method == "POST") {
+    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    headers.reset(curl_slist_append(nullptr, ("Content-Type: " + content_type).c_str()));
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
+  } else if (method != "GET") {
+    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+  }
+  CURLcode code = curl_easy_perform(curl.get());
+  if (code != CURLE_OK) {
+    throw std::runtime_error(method + " " + url + ": " + curl_easy_strerror(code));
+  }
+  curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &result.status);
+  char *location = nullptr;
+  if (curl_easy_getinfo(curl.get(), CURLINFO_REDIRECT_URL, &location) == CURLE_OK && location) {
+    result.location = location;
+  }
+  return result;
+}
+
+std::string Escape(const std::string &text) {
+  char *escaped = curl_easy_escape(nullptr, text.c_str(), static_cast<int>(text.size()));
+  std::string out = escaped ? escaped : "";
+  curl_free(escaped);
+  return out;
+}
+
+std::string FormBody(const NamedPairs &pairs) {
+  std::string body;
+  for (const auto &pair : pairs) {
+    if (!body.empty()) body += '&';
+    body += Escape(pair.first) + "=" + Escape(pair.second);
+  }
+  return body;
+}
+
+// The value of `key` in the query of `url`, decoded; "" when absent.
+std::string QueryParam(const std::string &url, const std::string &key) {
+  size_t mark = url.find('?');
+  if (mark == std::string::npos) return "";
+  std::stringstream query(url.substr(mark + 1));
+  std::string item;
+  while (std::getline(query, item, '&')) {
+    size_t eq = item.find('=');
+    if (item.substr(0, eq) != key || eq == std::string::npos) continue;
+    int length = 0;
+    std::string raw = item.substr(eq + 1);
+    char *decoded = curl_easy_unescape(nullptr, raw.c_str(), static_cast<int>(raw.size()), &length);
+    std::string value(decoded ? decoded : "", decoded ? static_cast<size_t>(length) : 0);
+    curl_free(decoded);
+    return value;
+  }
+  return "";
+}
+
+bool ParseJson(const std::string &text, Json::Value &out) {
+  Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  return reader->parse(text.data(), text.data() + text.size(), &out, nullptr);
+}
+
+std::string Compact(const Json::Value &value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+std::string ReadAll(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+// Sets `key="value"` lines in a key-value settings file, replacing a key's existing line
+// in place and keeping every other line; the file ends up with `mode`.
+void SetKeyValues(const std::string &path, const NamedPairs &values, mode_t mode) {
+  std::vector<std::string> lines;
+  std::vector<bool> written(values.size(), false);
+  std::istringstream existing(ReadAll(path));
+  for (std::string line; std::getline(existing, line);) {
+    std::string key = line.substr(0, line.find('='));
+    for (size_t i = 0; i < values.size(); ++i) {
+      if (key == values[i].first) {
+        line = values[i].first + "=\"" + values[i].second + "\"";
+        written[i] = true;
+      }
+    }
+    lines.push_back(line);
+  }
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (!written[i]) lines.push_back(values[i].first + "=\"" + values[i].second + "\"");
+  }
+  fs::create_directories(fs::path(path).parent_path());
+  std::string temp = path + ".tmp";
+  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode);
+  if (fd < 0) throw std::runtime_error("cannot write " + temp);
+  std::string text;
+  for (const auto &line : lines) text += line + "\n";
+  bool ok = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+            ::fchmod(fd, mode) == 0;
+  ::close(fd);
+  if (!ok || ::rename(temp.c_str(), path.c_str()) != 0) {
+    throw std::runtime_error("cannot write " + path);
+  }
+}
+
+// A per-user directory under the system temporary directory where the emulator keeps
+// its CA and certificate between tests, so that key generation happens once. Used only
+// when it is ours alone (our directory, not a link, closed to others); otherwise each
+// emulator gets its own.
+std::string SharedTlsDir(const TempRoot &root) {
+  std::string dir =
+      (fs::temp_directory_path() / ("zeph-cloud-tls-" + std::to_string(::getuid()))).string();
+  ::mkdir(dir.c_str(), 0700);
+  struct stat info;
+  if (::lstat(dir.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::getuid() &&
+      (info.st_mode & 077) == 0) {
+    return dir;
+  }
+  return root.Dir() + "/zeph-cloud/tls";
+}
+
+NamedPairs PairsOf(const Json::Value &list) {
+  NamedPairs pairs;
+  if (!list.isArray()) return pairs;
+  for (const auto &item : list) {
+    if (item.isArray() && item.size() == 2 && item[0].isString() && item[1].isString()) {
+      pairs.emplace_back(item[0].asString(), item[1].asString());
+    }
+  }
+  return pairs;
+}
+
+std::string StringOf(const Json::Value &object, const char *key) {
+  return object.isObject() && object[key].isString() ? object[key].asString() : "";
+}
+
+}  // namespace
+
+std::string LoggedRequest::Header(const std::string &name) const {
+  for (const auto &header : headers) {
+    if (strcasecmp(header.first.c_str(), name.c_str()) == 0) return header.second;
+  }
+  return "";
+}
+
+bool LoggedRequest::HasHeader(const std::string &name) const {
+  for (const auto &header : headers) {
+    if (strcasecmp(header.first.c_str(), name.c_str()) == 0) return true;
+  }
+  return false;
+}
+
+std::vector<std::string> LoggedRequest::FormKeys() const {
+  std::vector<std::string> keys;
+  for (const auto &pair : form) keys.push_back(pair.first);
+  return keys;
+}
+
+std::vector<std::string> LoggedRequest::FormValues(const std::string &key) const {
+  std::vector<std::string> values;
+  for (const auto &pair : form) {
+    if (pair.first == key) values.push_back(pair.second);
+  }
+  return values;
+}
+
+std::string LoggedRequest::FormValue(const std::string &key) const {
+  for (const auto &pair : form) {
+    if (pair.first == key) return pair.second;
+  }
+  return "";
+}
+
+PkcePair PkcePair::Make() {
+  static const char kAlphabet[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+  unsigned char random[43];
+  if (RAND_bytes(random, sizeof(random)) != 1) throw std::runtime_error("RAND_bytes failed");
+  PkcePair pair;
+  for (unsigned char byte : random) pair.verifier += kAlphabet[byte & 63];
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  EVP_Digest(pair.verifier.data(), pair.verifier.size(), digest, &length, EVP_sha256(), nullptr);
+  std::string encoded;
+  unsigned int i = 0;
+  for (; i + 2 < length; i += 3) {
+    unsigned v = (digest[i] << 16) | (digest[i + 1] << 8) | digest[i + 2];
+    for (int shift = 18; shift >= 0; shift -= 6) encoded += kAlphabet[(v >> shift) & 63];
+  }
+  unsigned v = digest[i] << 16 | (i + 1 < length ? digest[i + 1] << 8 : 0);
+  encoded += kAlphabet[(v >> 18) & 63];
+  encoded += kAlphabet[(v >> 12) & 63];
+  if (i + 1 < length) encoded += kAlphabet[(v >> 6) & 63];
+  pair.challenge = encoded;
+  return pair;
+}
+
+CloudEmulator::CloudEmulator(const std::string &binary, const TempRoot &root)
+    : CloudEmulator(binary, root, Options()) {}
+
+CloudEmulator::CloudEmulator(const std::string &binary, const TempRoot &root,
+                             const Options &options)
+    : root_(root) {
+  work_dir_ = root.Dir() + "/zeph-cloud";
+  fs::create_directories(work_dir_);
+  Start(binary, options);
+  try {
+    Install();
+  } catch (...) {
+    Stop();
+    throw;
+  }
+}
+
+CloudEmulator::~CloudEmulator() {
+  Stop();
+}
+
+void CloudEmulator::Start(const std::string &binary, const Options &options) {
+  std::string ready_file = work_dir_ + "/ready.json";
+  std::vector<std::string> args = {binary,
+                                   "--free-ports",
+                                   "--tls-dir",
+                                   options.tls_dir.empty() ? SharedTlsDir(root_) : options.tls_dir,
+                                   "--ready-file",
+                                   ready_file,
+                                   "--templates-dir",
+                                   root_.Path(kDefaultsConfigDir)};
+  if (options.verbose) args.push_back("--verbose");
+  args.insert(args.end(), options.extra_args.begin(), options.extra_args.end());
+  std::vector<char *> argv;
+  for (auto &arg : args) argv.push_back(&arg[0]);
+  argv.push_back(nullptr);
+
+  int log_fd =
+      ::open((work_dir_ + "/emulator.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (log_fd < 0) throw std::runtime_error("cannot create the emulator log");
+  pid_t parent = ::getpid();
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    // Only async-signal-safe calls between fork and exec.
+    ::dup2(log_fd, STDOUT_FILENO);
+    ::dup2(log_fd, STDERR_FILENO);
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);  // never outlive a crashed test
+    if (::getppid() != parent) ::_exit(126);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
+  }
+  ::close(log_fd);
+  if (pid_ < 0) throw std::runtime_error("fork failed");
+
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (true) {
+    Json::Value ready;
+    if (ParseJson(ReadAll(ready_file), ready) && ready.isObject()) {
+      account_origin_ = StringOf(ready, "account_origin");
+      identity_origin_ = StringOf(ready, "identity_origin");
+      payment_origin_ = StringOf(ready, "payment_origin");
+      admin_origin_ = StringOf(ready, "admin_origin");
+      ca_source_ = StringOf(ready, "ca_cert");
+      return;
+    }
+    int status = 0;
+    if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+      pid_ = -1;
+      throw std::runtime_error("zeph-cloud exited before it was ready:\n" + EmulatorOutput());
+    }
+    if (std::chrono::steady_clock::now() > deadline) {
+      Stop();
+      throw std::runtime_error("zeph-cloud did not become ready:\n" + EmulatorOutput());
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+void CloudEmulator::Install() {
+  std::string ca = ReadAll(ca_source_);
+  if (ca.empty()) throw std::runtime_error("cannot read the emulator CA " + ca_source_);
+  root_.WriteFile(kCaFile, ca);
+  SetKeyValues(root_.Path("/etc.defaults/vexoinfo.conf"), {{"vexopkg_server", "test"}}, 0644);
+  InstallHosts();
+}
+
+void CloudEmulator::InstallHosts() const {
+  SetKeyValues(root_.Path(kAccountFile),
+               {{"account_host", account_origin_}, {"identity_host", identity_origin_}}, 0600);
+}
+
+void CloudEmulator::Stop() {
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGTERM);
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  int status = 0;
+  while (::waitpid(pid_, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      ::kill(pid_, SIGKILL);
+      ::waitpid(pid_, &status, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  pid_ = -1;
+}
+
+std::string CloudEmulator::EmulatorOutput() const {
+  return ReadAll(work_dir_ + "/emulator.log");
+}
+
+std::string CloudEmulator::CaFile() const {
+  return root_.Path(kCaFile);
+}
+
+std::string CloudEmulator::LoginRedirectUri() const {
+  return account_origin_ + kLoginRedirectPath;
+}
+
+std::string CloudEmulator::DeviceScope(const std::string &serial, const std::string &mac) const {
+  Json::Value login;
+  if (!ParseJson(root_.ReadFile(std::string(kDefaultsConfigDir) + "/pkce_login.conf"), login)) {
+    throw std::runtime_error("the login template is missing from the root");
+  }
+  std::string scope = StringOf(login, "scope");
+  for (const auto &placeholder : NamedPairs{{"$sn$", serial}, {"$mac$", mac}}) {
+    for (size_t at = scope.find(placeholder.first); at != std::string::npos;
+         at = scope.find(placeholder.first, at + placeholder.second.size())) {
+      scope.replace(at, placeholder.first.size(), placeholder.second);
+    }
+  }
+  return scope;
+}
+
+Json::Value CloudEmulator::Admin(const std::string &method, const std::string &path,
+                                 const Json::Value &body, long *status) {
+  HttpResult result = Http(method, admin_origin_ + path, body.isNull() ? "" : Compact(body),
+                           "application/json", "");
+  Json::Value answer;
+  ParseJson(result.body, answer);
+  if (status != nullptr) {
+    *status = result.status;
+  } else if (result.status < 200 || result.status > 299) {
+    throw std::runtime_error("admin " + method + " " + path + " -> " +
+                             std::to_string(result.status) + " " + result.body);
+  }
+  return answer;
+}
+
+Account CloudEmulator::CreateAccount(const AccountSpec &spec) {
+  Json::Value input;
+  input["email"] = spec.email;
+  input["password"] = spec.password;
+  input["full_name"] = spec.full_name;
+  input["country"] = spec.country;
+  input["timezone"] = spec.timezone;
+  input["notify_language"] = spec.notify_language;
+  input["activated"] = spec.activated;
+  input["disabled"] = spec.disabled;
+  input["enews"] = spec.enews;
+  input["critical_release"] = spec.critical_release;
+  input["enews_local_promotion"] = spec.enews_local_promotion;
+  input["realname_validation_pass"] =
+      spec.realname_validation_pass ? Json::Value(*spec.realname_validation_pass) : Json::Value();
+  input["critical_version_list"] = spec.critical_version_list;
+  if (!spec.report_cron_timestring.empty()) {
+    input["report_cron_timestring"] = spec.report_cron_timestring;
+  }
+  if (!spec.id.empty()) input["id"] = spec.id;
+  Json::Value created = Admin("POST", "/admin/accounts", input);
+  return Account{StringOf(created, "id"), spec.email, spec.password};
+}
+
+Json::Value CloudEmulator::GetAccount(const std::string &id) {
+  return Admin("GET", "/admin/accounts/" + id);
+}
+
+void CloudEmulator::UpdateAccount(const std::string &id, const Json::Value &fields) {
+  Admin("POST", "/admin/accounts/" + id, fields);
+}
+
+void CloudEmulator::DeleteAccount(const std::string &id) {
+  Admin("DELETE", "/admin/accounts/" + id);
+}
+
+void CloudEmulator::CreateDevice(const DeviceSpec &spec) {
+  Json::Value input;
+  input["serial"] = spec.serial;
+  input["mac"] = spec.mac;
+  input["api_key"] = spec.api_key;
+  input["api_key_expired"] = spec.api_key_expired;
+  input["register_limit"] = spec.register_limit;
+  Admin("POST", "/admin/devices", input);
+}
+
+void CloudEmulator::AddClient(const std::string &client_id) {
+  Json::Value input;
+  input["client_id"] = client_id;
+  Admin("POST", "/admin/clients", input);
+}
+
+Json::Value CloudEmulator::AddPackage(const std::string &package_name, const std::string &client_id,
+                                      const std::string &scope) {
+  Json::Value input;
+  input["package_name"] = package_name;
+  if (!client_id.empty()) input["client_id"] = client_id;
+  if (!scope.empty()) input["scope"] = scope;
+  return Admin("POST", "/admin/packages", input);
+}
+
+void CloudEmulator::SetLifetimes(const Lifetimes &lifetimes) {
+  Json::Value input(Json::objectValue);
+  if (lifetimes.access_token > 0) input["access_token"] = Json::Int64(lifetimes.access_token);
+  if (lifetimes.refresh_token > 0) input["refresh_token"] = Json::Int64(lifetimes.refresh_token);
+  if (lifetimes.code > 0) input["code"] = Json::Int64(lifetimes.code);
+  Admin("POST", "/admin/lifetimes", input);
+}
+
+void CloudEmulator::AdvanceClock(int64_t seconds) {
+  Json::Value input;
+  input["advance_seconds"] = Json::Int64(seconds);
+  Admin("POST", "/admin/clock", input);
+}
+
+namespace {
+int RevokedCount(const Json::Value &answer) {
+  return answer.isObject() && answer["revoked"].isInt() ? answer["revoked"].asInt() : 0;
+}
+}  // namespace
+
+int CloudEmulator::RevokeRefreshToken(const std::string &token) {
+  Json::Value input;
+  input["refresh_token"] = token;
+  return RevokedCount(Admin("POST", "/admin/revoke", input));
+}
+
+int CloudEmulator::RevokeAccessToken(const std::string &token) {
+  Json::Value input;
+  input["access_token"] = token;
+  return RevokedCount(Admin("POST", "/admin/revoke", input));
+}
+
+int CloudEmulator::RevokeAuthKey(const std::string &auth_key) {
+  Json::Value input;
+  input["auth_key"] = auth_key;
+  return RevokedCount(Admin("POST", "/admin/revoke", input));
+}
+
+void CloudEmulator::SetAnswer(const std::string &path, const std::string &word, int count,
+                              const Json::Value &extra) {
+  Json::Value input;
+  input["path"] = path;
+  input["code"] = word;
+  input["count"] = count;
+  if (!extra.isNull()) input["extra"] = extra;
+  Admin("POST", "/admin/answers", input);
+}
+
+void CloudEmulator::ClearAnswers() {
+  Admin("DELETE", "/admin/answers");
+}
+
+void CloudEmulator::QueueFault(const Fault &fault) {
+  Json::Value input;
+  input["path"] = fault.path;
+  if (!fault.origin.empty()) input["origin"] = fault.origin;
+  input["count"] = fault.count;
+  input["status"] = fault.status;
+  if (fault.body) input["body"] = *fault.body;
+  input["content_type"] = fault.content_type;
+  input["delay_ms"] = fault.delay_ms;
+  input["drop"] = fault.drop;
+  input["after_processing"] = fault.after_processing;
+  Admin("POST", "/admin/faults", input);
+}
+
+void CloudEmulator::ClearFaults() {
+  Admin("DELETE", "/admin/faults");
+}
+
+std::vector<LoggedRequest> CloudEmulator::Requests(const std::string &origin,
+                                                   const std::string &path) {
+  std::string query;
+  if (!origin.empty()) query += "origin=" + Escape(origin);
+  if (!path.empty()) query += std::string(query.empty() ? "" : "&") + "path=" + Escape(path);
+  Json::Value answer = Admin("GET", "/admin/requests" + (query.empty() ? "" : "?" + query));
+  std::vector<LoggedRequest> requests;
+  for (const auto &item : answer["requests"]) {
+    LoggedRequest r;
+    r.seq = item["seq"].isUInt64() ? item["seq"].asUInt64() : 0;
+    r.time = item["time"].isDouble() ? item["time"].asDouble() : 0;
+    r.origin = StringOf(item, "origin");
+    r.method = StringOf(item, "method");
+    r.path = StringOf(item, "path");
+    r.target = StringOf(item, "target");
+    r.headers = PairsOf(item["headers"]);
+    r.query = PairsOf(item["query"]);
+    r.form = PairsOf(item["form"]);
+    r.body = StringOf(item, "body");
+    r.status = item["status"].isInt() ? item["status"].asInt() : 0;
+    r.fault = StringOf(item, "fault");
+    requests.push_back(r);
+  }
+  return requests;
+}
+
+void CloudEmulator::ClearRequests() {
+  Admin("DELETE", "/admin/requests");
+}
+
+Json::Value CloudEmulator::State() {
+  return Admin("GET", "/admin/state");
+}
+
+std::string CloudEmulator::SignIn(const SignInRequest &request) {
+  std::string redirect = request.redirect_uri.empty() ? LoginRedirectUri() : request.redirect_uri;
+  NamedPairs form = {{"response_type", "code"},
+                     {"client_id", request.client_id},
+                     {"redirect_uri", redirect},
+                     {"scope", request.scope},
+                     {"state", request.state},
+                     {"code_challenge", request.code_challenge},
+                     {"code_challenge_method", "S256"},
+                     {"email", request.email},
+                     {"password", request.password},
+                     {"consent", "yes"},
+                     {"action", "allow"}};
+  HttpResult result = Http("POST", identity_origin_ + "/oauth2/authorize", FormBody(form),
+                           "application/x-www-form-urlencoded", CaFile());
+  std::string code = QueryParam(result.location, "code");
+  if (result.status != 302 || code.empty()) {
+    throw std::runtime_error("sign-in refused: " + std::to_string(result.status) + " " +
+                             result.location + " " + result.body);
+  }
+  if (QueryParam(result.location, "state") != request.state) {
+    throw std::runtime_error("sign-in lost the state: " + result.location);
+  }
+  return code;
+}
+
+std::string CloudEmulator::AuthorizeCode(const SignInRequest &request) {
+  Json::Value input;
+  input["client_id"] = request.client_id;
+  input["redirect_uri"] = request.redirect_uri.empty() ? LoginRedirectUri() : request.redirect_uri;
+  input["scope"] = request.scope;
+  input["state"] = request.state;
+  input["code_challenge"] = request.code_challenge;
+  input["email"] = request.email;
+  input["password"] = request.password;
+  return StringOf(Admin("POST", "/admin/authorize", input), "code");
+}
+
+}  // namespace testing
+}  // namespace vexozeph

@@ -1,0 +1,216 @@
+// Runs the cloud emulator (zeph-cloud) as a child process on free ports for one test,
+// wires a throwaway root to it (CA certificate, PKCE templates, test-server setting and
+// the user-defined hosts), and drives its admin API with typed calls.
+#ifndef VEXOZEPH_TESTS_SUPPORT_CLOUD_EMULATOR_H_
+#define VEXOZEPH_TESTS_SUPPORT_CLOUD_EMULATOR_H_
+
+#include <json/json.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/temp_root.h"
+
+namespace vexozeph {
+namespace testing {
+
+using NamedPairs = std::vector<std::pair<std::string, std::string>>;
+
+// One entry of the emulator's request log.
+struct LoggedRequest {
+  uint64_t seq = 0;
+  double time = 0;
+  std::string origin;  // "account", "identity" or "payment"
+  std::string method;
+  std::string path;
+  std::string target;  // raw request target, query included
+  NamedPairs headers;
+  NamedPairs query;  // in the order sent
+  NamedPairs form;   // in the order sent, repeated keys kept
+  std::string body;
+  int status = 0;  // -1: the connection was dropped by a fault
+  std::string fault;
+
+  // First header of that name (any letter case); "" when absent.
+  std::string Header(const std::string &name) const;
+  bool HasHeader(const std::string &name) const;
+  std::vector<std::string> FormKeys() const;
+  std::vector<std::string> FormValues(const std::string &key) const;
+  // First value of `key` in the form; "" when absent.
+  std::string FormValue(const std::string &key) const;
+};
+
+struct AccountSpec {
+  std::string email;
+  std::string password;
+  std::string full_name = "Test User";
+  std::string country = "US";
+  std::string timezone = "America/New_York";
+  std::string notify_language = "enu";
+  bool activated = true;
+  bool disabled = false;
+  bool enews = false;
+  bool critical_release = false;
+  bool enews_local_promotion = false;
+  std::optional<bool> realname_validation_pass = true;  // nullopt: left out of answers
+  Json::Value critical_version_list = Json::Value(Json::objectValue);  // name -> bool
+  std::string report_cron_timestring;                                  // empty: not sent
+  std::string id;  // empty: the emulator assigns one
+};
+
+struct Account {
+  std::string id;
+  std::string email;
+  std::string password;
+};
+
+struct DeviceSpec {
+  std::string serial;
+  std::string mac;
+  std::string api_key;  // empty: any key accepted
+  bool api_key_expired = false;
+  int register_limit = 3;
+};
+
+// Seconds; 0 leaves a lifetime unchanged.
+struct Lifetimes {
+  int64_t access_token = 0;
+  int64_t refresh_token = 0;
+  int64_t code = 0;
+};
+
+struct Fault {
+  std::string path;    // "/oauth2/token" or "device/api/report"
+  std::string origin;  // empty: any host
+  int count = 1;
+  int status = 0;  // 0: keep the real status
+  std::optional<std::string> body;
+  std::string content_type = "text/plain";
+  int delay_ms = 0;
+  bool drop = false;
+  bool after_processing = false;  // handle for real first, then misbehave
+};
+
+// A PKCE pair: a random 43-character verifier and its S256 challenge.
+struct PkcePair {
+  std::string verifier;
+  std::string challenge;
+  static PkcePair Make();
+};
+
+// A sign-in as the management interface would start it. For a device session the scope
+// must name the device (CloudEmulator::DeviceScope): the account host binds the auth key
+// to the serial the token's scope carries.
+struct SignInRequest {
+  std::string email;
+  std::string password;
+  std::string client_id = "zeph-device";
+  std::string redirect_uri;  // empty: the account host's login landing page
+  std::string scope = "openid offline_access";
+  std::string state = "test-state";
+  std::string code_challenge;  // required (PkcePair::challenge)
+};
+
+class CloudEmulator {
+ public:
+  struct Options {
+    std::string tls_dir;  // empty: a per-user cache under /tmp, shared between tests
+    bool verbose = false;
+    std::vector<std::string> extra_args;
+  };
+
+  // Starts `binary` (tests pass ZEPH_CLOUD_BINARY) and installs it into `root`. Throws
+  // std::runtime_error, with the emulator's output, when it does not come up.
+  CloudEmulator(const std::string &binary, const TempRoot &root);
+  CloudEmulator(const std::string &binary, const TempRoot &root, const Options &options);
+  // Stop().
+  ~CloudEmulator();
+  CloudEmulator(const CloudEmulator &) = delete;
+  CloudEmulator &operator=(const CloudEmulator &) = delete;
+
+  // SIGTERM and wait (SIGKILL after 5 s). Safe to call twice.
+  void Stop();
+  pid_t Pid() const { return pid_; }
+
+  const std::string &AccountOrigin() const { return account_origin_; }
+  const std::string &IdentityOrigin() const { return identity_origin_; }
+  const std::string &PaymentOrigin() const { return payment_origin_; }
+  const std::string &AdminOrigin() const { return admin_origin_; }
+  // The CA certificate as installed in the root ("/etc/ssl/certs/ca-certificates.crt").
+  std::string CaFile() const;
+  // The account host's sign-in landing address (the login template's redirect).
+  std::string LoginRedirectUri() const;
+  // The installed login template's scope with "$sn$" and "$mac$" filled in, as the
+  // appliance sends it.
+  std::string DeviceScope(const std::string &serial, const std::string &mac) const;
+
+  // (Re)writes "account_host" and "identity_host" into the root's account file, keeping
+  // its other lines; needed again after a sign-out removed the file.
+  void InstallHosts() const;
+
+  Account CreateAccount(const AccountSpec &spec);
+  Json::Value GetAccount(const std::string &id);
+  // Changes members of an account (the admin API's field names).
+  void UpdateAccount(const std::string &id, const Json::Value &fields);
+  // The account becomes a tombstone: its keys then meet "account_not_found".
+  void DeleteAccount(const std::string &id);
+  void CreateDevice(const DeviceSpec &spec);
+  void AddClient(const std::string &client_id);
+  // Registers a package client; returns the configuration template the account host
+  // will hand out for it.
+  Json::Value AddPackage(const std::string &package_name, const std::string &client_id = "",
+                         const std::string &scope = "");
+  void SetLifetimes(const Lifetimes &lifetimes);
+  // Moves the emulator's clock forward (codes and tokens expire without waiting).
+  void AdvanceClock(int64_t seconds);
+  // Each returns how many live items were revoked (0 or 1).
+  int RevokeRefreshToken(const std::string &token);
+  int RevokeAccessToken(const std::string &token);
+  int RevokeAuthKey(const std::string &auth_key);
+  // Forces the result word of a form path ("device/api/report") for the next `count`
+  // requests, or until cleared when 0. `extra` members are added to JSON answers.
+  void SetAnswer(const std::string &path, const std::string &word, int count = 0,
+                 const Json::Value &extra = Json::Value());
+  void ClearAnswers();
+  void QueueFault(const Fault &fault);
+  void ClearFaults();
+  // The request log, oldest first, optionally for one origin and/or path.
+  std::vector<LoggedRequest> Requests(const std::string &origin = "", const std::string &path = "");
+  void ClearRequests();
+  // The whole state (accounts, devices, auth keys, codes, tokens) as JSON.
+  Json::Value State();
+
+  // Signs in through the identity host's sign-in form, as a browser would, and returns
+  // the authorization code from the redirect. Throws when the page refuses.
+  std::string SignIn(const SignInRequest &request);
+  // The same through the admin API (no page involved).
+  std::string AuthorizeCode(const SignInRequest &request);
+
+  // Raw admin call: method, path ("/admin/..."), JSON body. Returns the parsed answer;
+  // throws when the status is not 2xx unless `status` is given to receive it.
+  Json::Value Admin(const std::string &method, const std::string &path,
+                    const Json::Value &body = Json::Value(), long *status = nullptr);
+
+ private:
+  void Start(const std::string &binary, const Options &options);
+  void Install();
+  std::string EmulatorOutput() const;
+
+  const TempRoot &root_;
+  pid_t pid_ = -1;
+  std::string work_dir_;
+  std::string account_origin_;
+  std::string identity_origin_;
+  std::string payment_origin_;
+  std::string admin_origin_;
+  std::string ca_source_;
+};
+
+}  // namespace testing
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_TESTS_SUPPORT_CLOUD_EMULATOR_H_
