@@ -1,0 +1,538 @@
+// The cloud emulator must behave like a strict server: these tests talk to it with plain
+// libcurl, the way the appliance does, and check the refusals the library relies on.
+#include <curl/curl.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/cloud_emulator.h"
+#include "support/temp_root.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+struct Reply {
+  long status = 0;
+  std::string body;
+  Json::Value json;
+  CURLcode transport = CURLE_OK;
+};
+
+size_t Append(char *data, size_t size, size_t count, void *target) {
+  static_cast<std::string *>(target)->append(data, size * count);
+  return size * count;
+}
+
+std::string Escape(const std::string &text) {
+  char *escaped = curl_easy_escape(nullptr, text.c_str(), static_cast<int>(text.size()));
+  std::string out(escaped);
+  curl_free(escaped);
+  return out;
+}
+
+std::string Form(const NamedPairs &pairs) {
+  std::string body;
+  for (const auto &pair : pairs) {
+    body += (body.empty() ? "" : "&") + Escape(pair.first) + "=" + Escape(pair.second);
+  }
+  return body;
+}
+
+// A POST (form body) or, with `body` null, a GET, verified against the root's CA file.
+Reply Call(const std::string &ca_file, const std::string &url, const std::string *body,
+           const std::vector<std::string> &headers = {}) {
+  Reply reply;
+  CURL *curl = curl_easy_init();
+  curl_slist *header_list = nullptr;
+  for (const auto &header : headers) header_list = curl_slist_append(header_list, header.c_str());
+  curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(curl, CURLOPT_CAINFO, ca_file.c_str());
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, 30L);
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Append);
+  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
+  if (header_list) curl_easy_setopt(curl, CURLOPT_HTTPHEADER, header_list);
+  if (body) curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body->c_str());
+  reply.transport = curl_easy_perform(curl);
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &reply.status);
+  curl_slist_free_all(header_list);
+  curl_easy_cleanup(curl);
+  Json::CharReaderBuilder builder;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  reader->parse(reply.body.data(), reply.body.data() + reply.body.size(), &reply.json, nullptr);
+  return reply;
+}
+
+// Tokens computed independently (iterated MD5, 14 and 5 passes) for these inputs.
+const char kSerial[] = "SN-EMU-1";
+const char kSerialToken[] = "5b8551224ab4fa368548c024763e9f16";
+const char kEmail[] = "owner@example.com";
+const char kPassword[] = "secret-pw";
+const char kSerialAccountPasswordToken[] = "156cc7f7034d2928b6bbbc449b47ffa4";
+
+class EmulatorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    cloud_ = std::make_unique<CloudEmulator>(ZEPH_CLOUD_BINARY, root_);
+    AccountSpec spec;
+    spec.email = kEmail;
+    spec.password = kPassword;
+    account_ = cloud_->CreateAccount(spec);
+  }
+
+  Reply Post(const std::string &url, const NamedPairs &form,
+             const std::vector<std::string> &headers = {}) {
+    std::string body = Form(form);
+    return Call(cloud_->CaFile(), url, &body, headers);
+  }
+  Reply Get(const std::string &url, const std::vector<std::string> &headers = {}) {
+    return Call(cloud_->CaFile(), url, nullptr, headers);
+  }
+
+  std::string Code(const PkcePair &pkce) {
+    return cloud_->SignIn({kEmail, kPassword, "zeph-device", "",
+                           cloud_->DeviceScope(kSerial, "00:11:32:aa:bb:cc"), "st-1",
+                           pkce.challenge});
+  }
+  Reply Exchange(const std::string &code, const std::string &verifier,
+                 const std::string &redirect = "") {
+    return Post(cloud_->IdentityOrigin() + "/oauth2/token",
+                {{"grant_type", "authorization_code"},
+                 {"client_id", "zeph-device"},
+                 {"redirect_uri", redirect.empty() ? cloud_->LoginRedirectUri() : redirect},
+                 {"code", code},
+                 {"code_verifier", verifier}},
+                {"X-Client-ID: zeph-device"});
+  }
+  Reply Renew(const std::string &refresh_token) {
+    return Post(cloud_->IdentityOrigin() + "/oauth2/token", {{"grant_type", "refresh_token"},
+                                                             {"refresh_token", refresh_token},
+                                                             {"client_id", "zeph-device"}});
+  }
+  Reply AuthKeyExchange(const std::string &access_token) {
+    return Post(cloud_->AccountOrigin() + "/oauth2/api/v1/device/core/authkey/exchange", {},
+                {"Authorization: Bearer " + access_token});
+  }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> cloud_;
+  Account account_;
+};
+
+TEST_F(EmulatorTest, RootIsWiredToTheEmulator) {
+  std::string user_conf = root_.ReadFile("/usr/vexo/etc/vexona-account/private/user.conf");
+  EXPECT_NE(user_conf.find("account_host=\"" + cloud_->AccountOrigin() + "\""), std::string::npos);
+  EXPECT_NE(user_conf.find("identity_host=\"" + cloud_->IdentityOrigin() + "\""),
+            std::string::npos);
+  EXPECT_NE(root_.ReadFile("/etc.defaults/vexoinfo.conf").find("vexopkg_server=\"test\""),
+            std::string::npos);
+  Json::Value login;
+  Json::CharReaderBuilder builder;
+  std::string text = root_.ReadFile("/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf");
+  ASSERT_TRUE(
+      builder.newCharReader()->parse(text.data(), text.data() + text.size(), &login, nullptr));
+  EXPECT_NE(login["scope"].asString().find("$sn$"), std::string::npos);
+  EXPECT_NE(login["scope"].asString().find("$mac$"), std::string::npos);
+  EXPECT_TRUE(root_.Exists("/usr/vexo/etc.defaults/vexona-account/config/pkce_register.conf"));
+  // The installed CA is the one the hosts' certificate chains to.
+  Reply health = Get(cloud_->PaymentOrigin() + "/health");
+  EXPECT_EQ(health.transport, CURLE_OK);
+  EXPECT_EQ(health.status, 200);
+}
+
+TEST_F(EmulatorTest, CodeExchangeVerifiesPkceRedirectAndIsSingleUse) {
+  PkcePair pkce = PkcePair::Make();
+  PkcePair other = PkcePair::Make();
+
+  Reply wrong_verifier = Exchange(Code(pkce), other.verifier);
+  EXPECT_EQ(wrong_verifier.status, 400);
+  EXPECT_EQ(wrong_verifier.json["error"].asString(), "invalid_grant");
+
+  Reply wrong_redirect = Exchange(Code(pkce), pkce.verifier, cloud_->LoginRedirectUri() + "/");
+  EXPECT_EQ(wrong_redirect.status, 400);
+  EXPECT_EQ(wrong_redirect.json["error"].asString(), "invalid_grant");
+
+  // A refused attempt still spends the code.
+  std::string code = Code(pkce);
+  EXPECT_EQ(Exchange(code, other.verifier).status, 400);
+  EXPECT_EQ(Exchange(code, pkce.verifier).status, 400);
+
+  code = Code(pkce);
+  Reply tokens = Exchange(code, pkce.verifier);
+  ASSERT_EQ(tokens.status, 200) << tokens.body;
+  for (const char *member : {"access_token", "id_token", "refresh_token", "token_type"}) {
+    EXPECT_TRUE(tokens.json[member].isString()) << member;
+  }
+  EXPECT_EQ(tokens.json["expires_in"].asInt(), 3600);
+  Reply auth_key = AuthKeyExchange(tokens.json["access_token"].asString());
+  ASSERT_EQ(auth_key.status, 200) << auth_key.body;
+  EXPECT_EQ(auth_key.json["user_id"].asString(), account_.id);
+
+  // Replaying the code is refused and withdraws what it bought.
+  Reply replay = Exchange(code, pkce.verifier);
+  EXPECT_EQ(replay.status, 400);
+  EXPECT_EQ(replay.json["error"].asString(), "invalid_grant");
+  EXPECT_EQ(AuthKeyExchange(tokens.json["access_token"].asString()).status, 401);
+
+  // Codes are short-lived.
+  code = Code(pkce);
+  cloud_->AdvanceClock(121);
+  EXPECT_EQ(Exchange(code, pkce.verifier).json["error"].asString(), "invalid_grant");
+}
+
+TEST_F(EmulatorTest, RenewalRotatesAndARefreshTokenWorksOnlyOnce) {
+  PkcePair pkce = PkcePair::Make();
+  Reply first = Exchange(Code(pkce), pkce.verifier);
+  ASSERT_EQ(first.status, 200) << first.body;
+  std::string r1 = first.json["refresh_token"].asString();
+
+  Reply second = Renew(r1);
+  ASSERT_EQ(second.status, 200) << second.body;
+  std::string r2 = second.json["refresh_token"].asString();
+  EXPECT_NE(r2, r1);
+  EXPECT_NE(second.json["access_token"].asString(), first.json["access_token"].asString());
+  EXPECT_TRUE(second.json["id_token"].isString());
+
+  Reply reuse = Renew(r1);
+  EXPECT_EQ(reuse.status, 400);
+  EXPECT_EQ(reuse.json["error"].asString(), "invalid_grant");
+  // Reuse means a copy is out there: the newer token of the same session dies as well.
+  EXPECT_EQ(Renew(r2).status, 400);
+
+  // A revoked refresh token of a fresh session is refused too.
+  Reply fresh = Exchange(Code(pkce), pkce.verifier);
+  ASSERT_EQ(fresh.status, 200);
+  EXPECT_EQ(cloud_->RevokeRefreshToken(fresh.json["refresh_token"].asString()), 1);
+  EXPECT_EQ(Renew(fresh.json["refresh_token"].asString()).json["error"].asString(),
+            "invalid_grant");
+
+  // The request log shows the renewal form exactly as sent.
+  std::vector<LoggedRequest> log = cloud_->Requests("identity", "/oauth2/token");
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.back().FormKeys(),
+            (std::vector<std::string>{"grant_type", "refresh_token", "client_id"}));
+  EXPECT_EQ(log.back().status, 400);
+}
+
+TEST_F(EmulatorTest, FormApiChecksTheRequestToken) {
+  const std::string login = cloud_->AccountOrigin() + "/device/api/password_login";
+  NamedPairs form = {{"bx_sn", kSerial},   {"bx_token", kSerialToken},  {"type", "acnt_pw_apikey"},
+                     {"email", kEmail},    {"passwd", kPassword},       {"serial_no", kSerial},
+                     {"api_key", "key-1"}, {"mac", "00:11:32:aa:bb:cc"}};
+  Reply good = Post(login, form);
+  ASSERT_EQ(good.status, 200) << good.body;
+  EXPECT_EQ(good.json["code"].asString(), "good");
+  EXPECT_EQ(good.json["id"].asString(), account_.id);
+  EXPECT_FALSE(good.json["auth_key"].asString().empty());
+
+  NamedPairs tampered = form;
+  tampered[1].second[0] ^= 1;
+  Reply badauth = Post(login, tampered);
+  EXPECT_EQ(badauth.status, 400);
+  EXPECT_EQ(badauth.json["code"].asString(), "badauth");
+
+  // Once "zephID" and "zephPW" are sent the token must cover them.
+  NamedPairs with_credentials = form;
+  with_credentials.insert(with_credentials.begin() + 2,
+                          {{"zephID", kEmail}, {"zephPW", kPassword}});
+  EXPECT_EQ(Post(login, with_credentials).json["code"].asString(), "badauth");
+  with_credentials[1].second = kSerialAccountPasswordToken;
+  EXPECT_EQ(Post(login, with_credentials).json["code"].asString(), "good");
+
+  // The query answers every member the appliance requires, and a forced word wins.
+  const std::string query = cloud_->AccountOrigin() + "/device/api/user/query";
+  NamedPairs query_form = {{"bx_sn", kSerial},
+                           {"bx_token", kSerialToken},
+                           {"id", account_.id},
+                           {"auth_key", good.json["auth_key"].asString()},
+                           {"serial_no", kSerial}};
+  Reply profile = Post(query, query_form);
+  ASSERT_EQ(profile.status, 200) << profile.body;
+  for (const char *member : {"code", "email", "full_name", "country", "timezone", "notify_language",
+                             "activated", "disabled", "enews", "critical_release",
+                             "enews_local_promotion", "critical_version_list"}) {
+    EXPECT_TRUE(profile.json.isMember(member)) << member;
+  }
+  cloud_->SetAnswer("device/api/user/query", "account_not_found", 1);
+  EXPECT_EQ(Post(query, query_form).json["code"].asString(), "account_not_found");
+  EXPECT_EQ(Post(query, query_form).json["code"].asString(), "good");
+  query_form[3].second = "not-the-key";
+  EXPECT_EQ(Post(query, query_form).json["code"].asString(), "badauth");
+}
+
+TEST_F(EmulatorTest, FaultsHitExactlyTheNextRequestsToTheirPath) {
+  const std::string health = cloud_->PaymentOrigin() + "/health";
+  Fault busy;
+  busy.path = "/health";
+  busy.count = 2;
+  busy.status = 503;
+  busy.body = "<html>busy</html>";
+  busy.content_type = "text/html";
+  cloud_->QueueFault(busy);
+  Reply first = Get(health);
+  EXPECT_EQ(first.status, 503);
+  EXPECT_EQ(first.body, "<html>busy</html>");
+  EXPECT_EQ(Get(health).status, 503);
+  EXPECT_EQ(Get(health).status, 200);
+
+  Fault drop;
+  drop.path = "/health";
+  drop.drop = true;
+  cloud_->QueueFault(drop);
+  Reply dropped = Get(health);
+  EXPECT_NE(dropped.transport, CURLE_OK);
+  EXPECT_EQ(cloud_->Requests("payment").back().status, -1);
+
+  // A reply lost after the server acted: the rotation happened, so the client's retry
+  // with the token it still holds is a reuse.
+  PkcePair pkce = PkcePair::Make();
+  Reply tokens = Exchange(Code(pkce), pkce.verifier);
+  ASSERT_EQ(tokens.status, 200);
+  Fault lost;
+  lost.path = "/oauth2/token";
+  lost.drop = true;
+  lost.after_processing = true;
+  cloud_->QueueFault(lost);
+  std::string refresh = tokens.json["refresh_token"].asString();
+  EXPECT_NE(Renew(refresh).transport, CURLE_OK);
+  EXPECT_EQ(Renew(refresh).json["error"].asString(), "invalid_grant");
+}
+
+TEST_F(EmulatorTest, RequestLogKeepsFieldsInTheOrderReceived) {
+  cloud_->ClearRequests();
+  // The sender puts "bx_sn" first and repeats it where the caller's fields list it.
+  NamedPairs form = {{"bx_sn", kSerial},    {"bx_token", kSerialToken}, {"zeta", "1"},
+                     {"bx_sn", kSerial},    {"alpha", "a b&c"},         {"scopes[]", ""},
+                     {"scopes[]", "openid"}};
+  Post(cloud_->AccountOrigin() + "/device/api/report?b=2&a=1&b=3", form);
+  std::vector<LoggedRequest> log = cloud_->Requests();
+  ASSERT_EQ(log.size(), 1u);
+  const LoggedRequest &entry = log[0];
+  EXPECT_EQ(entry.origin, "account");
+  EXPECT_EQ(entry.method, "POST");
+  EXPECT_EQ(entry.path, "/device/api/report");
+  EXPECT_EQ(entry.form, form);
+  EXPECT_EQ(entry.FormValues("bx_sn"), (std::vector<std::string>{kSerial, kSerial}));
+  EXPECT_EQ(entry.query, (NamedPairs{{"b", "2"}, {"a", "1"}, {"b", "3"}}));
+  EXPECT_EQ(entry.Header("content-type"), "application/x-www-form-urlencoded");
+  EXPECT_EQ(entry.status, 400);  // the report lacks its own fields
+
+  cloud_->ClearRequests();
+  EXPECT_TRUE(cloud_->Requests().empty());
+}
+
+TEST_F(EmulatorTest, RegisterUpdateAndReportAnswerWithTheServiceWords) {
+  const std::string origin = cloud_->AccountOrigin();
+  NamedPairs signed_form = {{"bx_sn", kSerial}, {"bx_token", kSerialToken}};
+  auto with = [&signed_form](NamedPairs fields) {
+    fields.insert(fields.begin(), signed_form.begin(), signed_form.end());
+    return fields;
+  };
+  auto registration = [&](const std::string &email) {
+    return Post(origin + "/device/api/user/register", with({{"email", email},
+                                                            {"passwd", "pw"},
+                                                            {"full_name", "New"},
+                                                            {"serial_no", kSerial},
+                                                            {"notify_lang", "enu"},
+                                                            {"token", "device-token"},
+                                                            {"timezone", "Europe/Berlin"},
+                                                            {"critical_release", "true"},
+                                                            {"enews_local_promotion", "false"},
+                                                            {"enews", "false"}}));
+  };
+  // Registration answers bare words; success carries the new user id.
+  Reply created = registration("new@example.com");
+  EXPECT_EQ(created.status, 200);
+  EXPECT_EQ(created.body.rfind("account_userid=", 0), 0u) << created.body;
+  EXPECT_EQ(registration("new@example.com").body, "account_inused");
+  cloud_->CreateDevice({kSerial, "", "", false, 1});  // one account per device
+  EXPECT_EQ(registration("second@example.com").body, "serial_exceed_max_account_register");
+
+  Reply login = Post(origin + "/device/api/password_login", with({{"type", "acnt_pw_apikey"},
+                                                                  {"email", kEmail},
+                                                                  {"passwd", kPassword},
+                                                                  {"serial_no", kSerial},
+                                                                  {"api_key", ""},
+                                                                  {"mac", "m"}}));
+  ASSERT_EQ(login.json["code"].asString(), "good") << login.body;
+  NamedPairs session = {
+      {"id", account_.id}, {"auth_key", login.json["auth_key"].asString()}, {"serial_no", kSerial}};
+  auto update = [&](NamedPairs fields) {
+    fields.insert(fields.begin(), session.begin(), session.end());
+    return Post(origin + "/device/api/user/update", with(fields)).body;
+  };
+  // A refused update changes nothing, not even the fields that were fine.
+  EXPECT_EQ(update({{"full_name", "Renamed"},
+                    {"passwd", "wrong"},
+                    {"passwd_new", "n"},
+                    {"passwd_confirmation", "n"}}),
+            "badauth");
+  EXPECT_EQ(update({{"full_name", "Renamed"}, {"passwd", kPassword}, {"email", "new@example.com"}}),
+            "account_inused");
+  EXPECT_EQ(update({{"email", "x@example.com"}}), "badparam");  // needs the password
+  EXPECT_EQ(cloud_->GetAccount(account_.id)["full_name"].asString(), "Test User");
+  EXPECT_EQ(update({{"full_name", "Renamed"}, {"enews", "true"}, {"critical_version_list", "b"}}),
+            "good");
+  Json::Value stored = cloud_->GetAccount(account_.id);
+  EXPECT_EQ(stored["full_name"].asString(), "Renamed");
+  EXPECT_TRUE(stored["enews"].asBool());
+  EXPECT_TRUE(stored["critical_version_list"]["b"].asBool());
+
+  auto report = [&]() {
+    NamedPairs fields = session;
+    fields.insert(fields.begin() + 2, {"timezone", "Europe/Berlin"});
+    fields.emplace_back("bx_info", "");
+    return Post(origin + "/device/api/report", with(fields));
+  };
+  cloud_->UpdateAccount(account_.id, [] {
+    Json::Value fields;
+    fields["report_cron_timestring"] = "0 10 * * 1";
+    return fields;
+  }());
+  Reply reported = report();
+  EXPECT_EQ(reported.json["code"].asString(), "good") << reported.body;
+  EXPECT_EQ(reported.json["report_cron_timestring"].asString(), "0 10 * * 1");
+  cloud_->SetAnswer("device/api/report", "badauth", 1);
+  EXPECT_EQ(report().json["code"].asString(), "badauth");
+  cloud_->DeleteAccount(account_.id);
+  EXPECT_EQ(report().json["code"].asString(), "account_not_found");
+  EXPECT_EQ(cloud_->RevokeAuthKey(login.json["auth_key"].asString()), 1);
+  EXPECT_EQ(report().json["code"].asString(), "badauth");
+}
+
+TEST_F(EmulatorTest, AuthKeyRescuePackageGrantAndLogout) {
+  PkcePair pkce = PkcePair::Make();
+  Reply device = Exchange(Code(pkce), pkce.verifier);
+  ASSERT_EQ(device.status, 200) << device.body;
+  std::string bearer = "Authorization: Bearer " + device.json["access_token"].asString();
+  std::string auth_key =
+      AuthKeyExchange(device.json["access_token"].asString()).json["auth_key"].asString();
+  ASSERT_FALSE(auth_key.empty());
+
+  // The rescue: the auth key alone buys a new code for the device client.
+  PkcePair rescue = PkcePair::Make();
+  NamedPairs grant = {{"client_id", "zeph-device"},
+                      {"redirect_url", cloud_->LoginRedirectUri()},
+                      {"state", "1700000000"},
+                      {"code_challenge", rescue.challenge},
+                      {"auth_key", auth_key},
+                      {"scopes[]", "openid"},
+                      {"scopes[]", std::string("device_sn:") + kSerial}};
+  const std::string grant_url =
+      cloud_->AccountOrigin() + "/migration/api/v1/device/core/authorization_code/grant";
+  Reply granted = Post(grant_url, grant, {"X-Client-ID: zeph-device"});
+  ASSERT_EQ(granted.status, 200) << granted.body;
+  EXPECT_EQ(Exchange(granted.json["grant_code"].asString(), rescue.verifier).status, 200);
+
+  // A package borrows the device session: configuration, grant, its own tokens.
+  Reply config = Get(cloud_->AccountOrigin() +
+                         "/oauth2/api/v1/device/package/config/pkce/client?package_name=vigilon",
+                     {bearer});
+  ASSERT_EQ(config.status, 200) << config.body;
+  for (const char *member :
+       {"client_id", "scope", "audience", "auth_endpoint_path", "token_endpoint_path",
+        "end_session_endpoint_path", "login_redirect_path", "logout_redirect_path"}) {
+    EXPECT_TRUE(config.json[member].isString()) << member;
+  }
+  std::string package_client = config.json["client_id"].asString();
+  std::string package_redirect =
+      cloud_->AccountOrigin() + config.json["login_redirect_path"].asString();
+  PkcePair package_pkce = PkcePair::Make();
+  Reply package_grant =
+      Post(cloud_->AccountOrigin() + "/oauth2/api/v1/device/package/authorization_code/grant",
+           {{"client_id", package_client},
+            {"redirect_url", package_redirect},
+            {"state", "1"},
+            {"code_challenge", package_pkce.challenge},
+            {"scopes[]", "openid"}},
+           {"X-Client-ID: " + package_client, bearer});
+  ASSERT_EQ(package_grant.status, 200) << package_grant.body;
+  Reply package_tokens = Post(cloud_->IdentityOrigin() + "/oauth2/token",
+                              {{"grant_type", "authorization_code"},
+                               {"client_id", package_client},
+                               {"redirect_uri", package_redirect},
+                               {"code", package_grant.json["grant_code"].asString()},
+                               {"code_verifier", package_pkce.verifier}});
+  ASSERT_EQ(package_tokens.status, 200) << package_tokens.body;
+
+  // The monitoring grant takes the package's token, not the device's.
+  NamedPairs monitor = {{"client_id", "vigilon-cloud"},
+                        {"redirect_url", "https://monitor.example/cb"},
+                        {"state", "s"},
+                        {"scopes[]", "monitor read"}};
+  const std::string monitor_url =
+      cloud_->AccountOrigin() + "/oauth2/api/v1/device/vigilon/authorization_code/grant";
+  EXPECT_EQ(Post(monitor_url, monitor, {bearer}).status, 403);
+  Reply monitor_grant =
+      Post(monitor_url, monitor,
+           {"Authorization: Bearer " + package_tokens.json["access_token"].asString()});
+  EXPECT_EQ(monitor_grant.status, 200) << monitor_grant.body;
+
+  // Signing out withdraws the key and every token of this device, and may be repeated.
+  NamedPairs logout = {{"serial_no", kSerial}, {"id", account_.id}, {"auth_key", auth_key}};
+  const std::string logout_url = cloud_->AccountOrigin() + "/device/api/logout";
+  EXPECT_EQ(Post(logout_url, logout, {"X-Client-ID: zeph-device"}).json["code"].asString(), "good");
+  EXPECT_EQ(Post(logout_url, logout).json["code"].asString(), "good");
+  EXPECT_EQ(Post(grant_url, grant).status, 401);
+  EXPECT_EQ(Renew(device.json["refresh_token"].asString()).status, 400);
+  EXPECT_EQ(AuthKeyExchange(package_tokens.json["access_token"].asString()).status, 401);
+}
+
+TEST_F(EmulatorTest, SignInPageRefusesWithoutLeakingCodes) {
+  PkcePair pkce = PkcePair::Make();
+  const std::string authorize = cloud_->IdentityOrigin() + "/oauth2/authorize";
+  NamedPairs request = {{"response_type", "code"},
+                        {"client_id", "zeph-device"},
+                        {"redirect_uri", "https://a.example/cb?x=1"},
+                        {"scope", "openid"},
+                        {"state", "s&t"},
+                        {"code_challenge", pkce.challenge},
+                        {"code_challenge_method", "S256"}};
+  std::string query = Form(request);
+  Reply page = Get(authorize + "?" + query);
+  EXPECT_EQ(page.status, 200);
+  EXPECT_NE(page.body.find("name=\"password\""), std::string::npos);
+
+  NamedPairs unknown_client = request;
+  unknown_client[1].second = "nobody";
+  EXPECT_EQ(Get(authorize + "?" + Form(unknown_client)).status, 400);  // shown, not redirected
+
+  auto submit = [&](NamedPairs extra) {
+    NamedPairs form = request;
+    form.insert(form.end(), extra.begin(), extra.end());
+    return Post(authorize, form);
+  };
+  EXPECT_EQ(submit({{"email", kEmail}, {"password", "wrong"}, {"consent", "yes"}}).status, 401);
+  EXPECT_EQ(submit({{"email", kEmail}, {"password", kPassword}}).status, 400);  // no consent
+
+  NamedPairs plain = request;
+  plain[6].second = "plain";
+  EXPECT_EQ(Get(authorize + "?" + Form(plain)).status, 302);  // redirected with an error
+  EXPECT_TRUE(cloud_->State()["codes"].empty());
+}
+
+TEST(EmulatorLifecycle, StateFileSurvivesARestart) {
+  TempRoot root;
+  CloudEmulator::Options options;
+  options.extra_args = {"--state-file", root.Dir() + "/zeph-cloud-state.json"};
+  std::string id;
+  {
+    CloudEmulator first(ZEPH_CLOUD_BINARY, root, options);
+    AccountSpec spec;
+    spec.email = "kept@example.com";
+    spec.password = "pw";
+    id = first.CreateAccount(spec).id;
+  }
+  CloudEmulator second(ZEPH_CLOUD_BINARY, root, options);
+  EXPECT_EQ(second.GetAccount(id)["email"].asString(), "kept@example.com");
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
