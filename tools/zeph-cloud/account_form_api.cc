@@ -98,7 +98,7 @@ bool LooksLikeEmail(const std::string &text) {
 
 // The API key rule of a device: unknown devices are adopted with any key; a device with
 // a registered key accepts that key only.
-std::string ApiKeyWord(Device &device, const std::string &api_key) {
+std::string ApiKeyWord(const Device &device, const std::string &api_key) {
   if (!device.api_key.empty() && device.api_key != api_key) return "apikey_not_found";
   if (device.api_key_expired) return "apikey_expired";
   return "";

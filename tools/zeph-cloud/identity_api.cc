@@ -237,9 +237,8 @@ void RefreshGrant(Exchange &exchange, Emulator &emulator, const std::string &cli
     return SendOAuthError(exchange, 400, "invalid_grant", "account no longer exists");
   }
   refresh.used = true;
-  Token old = refresh;  // IssueTokenSet may rehash the token map
-  Json::Value answer =
-      IssueTokenSet(emulator, old.account_id, client_id, old.scope, old.serial, old.family);
+  Json::Value answer = IssueTokenSet(emulator, refresh.account_id, client_id, refresh.scope,
+                                     refresh.serial, refresh.family);
   emulator.Persist();
   SendTokens(exchange, answer);
 }
