@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "support/child_process.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace {
+
+using vexozeph::User;
+using vexozeph::ZephException;
+using vexozeph::testing::LogCapture;
+using vexozeph::testing::RunInChild;
+using vexozeph::testing::TempRoot;
+
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+const uid_t kNobody = 65534;
+
+unsigned int CodeOf(const std::function<void()> &call) {
+  try {
+    call();
+  } catch (const ZephException &e) {
+    return e.GetCode();
+  }
+  return 0;
+}
+
+TEST(UserRecord, FreshApplianceGivesEveryDefault) {
+  TempRoot root;
+  User user;
+  EXPECT_FALSE(user.Exists());
+  EXPECT_EQ(user.GetEmail(), "");
+  EXPECT_EQ(user.GetAccountHost(), "");
+  EXPECT_EQ(user.GetReportCronTimestring(), "~ 9~16 * * 1~5");
+  EXPECT_EQ(user.GetLastQueryTime(), 0);
+  EXPECT_FALSE(user.GetIsActivated());
+  EXPECT_FALSE(user.GetIsDisabled());
+  EXPECT_FALSE(user.GetIsEnews());
+  EXPECT_FALSE(user.GetIsCriticalRelease());
+  EXPECT_FALSE(user.GetIsEnewsLocalPromotion());
+  EXPECT_TRUE(user.GetIsRealnameValidationPass());
+  EXPECT_FALSE(root.Exists(kAccountFile)) << "reading must not create the file";
+}
+
+TEST(UserRecord, ValuesRoundTripWithExactKeysAndOnlyTheTwoTrueWords) {
+  TempRoot root;
+  root.WriteFile(kAccountFile,
+                 "zephIDSerial=\"u-1\"\nactivated=\"true\"\ndisabled=\"1\"\nenews=\"TRUE\"\n"
+                 "critical_release=\"Yes\"\nenews_local_promotion=\"yes\"\nlast_query_time=\"x12\"\n");
+  User user;
+  EXPECT_EQ(user.GetEmail(), "") << "zephID must not match zephIDSerial";
+  EXPECT_FALSE(user.Exists());
+  EXPECT_TRUE(user.GetIsActivated());
+  EXPECT_FALSE(user.GetIsDisabled());
+  EXPECT_FALSE(user.GetIsEnews());
+  EXPECT_FALSE(user.GetIsCriticalRelease());
+  EXPECT_TRUE(user.GetIsEnewsLocalPromotion());
+  EXPECT_EQ(user.GetLastQueryTime(), 0) << "a value that is not a number reads as the default";
+
+  user.SetEmail("owner@example.com");
+  EXPECT_TRUE(user.Exists());
+  EXPECT_EQ(user.GetUserId(), "u-1");
+  user.SetIsEnews(false);
+  user.SetLastQueryTime(-5);
+  user.SetIsRealnameValidationPass(false);
+  EXPECT_FALSE(user.GetIsEnews());
+  EXPECT_EQ(user.GetLastQueryTime(), -5);
+  EXPECT_FALSE(user.GetIsRealnameValidationPass());
+  std::string content = root.ReadFile(kAccountFile);
+  EXPECT_NE(content.find("enews=\"no\"\n"), std::string::npos) << content;
+  EXPECT_NE(content.find("last_query_time=\"-5\"\n"), std::string::npos) << content;
+  EXPECT_NE(content.find("zephID=\"owner@example.com\"\n"), std::string::npos) << content;
+  EXPECT_NE(content.find("zephIDSerial=\"u-1\"\n"), std::string::npos) << content;
+
+  user.SetEmail("");
+  EXPECT_FALSE(user.Exists());
+}
+
+TEST(UserRecord, ALineBreakInAValueIsRefusedAndNothingChanges) {
+  TempRoot root;
+  User user;
+  user.SetEmail("owner@example.com");
+  const std::string before = root.ReadFile(kAccountFile);
+  LogCapture log;
+  EXPECT_EQ(CodeOf([&] { user.SetName("Eve\nzephID=\"attacker\""); }), 19u);
+  EXPECT_EQ(CodeOf([&] { user.SetCountry("x\ry"); }), 19u);
+  EXPECT_EQ(root.ReadFile(kAccountFile), before);
+  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for full_name:"), 1u);
+  EXPECT_EQ(user.GetEmail(), "owner@example.com");
+}
+
+TEST(UserRecord, WritesLeaveTheFileRootOnlyAndPrivilegesAreRestored) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to test the privilege switch";
+  TempRoot root;
+  User().SetEmail("owner@example.com");
+  struct stat st {};
+  ASSERT_EQ(::stat(root.Path(kAccountFile).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);
+  EXPECT_EQ(st.st_uid, 0u);
+  EXPECT_EQ(st.st_gid, 0u);
+
+  // A helper that keeps root only as its saved id: it must be lifted for each access and
+  // put back exactly where it was.
+  int rc = RunInChild([&] {
+    if (::setresgid(0, kNobody, 0) != 0 || ::setresuid(0, kNobody, 0) != 0) return 10;
+    LogCapture log;
+    User user;
+    if (user.GetEmail() != "owner@example.com") return 11;
+    if (::geteuid() != kNobody || ::getegid() != kNobody) return 12;
+    user.SetCountry("NL");
+    if (::geteuid() != kNobody || ::getegid() != kNobody) return 13;
+    uid_t r, e, s;
+    ::getresuid(&r, &e, &s);
+    if (r != 0 || s != 0) return 14;
+    // Group raised before user, each raise traced.
+    auto lines = log.Lines();
+    if (lines.size() < 2 || lines[0].find("WARNING: setresgid(-1, 0, -1)") == std::string::npos ||
+        lines[1].find("WARNING: setresuid(-1, 0, -1)") == std::string::npos) {
+      return 15;
+    }
+    return 0;
+  });
+  EXPECT_EQ(rc, 0);
+  ASSERT_EQ(::stat(root.Path(kAccountFile).c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0600u);
+  EXPECT_EQ(st.st_uid, 0u);
+  EXPECT_NE(root.ReadFile(kAccountFile).find("country=\"NL\""), std::string::npos);
+
+  // A process that dropped root for good gets code 6 and never touches the file.
+  const std::string before = root.ReadFile(kAccountFile);
+  rc = RunInChild([&] {
+    if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0) {
+      return 10;
+    }
+    LogCapture log;
+    User user;
+    if (CodeOf([&] { user.GetEmail(); }) != 6) return 11;
+    if (CodeOf([&] { user.SetEmail("intruder@example.com"); }) != 6) return 12;
+    if (log.Count("Change permission failed") != 2) return 13;
+    if (::getegid() != kNobody) return 14;
+    return 0;
+  });
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(root.ReadFile(kAccountFile), before);
+}
+
+TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
+  TempRoot root;
+  ZEPH_INFO info;
+  std::memset(&info, 'Z', sizeof(info));
+  EXPECT_EQ(VEXOZEPHAccountGet(&info), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 3);
+  EXPECT_EQ(info.email[0], 'Z') << "record untouched when no account is stored";
+  EXPECT_EQ(VEXOZEPHAccountGet(nullptr), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 1);
+
+  // Identity only: a record without a query time leaves the profile alone.
+  User().SetCountry("DE");
+  std::memset(&info, 0, sizeof(info));
+  std::strcpy(info.email, "owner@example.com");
+  std::strcpy(info.auth_key, "key-1");
+  std::strcpy(info.user_id, "u-1");
+  std::strcpy(info.country, "FR");
+  info.activated = 1;
+  ASSERT_EQ(VEXOZEPHAccountSet(&info), 0);
+  std::string content = root.ReadFile(kAccountFile);
+  EXPECT_EQ(content, "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
+                     "zephIDSerial=\"u-1\"\n");
+
+  std::string long_name(2000, 'n');
+  std::memcpy(info.full_name, long_name.c_str(), 1023);
+  info.last_query_time = 1700000000;
+  info.enews_local_promotion = 7;
+  ASSERT_EQ(VEXOZEPHAccountSet(&info), 0);
+  ZEPH_INFO back;
+  std::memset(&back, 0, sizeof(back));
+  std::strcpy(back.password, "kept");
+  ASSERT_EQ(VEXOZEPHAccountGet(&back), 0);
+  EXPECT_STREQ(back.email, "owner@example.com");
+  EXPECT_STREQ(back.country, "FR");
+  EXPECT_EQ(std::strlen(back.full_name), 1023u);
+  EXPECT_EQ(back.activated, 1);
+  EXPECT_EQ(back.enews_local_promotion, 1);
+  EXPECT_EQ(back.disabled, 0);
+  EXPECT_EQ(back.last_query_time, 1700000000);
+  EXPECT_STREQ(back.password, "kept");
+
+  // An auth key without a user id is no account.
+  User().SetUserId("");
+  EXPECT_EQ(VEXOZEPHAccountGet(&back), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 3);
+}
+
+}  // namespace
