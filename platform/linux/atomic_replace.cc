@@ -60,7 +60,8 @@ std::string TempNameFor(const std::string &path) {
   return "." + BaseNameOf(path) + ".vztmp";
 }
 
-bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content) {
+bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
+                 mode_t mode) {
   if (!lock.Held()) {
     errno = ENOLCK;
     return false;
@@ -80,7 +81,7 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
   UniqueFd fd(
       ::openat(dir, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.Valid()) return false;
-  bool ok = ::fchmod(fd.Get(), 0600) == 0 && WriteAll(fd.Get(), content) && ::fsync(fd.Get()) == 0;
+  bool ok = ::fchmod(fd.Get(), mode) == 0 && WriteAll(fd.Get(), content) && ::fsync(fd.Get()) == 0;
   ok = fd.Close() && ok;
   if (ok) ok = ::renameat(dir, temp.c_str(), dir, base.c_str()) == 0;
   if (!ok) {

@@ -3,6 +3,8 @@
 #ifndef VEXO_PLATFORM_LINUX_ATOMIC_REPLACE_H_
 #define VEXO_PLATFORM_LINUX_ATOMIC_REPLACE_H_
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "unique_fd.h"
@@ -38,11 +40,12 @@ std::string BaseNameOf(const std::string &path);
 // The temporary file a writer of `path` uses: ".<name>.vztmp" in the same directory.
 std::string TempNameFor(const std::string &path);
 
-// Replaces the file at `path` with `content`, mode 0600: the temporary file is created
+// Replaces the file at `path` with `content`, mode `mode`: the temporary file is created
 // with O_EXCL|O_NOFOLLOW, written, fsynced and renamed over `path`; then the directory is
 // fsynced. `lock` must be held on the directory of `path`. False with errno set; the
 // temporary file is removed on failure.
-bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content);
+bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
+                 mode_t mode = 0600);
 
 }  // namespace vexo_platform
 
