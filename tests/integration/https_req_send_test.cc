@@ -1,0 +1,291 @@
+#include <curl/curl.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "internal/https_retry_pause.h"
+#include "internal/request_token.h"
+#include "support/cloud_emulator.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+#include "vexo_platform/vlib_string.h"
+#include "vexozeph/vexozeph.h"
+
+namespace {
+
+using vexozeph::testing::CloudEmulator;
+using vexozeph::testing::Fault;
+using vexozeph::testing::LogCapture;
+using vexozeph::testing::NamedPairs;
+using vexozeph::testing::TempRoot;
+
+const char kSerial[] = "SN0068";
+const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
+const char kEchoPath[] = "device/api/echo";
+const size_t kReplyCap = 8u * 1024u * 1024u;
+
+int g_pauses = 0;
+void CountPause(unsigned int) {
+  ++g_pauses;
+}
+
+std::string Token(const std::string &input) {
+  std::string token;
+  EXPECT_TRUE(vexozeph::RequestTokenFromInput(input.c_str(), token));
+  return token;
+}
+
+// The caller's side of one request: the record, its form hash and the reply.
+struct Call {
+  Call(const std::string &host, const std::string &path) : host(host), path(path) {
+    request.reset(new VEXOZEPH_HTTPS_REQUEST());
+    request->host = this->host.c_str();
+    request->path = this->path.c_str();
+    params = VLIBCSzHashAlloc(16);
+    request->params = params;
+  }
+  ~Call() {
+    VEXOZEPHHttpsResponseFree(&response);
+    VLIBCSzHashFree(params);
+  }
+  Call &Param(const char *key, const char *value) {
+    EXPECT_EQ(VLIBCSzHashSetValue(&params, key, value), 0);
+    request->params = params;
+    return *this;
+  }
+  int Send() { return VEXOZEPHHttpsRequestSend(request.get(), &response); }
+
+  std::string host;
+  std::string path;
+  std::unique_ptr<VEXOZEPH_HTTPS_REQUEST> request;
+  PVLIBSZHASH params = nullptr;
+  VEXOZEPH_HTTPS_RESPONSE response = {};
+};
+
+class HttpsRequestSend : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+    emulator_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    previous_pause_ = vexozeph::https::SetRetryPause(CountPause);
+    g_pauses = 0;
+  }
+  void TearDown() override { vexozeph::https::SetRetryPause(previous_pause_); }
+
+  // The next request to `path` is answered with `status` and `body`, whatever it holds.
+  void Answer(const std::string &path, int status, const std::string &body) {
+    Fault fault;
+    fault.path = path;
+    fault.status = status;
+    fault.body = body;
+    emulator_->QueueFault(fault);
+  }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> emulator_;
+  vexozeph::https::RetryPause previous_pause_ = nullptr;
+};
+
+TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
+  // The form endpoint checks the token over serial, account and password and answers
+  // "good" only when it matches.
+  emulator_->SetAnswer("device/api/user/query", "good", 2);
+  Call call(emulator_->AccountOrigin(), "device/api/user/query");
+  std::snprintf(call.request->account, sizeof(call.request->account), "me@example.com");
+  std::snprintf(call.request->password, sizeof(call.request->password), "p&ss w=rd+");
+  call.Param("type", "a b&c=d").Param("bx_sn", "SN0099").Param("zz", "\xC3\xA9").Param("mm", "");
+  ASSERT_EQ(call.Send(), 0);
+  EXPECT_EQ(call.response.status, 200);
+  EXPECT_NE(std::string(call.response.data).find("\"good\""), std::string::npos);
+
+  auto seen = emulator_->Requests("account", "device/api/user/query");
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].method, "POST");
+  const std::string token = Token("SN0099me@example.comp&ss w=rd+");
+  EXPECT_EQ(seen[0].form, (NamedPairs{{"bx_sn", "SN0099"},
+                                      {"bx_token", token},
+                                      {"zephID", "me@example.com"},
+                                      {"zephPW", "p&ss w=rd+"},
+                                      {"type", "a b&c=d"},
+                                      {"bx_sn", "SN0099"},
+                                      {"zz", "\xC3\xA9"},
+                                      {"mm", ""}}));
+  // Values escaped, keys as they stand.
+  EXPECT_EQ(seen[0].body, "bx_sn=SN0099&bx_token=" + token +
+                              "&zephID=me%40example.com&zephPW=p%26ss%20w%3Drd%2B"
+                              "&type=a%20b%26c%3Dd&bx_sn=SN0099&zz=%C3%A9&mm=");
+  char agent[256] = {0};
+  VEXOZEPHUserAgentNameGet(agent, sizeof(agent));
+  EXPECT_EQ(seen[0].Header("User-Agent"), agent);
+  EXPECT_EQ(seen[0].Header("Host"), emulator_->AccountOrigin().substr(strlen("https://")));
+
+  // Without a serial of its own the device's serial signs; empty account fields are left out.
+  emulator_->ClearRequests();
+  Call plain(emulator_->AccountOrigin(), "device/api/user/query");
+  plain.Param("id", "42");
+  ASSERT_EQ(plain.Send(), 0);
+  EXPECT_EQ(plain.response.status, 200);
+  seen = emulator_->Requests("account", "device/api/user/query");
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].form,
+            (NamedPairs{{"bx_sn", kSerial}, {"bx_token", Token(kSerial)}, {"id", "42"}}));
+
+  // GET sends the same form in the query and no body.
+  emulator_->ClearRequests();
+  Call get(emulator_->AccountOrigin(), kEchoPath);
+  get.request->method = VEXOZEPH_HTTPS_METHOD_GET;
+  get.Param("k", "v w");
+  Answer(kEchoPath, 200, "ok");
+  ASSERT_EQ(get.Send(), 0);
+  seen = emulator_->Requests("account", kEchoPath);
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].method, "GET");
+  EXPECT_EQ(seen[0].query,
+            (NamedPairs{{"bx_sn", kSerial}, {"bx_token", Token(kSerial)}, {"k", "v w"}}));
+  EXPECT_TRUE(seen[0].body.empty());
+}
+
+TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
+  {
+    Call call(emulator_->AccountOrigin(), kEchoPath);
+    call.Param("k", "v");
+    Answer(kEchoPath, 400, "  badauth \r\n");
+    ASSERT_EQ(call.Send(), 0);
+    EXPECT_STREQ(call.response.data, "badauth");
+    EXPECT_EQ(call.response.status, 400);
+    EXPECT_EQ(call.response.result, 0);
+    VEXOZEPHHttpsResponseFree(&call.response);
+    EXPECT_EQ(call.response.data, nullptr);
+    EXPECT_EQ(call.response.status, 0);
+  }
+  {
+    // Garbage is handed back as text; judging it is the caller's business.
+    Call call(emulator_->AccountOrigin(), kEchoPath);
+    call.Param("k", "v");
+    Answer(kEchoPath, 200, std::string("\x01{[\"") + std::string(1, '\0') + "tail");
+    ASSERT_EQ(call.Send(), 0);
+    EXPECT_STREQ(call.response.data, "\x01{[\"");
+  }
+  char untouched[] = "previous";
+  for (int status : {200, 400, 500, 302}) {
+    LogCapture log;
+    Call call(emulator_->AccountOrigin(), kEchoPath);
+    call.Param("k", "v");
+    call.response.data = untouched;
+    const bool accepted = status == 200 || status == 400;
+    Answer(kEchoPath, status, accepted ? "" : "oops");
+    VEXOZEPHErrSet(0);
+    EXPECT_EQ(call.Send(), -1) << status;
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND) << status;
+    EXPECT_EQ(call.response.status, status);
+    EXPECT_EQ(call.response.data, untouched);
+    EXPECT_EQ(log.Count(accepted ? "Failed to get response"
+                                 : "httpResponseCode=" + std::to_string(status) + ", data=oops"),
+              1u)
+        << status;
+    call.response.data = nullptr;
+  }
+  // A cut connection is not retried: only time-outs and name resolution are.
+  Fault drop;
+  drop.path = kEchoPath;
+  drop.drop = true;
+  emulator_->QueueFault(drop);
+  emulator_->ClearRequests();
+  Call call(emulator_->AccountOrigin(), kEchoPath);
+  call.Param("k", "v");
+  EXPECT_EQ(call.Send(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+  EXPECT_EQ(call.response.result, CURLE_GOT_NOTHING);
+  EXPECT_EQ(emulator_->Requests("account", kEchoPath).size(), 1u);
+  EXPECT_EQ(g_pauses, 0);
+}
+
+TEST_F(HttpsRequestSend, ReplyBodyIsCappedAtEightMebibytes) {
+  Call fits(emulator_->AccountOrigin(), kEchoPath);
+  fits.Param("k", "v");
+  Answer(kEchoPath, 200, std::string(kReplyCap, 'x'));
+  ASSERT_EQ(fits.Send(), 0);
+  EXPECT_EQ(std::strlen(fits.response.data), kReplyCap);
+
+  Call over(emulator_->AccountOrigin(), kEchoPath);
+  over.Param("k", "v");
+  Answer(kEchoPath, 200, std::string(kReplyCap + 1, 'x'));
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(over.Send(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+  EXPECT_EQ(over.response.data, nullptr);
+}
+
+TEST_F(HttpsRequestSend, OnlyTheRootsCaFileIsTrusted) {
+  // The host's own bundle does not know the emulator's authority; a missing file trusts
+  // nothing. Either way the request never reaches the server.
+  const std::string system_bundle = kCaFile;
+  std::error_code ignored;
+  if (std::filesystem::exists(system_bundle)) {
+    std::filesystem::copy_file(system_bundle, root_.Path(kCaFile),
+                               std::filesystem::copy_options::overwrite_existing, ignored);
+  } else {
+    root_.WriteFile(kCaFile, "");
+  }
+  emulator_->ClearRequests();
+  for (bool remove : {false, true}) {
+    if (remove) std::filesystem::remove(root_.Path(kCaFile), ignored);
+    Call call(emulator_->AccountOrigin(), kEchoPath);
+    call.Param("k", "v");
+    VEXOZEPHErrSet(0);
+    EXPECT_EQ(call.Send(), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+    EXPECT_NE(call.response.result, 0);
+  }
+  EXPECT_TRUE(emulator_->Requests().empty());
+}
+
+TEST_F(HttpsRequestSend, UnresolvableHostIsTriedThreeTimesOrTwiceInShortMode) {
+  for (int short_timeout : {0, 1}) {
+    LogCapture log;
+    g_pauses = 0;
+    Call call("https://nonexistent.invalid", "device/api/report");
+    call.request->short_timeout = short_timeout;
+    call.Param("k", "v");
+    VEXOZEPHErrSet(0);
+    EXPECT_EQ(call.Send(), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+    EXPECT_EQ(g_pauses, short_timeout ? 2 : 3) << "one pause after each failed attempt";
+    EXPECT_EQ(call.response.status, 0);
+    EXPECT_EQ(call.response.result, CURLE_COULDNT_RESOLVE_HOST);
+    EXPECT_EQ(log.Count("httpResponseCode=0"), 1u);
+    EXPECT_EQ(log.Count("Failed to curl perform"), 0u);
+  }
+}
+
+TEST_F(HttpsRequestSend, BadRequestsFailBeforeAnythingIsSent) {
+  Call call(emulator_->AccountOrigin(), kEchoPath);
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(VEXOZEPHHttpsRequestSend(nullptr, &call.response), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  EXPECT_EQ(VEXOZEPHHttpsRequestSend(call.request.get(), nullptr), -1);
+  call.request->path = nullptr;
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(call.Send(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  call.request->path = kEchoPath;
+
+  // Every caller must bring at least one field of its own.
+  for (bool null_hash : {false, true}) {
+    LogCapture log;
+    call.request->params = null_hash ? nullptr : call.params;
+    VEXOZEPHErrSet(0);
+    EXPECT_EQ(call.Send(), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+    EXPECT_EQ(log.Count("no key in the hash, ERR=["), 1u);
+  }
+  EXPECT_TRUE(emulator_->Requests().empty());
+  VEXOZEPHHttpsResponseFree(nullptr);
+}
+
+}  // namespace
