@@ -80,10 +80,10 @@ class EmulatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
     cloud_ = std::make_unique<CloudEmulator>(ZEPH_CLOUD_BINARY, root_);
-    AccountSpec spec;
-    spec.email = kEmail;
-    spec.password = kPassword;
-    account_ = cloud_->CreateAccount(spec);
+    AccountSpec owner;
+    owner.email = kEmail;
+    owner.password = kPassword;
+    account_ = cloud_->CreateAccount(owner);
   }
 
   Reply Post(const std::string &url, const NamedPairs &form,
@@ -524,10 +524,10 @@ TEST(EmulatorLifecycle, StateFileSurvivesARestart) {
   std::string id;
   {
     CloudEmulator first(ZEPH_CLOUD_BINARY, root, options);
-    AccountSpec spec;
-    spec.email = "kept@example.com";
-    spec.password = "pw";
-    id = first.CreateAccount(spec).id;
+    AccountSpec kept;
+    kept.email = "kept@example.com";
+    kept.password = "pw";
+    id = first.CreateAccount(kept).id;
   }
   CloudEmulator second(ZEPH_CLOUD_BINARY, root, options);
   EXPECT_EQ(second.GetAccount(id)["email"].asString(), "kept@example.com");

@@ -412,28 +412,29 @@ Json::Value CloudEmulator::Admin(const std::string &method, const std::string &p
   return answer;
 }
 
-Account CloudEmulator::CreateAccount(const AccountSpec &spec) {
+Account CloudEmulator::CreateAccount(const AccountSpec &wanted) {
   Json::Value input;
-  input["email"] = spec.email;
-  input["password"] = spec.password;
-  input["full_name"] = spec.full_name;
-  input["country"] = spec.country;
-  input["timezone"] = spec.timezone;
-  input["notify_language"] = spec.notify_language;
-  input["activated"] = spec.activated;
-  input["disabled"] = spec.disabled;
-  input["enews"] = spec.enews;
-  input["critical_release"] = spec.critical_release;
-  input["enews_local_promotion"] = spec.enews_local_promotion;
-  input["realname_validation_pass"] =
-      spec.realname_validation_pass ? Json::Value(*spec.realname_validation_pass) : Json::Value();
-  input["critical_version_list"] = spec.critical_version_list;
-  if (!spec.report_cron_timestring.empty()) {
-    input["report_cron_timestring"] = spec.report_cron_timestring;
+  input["email"] = wanted.email;
+  input["password"] = wanted.password;
+  input["full_name"] = wanted.full_name;
+  input["country"] = wanted.country;
+  input["timezone"] = wanted.timezone;
+  input["notify_language"] = wanted.notify_language;
+  input["activated"] = wanted.activated;
+  input["disabled"] = wanted.disabled;
+  input["enews"] = wanted.enews;
+  input["critical_release"] = wanted.critical_release;
+  input["enews_local_promotion"] = wanted.enews_local_promotion;
+  input["realname_validation_pass"] = wanted.realname_validation_pass
+                                          ? Json::Value(*wanted.realname_validation_pass)
+                                          : Json::Value();
+  input["critical_version_list"] = wanted.critical_version_list;
+  if (!wanted.report_cron_timestring.empty()) {
+    input["report_cron_timestring"] = wanted.report_cron_timestring;
   }
-  if (!spec.id.empty()) input["id"] = spec.id;
+  if (!wanted.id.empty()) input["id"] = wanted.id;
   Json::Value created = Admin("POST", "/admin/accounts", input);
-  return Account{StringOf(created, "id"), spec.email, spec.password};
+  return Account{StringOf(created, "id"), wanted.email, wanted.password};
 }
 
 Json::Value CloudEmulator::GetAccount(const std::string &id) {
@@ -448,13 +449,13 @@ void CloudEmulator::DeleteAccount(const std::string &id) {
   Admin("DELETE", "/admin/accounts/" + id);
 }
 
-void CloudEmulator::CreateDevice(const DeviceSpec &spec) {
+void CloudEmulator::CreateDevice(const DeviceSpec &wanted) {
   Json::Value input;
-  input["serial"] = spec.serial;
-  input["mac"] = spec.mac;
-  input["api_key"] = spec.api_key;
-  input["api_key_expired"] = spec.api_key_expired;
-  input["register_limit"] = spec.register_limit;
+  input["serial"] = wanted.serial;
+  input["mac"] = wanted.mac;
+  input["api_key"] = wanted.api_key;
+  input["api_key_expired"] = wanted.api_key_expired;
+  input["register_limit"] = wanted.register_limit;
   Admin("POST", "/admin/devices", input);
 }
 

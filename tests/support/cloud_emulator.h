@@ -152,13 +152,13 @@ class CloudEmulator {
   // its other lines; needed again after a sign-out removed the file.
   void InstallHosts() const;
 
-  Account CreateAccount(const AccountSpec &spec);
+  Account CreateAccount(const AccountSpec &wanted);
   Json::Value GetAccount(const std::string &id);
   // Changes members of an account (the admin API's field names).
   void UpdateAccount(const std::string &id, const Json::Value &fields);
   // The account becomes a tombstone: its keys then meet "account_not_found".
   void DeleteAccount(const std::string &id);
-  void CreateDevice(const DeviceSpec &spec);
+  void CreateDevice(const DeviceSpec &wanted);
   void AddClient(const std::string &client_id);
   // Registers a package client; returns the configuration template the account host
   // will hand out for it.

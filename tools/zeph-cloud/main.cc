@@ -87,29 +87,29 @@ bool WriteReadyFile(const std::string &path, const Emulator &emulator, const Tls
 
 bool Seed(const Options &options, Emulator &emulator, std::string &error) {
   std::lock_guard<std::mutex> guard(emulator.mutex);
-  for (const auto &spec : options.accounts) {
-    size_t colon = spec.find(':');
+  for (const auto &seed : options.accounts) {
+    size_t colon = seed.find(':');
     if (colon == std::string::npos) {
-      error = "--account needs EMAIL:PASSWORD, got " + spec;
+      error = "--account needs EMAIL:PASSWORD, got " + seed;
       return false;
     }
-    if (emulator.state.FindAccountByEmail(spec.substr(0, colon)) != nullptr) continue;
+    if (emulator.state.FindAccountByEmail(seed.substr(0, colon)) != nullptr) continue;
     Json::Value input;
-    input["email"] = spec.substr(0, colon);
-    input["password"] = spec.substr(colon + 1);
+    input["email"] = seed.substr(0, colon);
+    input["password"] = seed.substr(colon + 1);
     input["full_name"] = "Demo User";
     Account created;
     if (!CreateAccount(emulator.state, input, created, error)) return false;
   }
-  for (const auto &spec : options.devices) {
+  for (const auto &seed : options.devices) {
     Json::Value input;
-    size_t first = spec.find(',');
-    input["serial"] = spec.substr(0, first);
+    size_t first = seed.find(',');
+    input["serial"] = seed.substr(0, first);
     if (first != std::string::npos) {
-      size_t second = spec.find(',', first + 1);
+      size_t second = seed.find(',', first + 1);
       input["mac"] =
-          spec.substr(first + 1, second == std::string::npos ? second : second - first - 1);
-      if (second != std::string::npos) input["api_key"] = spec.substr(second + 1);
+          seed.substr(first + 1, second == std::string::npos ? second : second - first - 1);
+      if (second != std::string::npos) input["api_key"] = seed.substr(second + 1);
     }
     Device created;
     if (!CreateDevice(emulator.state, input, created, error)) return false;
