@@ -11,11 +11,11 @@ foreach(line ${lines})
   if(name STREQUAL "")
     continue()
   endif()
-  if(name MATCHES "^VEXOZEPH" OR name MATCHES "^VEXOPaymentConfigGet$"
+  if(name MATCHES "^VEXOZEPH" OR name MATCHES "^_Z[0-9]+VEXOZEPH" OR name MATCHES "^VEXOPaymentConfigGet$"
      OR name MATCHES "^(GetZephErrorMsg|printErrCode|GetErrorCodeFromAccountError|MapLibZephCenterErrorCode)$"
      OR name MATCHES "^_ZN8vexozeph" OR name MATCHES "^_ZNK8vexozeph"
      OR name MATCHES "^_ZT[ISV]N8vexozeph" OR name MATCHES "^_ZlsRSoRKN8vexozeph"
-     OR name MATCHES "^_ZN8vexozeph" OR name MATCHES "^_init$" OR name MATCHES "^_fini$")
+     OR name MATCHES "^_init$" OR name MATCHES "^_fini$")
     continue()
   endif()
   list(APPEND bad "${name}")
