@@ -1,0 +1,68 @@
+// An appliance in a throwaway root, wired to a fresh cloud emulator, for the tests of
+// the account sign-in and query calls.
+#ifndef VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_
+#define VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "internal/clock.h"
+#include "support/cloud_emulator.h"
+#include "support/temp_root.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+
+namespace vexozeph {
+namespace testing {
+
+class AccountAppliance : public ::testing::Test {
+ protected:
+  static constexpr const char *kSerial = "SN2207ACCT";
+  static constexpr const char *kMac = "00:11:32:0a:0b:0c";
+  static constexpr const char *kAccountFile = "/usr/vexo/etc/vexona-account/private/user.conf";
+  static constexpr const char *kApiKeyFile = "/usr/vexo/etc/cloud_service/apikey";
+  static constexpr const char *kLoginPath = "device/api/password_login";
+  static constexpr const char *kLaunchPath = "good/user/launch";
+  static constexpr const char *kQueryPath = "device/api/user/query";
+
+  void SetUp() override {
+    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+  }
+  void TearDown() override { clock::ResetForTesting(); }
+
+  Account MakeAccount(const std::string &email, AccountSpec spec = AccountSpec()) {
+    spec.email = email;
+    spec.password = "pw-" + email;
+    return cloud_->CreateAccount(spec);
+  }
+
+  // Signs the appliance in by password and checks that it worked.
+  Json::Value SignIn(const Account &account) {
+    Json::Value response;
+    EXPECT_EQ(
+        VEXOZEPHAccountLogin(account.email.c_str(), account.password.c_str(), response, false), 0)
+        << "error " << VEXOZEPHErrGet();
+    return response;
+  }
+
+  std::vector<LoggedRequest> Requests(const std::string &path) {
+    return cloud_->Requests("account", path);
+  }
+
+  std::string AccountFile() const { return root_.ReadFile(kAccountFile); }
+  bool HasAccountFile() const { return root_.Exists(kAccountFile); }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> cloud_;
+};
+
+}  // namespace testing
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_

@@ -1,0 +1,279 @@
+// Password, token and key sign-in against the cloud emulator: what the server saw, what
+// the account file keeps, and how refusals and API-key trouble end.
+#include <curl/curl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "account_appliance.h"
+#include "internal/json_utils.h"
+#include "support/log_capture.h"
+#include "vexozeph/user.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+using Keys = std::vector<std::string>;
+
+const Keys kPasswordForm = {"bx_sn",  "bx_token",  "type",    "email",
+                            "passwd", "serial_no", "api_key", "mac"};
+const char kEventLog[] = "/var/log/vexozeph/events.jsonl";
+const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
+const Keys kQueryForm = {"bx_sn", "bx_token", "id", "auth_key", "serial_no"};
+
+size_t AppendBody(char *data, size_t size, size_t count, void *target) {
+  static_cast<std::string *>(target)->append(data, size * count);
+  return size * count;
+}
+
+std::string Escape(CURL *curl, const std::string &text) {
+  char *escaped = curl_easy_escape(curl, text.c_str(), static_cast<int>(text.size()));
+  std::string result(escaped);
+  curl_free(escaped);
+  return result;
+}
+
+class AccountLogin : public AccountAppliance {
+ protected:
+  // The appliance's current cloud-service API key as the platform stores it.
+  std::string StoredApiKey() const {
+    std::string key = root_.ReadFile(kApiKeyFile);
+    while (!key.empty() && (key.back() == '\n' || key.back() == '\r')) key.pop_back();
+    return key;
+  }
+
+  // An access token of the device client for `account`, obtained the way the management
+  // interface does: authorization code with PKCE, exchanged at the identity host.
+  std::string AccessTokenFor(const Account &account) {
+    PkcePair pair = PkcePair::Make();
+    SignInRequest request;
+    request.email = account.email;
+    request.password = account.password;
+    request.scope = cloud_->DeviceScope(kSerial, kMac);
+    request.code_challenge = pair.challenge;
+    const std::string code = cloud_->AuthorizeCode(request);
+
+    std::unique_ptr<CURL, void (*)(CURL *)> curl(curl_easy_init(), curl_easy_cleanup);
+    const std::string form =
+        "grant_type=authorization_code&client_id=zeph-device&code=" + Escape(curl.get(), code) +
+        "&redirect_uri=" + Escape(curl.get(), cloud_->LoginRedirectUri()) +
+        "&code_verifier=" + Escape(curl.get(), pair.verifier);
+    const std::string url = cloud_->IdentityOrigin() + "/oauth2/token";
+    std::string body;
+    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, cloud_->CaFile().c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, form.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, AppendBody);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &body);
+    EXPECT_EQ(curl_easy_perform(curl.get()), CURLE_OK);
+    Json::Value answer;
+    EXPECT_TRUE(json::FromString(body, answer)) << body;
+    return json::StringOr(answer, "access_token");
+  }
+};
+
+TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProfile) {
+  AccountSpec spec;
+  spec.full_name = "Ann Example";
+  spec.country = "NZ";
+  const Account ann = MakeAccount("ann@example.com", spec);
+  cloud_->ClearRequests();
+  LogCapture log;
+
+  Json::Value response;
+  ASSERT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_EQ(json::StringOr(response, "code"), "good");
+
+  // The login comes first, then the query with the identity it returned.
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account");
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].path, "/device/api/password_login");
+  EXPECT_EQ(sent[0].FormKeys(), kPasswordForm);
+  EXPECT_EQ(sent[0].FormValue("type"), "acnt_pw_apikey");
+  EXPECT_EQ(sent[0].FormValue("email"), ann.email);
+  EXPECT_EQ(sent[0].FormValue("passwd"), ann.password);
+  EXPECT_EQ(sent[0].FormValue("serial_no"), kSerial);
+  EXPECT_EQ(sent[0].FormValue("api_key"), StoredApiKey());
+  EXPECT_EQ(sent[0].FormValue("mac"), kMac);
+  EXPECT_EQ(sent[1].path, "/device/api/user/query");
+  EXPECT_EQ(sent[1].FormKeys(), kQueryForm);
+  EXPECT_EQ(sent[1].FormValue("id"), ann.id);
+  EXPECT_EQ(sent[1].FormValue("auth_key"), json::StringOr(response, "auth_key"));
+
+  User user;
+  EXPECT_EQ(user.GetUserId(), ann.id);
+  EXPECT_EQ(user.GetAuthKey(), json::StringOr(response, "auth_key"));
+  // The profile arrives through the query, not from the login answer.
+  EXPECT_EQ(user.GetEmail(), ann.email);
+  EXPECT_EQ(user.GetName(), "Ann Example");
+  EXPECT_EQ(user.GetCountry(), "NZ");
+  EXPECT_EQ(log.Count("Logged in Zeph Center as ann@example.com"), 1u);
+  const std::string events = root_.ReadFile(kEventLog);
+  EXPECT_NE(events.find("0x13A00001"), std::string::npos) << events;
+  EXPECT_NE(events.find(ann.email), std::string::npos) << events;
+  EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
+}
+
+TEST_F(AccountLogin, VerifyOnlyAndRefusedLoginsLeaveTheAccountFileAlone) {
+  const Account ann = MakeAccount("ann@example.com");
+  const std::string before = AccountFile();
+  cloud_->ClearRequests();
+
+  Json::Value response;
+  ASSERT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, true), 0);
+  EXPECT_FALSE(json::StringOr(response, "auth_key").empty());
+  EXPECT_EQ(AccountFile(), before);
+  EXPECT_TRUE(Requests(kQueryPath).empty());
+
+  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), "not the password", response, false), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+  EXPECT_EQ(json::StringOr(response, "code"), "badauth");
+  EXPECT_EQ(AccountFile(), before);
+
+  EXPECT_EQ(VEXOZEPHAccountLogin(nullptr, "x", response, false), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  EXPECT_TRUE(Requests(kQueryPath).empty());
+}
+
+TEST_F(AccountLogin, UnknownApiKeyIsReplacedOnceInTheSamePlaceOfTheForm) {
+  const Account ann = MakeAccount("ann@example.com");
+  cloud_->SetAnswer(kLoginPath, "apikey_not_found", 1);
+  cloud_->ClearRequests();
+  SignIn(ann);
+
+  const std::vector<LoggedRequest> logins = Requests(kLoginPath);
+  ASSERT_EQ(logins.size(), 2u);
+  EXPECT_EQ(logins[0].FormKeys(), kPasswordForm);
+  EXPECT_EQ(logins[1].FormKeys(), kPasswordForm);
+  EXPECT_NE(logins[1].FormValue("api_key"), logins[0].FormValue("api_key"));
+  EXPECT_EQ(logins[1].FormValue("api_key"), StoredApiKey());
+  for (const std::string &key : kPasswordForm) {
+    if (key == "api_key") continue;
+    EXPECT_EQ(logins[1].FormValue(key), logins[0].FormValue(key)) << key;
+  }
+  EXPECT_EQ(User().GetUserId(), ann.id);
+}
+
+TEST_F(AccountLogin, ASecondApiKeyRefusalEndsTheLogin) {
+  const Account ann = MakeAccount("ann@example.com");
+  // The server insists on a key this appliance never has.
+  DeviceSpec device;
+  device.serial = kSerial;
+  device.mac = kMac;
+  device.api_key = "a-key-this-appliance-never-registers";
+  cloud_->CreateDevice(device);
+  cloud_->ClearRequests();
+  const std::string before = AccountFile();
+
+  Json::Value response;
+  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_APIKEY_NOT_FOUND);
+  EXPECT_EQ(Requests(kLoginPath).size(), 2u);
+  EXPECT_TRUE(Requests(kQueryPath).empty());
+  EXPECT_EQ(AccountFile(), before);
+}
+
+TEST_F(AccountLogin, ExpiredApiKeyIsHandedToThePlatformAndTheLoginFails) {
+  const Account ann = MakeAccount("ann@example.com");
+  DeviceSpec device;
+  device.serial = kSerial;
+  device.mac = kMac;
+  device.api_key_expired = true;
+  cloud_->CreateDevice(device);
+  cloud_->ClearRequests();
+  const std::string before = AccountFile();
+
+  Json::Value response;
+  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_APIKEY_EXPIRED);
+  // No retry: the platform renews the key and the user signs in again afterwards.
+  const std::vector<LoggedRequest> logins = Requests(kLoginPath);
+  ASSERT_EQ(logins.size(), 1u);
+  EXPECT_NE(StoredApiKey(), logins[0].FormValue("api_key"));
+  EXPECT_EQ(AccountFile(), before);
+}
+
+TEST_F(AccountLogin, TokenLoginSendsLanguageZoneAndDeviceInItsOrder) {
+  const Account ann = MakeAccount("ann@example.com");
+  const std::string token = AccessTokenFor(ann);
+  ASSERT_FALSE(token.empty());
+  root_.WriteFile("/etc/timezone", "Europe/Berlin\n");
+  root_.WriteFile("/etc/vexoinfo.conf", "language=\"deu\"\nzeph_disable_report=\"yes\"\n");
+  cloud_->ClearRequests();
+  LogCapture log;
+
+  Json::Value response;
+  ASSERT_EQ(VEXOZEPHAccountOauthLogin(response, token.c_str()), 0) << VEXOZEPHErrGet();
+  std::vector<LoggedRequest> launches = Requests(kLaunchPath);
+  ASSERT_EQ(launches.size(), 1u);
+  EXPECT_EQ(launches[0].FormKeys(), (Keys{"bx_sn", "bx_token", "language", "access_token",
+                                          "timezone", "api_key", "mac", "serial_no"}));
+  EXPECT_EQ(launches[0].FormValue("language"), "deu");
+  EXPECT_EQ(launches[0].FormValue("access_token"), token);
+  EXPECT_EQ(launches[0].FormValue("timezone"), "Europe/Berlin");
+  EXPECT_EQ(launches[0].FormValue("serial_no"), kSerial);
+  EXPECT_EQ(User().GetUserId(), ann.id);
+  EXPECT_EQ(Requests(kQueryPath).size(), 1u);
+  // The token login learns the e-mail from the answer.
+  EXPECT_EQ(log.Count("Logged in Zeph Center as ann@example.com"), 1u);
+  // The report is switched off on this appliance.
+  EXPECT_FALSE(root_.Exists(kCronJobs));
+
+  // Without a language setting the interface language is English.
+  root_.WriteFile("/etc/vexoinfo.conf", "other=\"1\"\n");
+  cloud_->ClearRequests();
+  ASSERT_EQ(VEXOZEPHAccountOauthLogin(response, token.c_str()), 0) << VEXOZEPHErrGet();
+  launches = Requests(kLaunchPath);
+  ASSERT_EQ(launches.size(), 1u);
+  EXPECT_EQ(launches[0].FormValue("language"), "enu");
+  EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
+}
+
+TEST_F(AccountLogin, KeyLoginAdoptsAConfirmedKeyAndDropsARefusedOne) {
+  const Account ann = MakeAccount("ann@example.com");
+  const std::string key = json::StringOr(SignIn(ann), "auth_key");
+  // Another appliance state: nothing stored but the hosts.
+  ASSERT_EQ(::unlink(root_.Path(kAccountFile).c_str()), 0);
+  cloud_->InstallHosts();
+  cloud_->ClearRequests();
+
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), key.c_str(), result), 0);
+  EXPECT_EQ(json::StringOr(result, "email"), ann.email);
+  EXPECT_EQ(json::StringOr(result, "auth_key"), key);
+  EXPECT_TRUE(json::Member(result, "activated").isBool());
+  EXPECT_EQ(Requests(kQueryPath).size(), 1u);
+  EXPECT_EQ(User().GetEmail(), ann.email);
+
+  // A key the server does not confirm is never left behind.
+  EXPECT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), "not-a-key", result), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+  EXPECT_FALSE(HasAccountFile());
+}
+
+TEST_F(AccountLogin, KeyLoginRightAfterAnotherAccountsQueryStillAsksTheServer) {
+  AccountSpec spec;
+  spec.full_name = "Bea Other";
+  const Account bea = MakeAccount("bea@example.com", spec);
+  const Account ann = MakeAccount("ann@example.com");
+  const std::string bea_key = json::StringOr(SignIn(bea), "auth_key");
+  SignIn(ann);  // Ann's profile was queried a moment ago.
+  cloud_->ClearRequests();
+
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), bea_key.c_str(), result), 0);
+  const std::vector<LoggedRequest> queries = Requests(kQueryPath);
+  ASSERT_EQ(queries.size(), 1u);
+  EXPECT_EQ(queries[0].FormValue("id"), bea.id);
+  EXPECT_EQ(json::StringOr(result, "email"), bea.email);
+  EXPECT_EQ(User().GetName(), "Bea Other");
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph

@@ -1,0 +1,248 @@
+// The account query against the cloud emulator: when it asks, what it stores, how a
+// refused key signs the appliance out, and that nothing a server sends can leave a
+// half-written profile.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "account_appliance.h"
+#include "internal/json_utils.h"
+#include "support/child_process.h"
+#include "vexozeph/user.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const int64_t kT0 = 1700000000;
+
+class AccountQuery : public AccountAppliance {
+ protected:
+  void SetUp() override {
+    AccountAppliance::SetUp();
+    AccountSpec spec;
+    spec.full_name = "Quinn Query";
+    spec.critical_version_list["c"] = true;
+    spec.critical_version_list["a"] = true;
+    spec.critical_version_list["b"] = false;
+    spec.realname_validation_pass.reset();
+    spec.report_cron_timestring = "5 3 * * *";
+    quinn_ = MakeAccount("quinn@example.com", spec);
+    SignIn(quinn_);
+    cloud_->ClearRequests();
+  }
+
+  // Queries with a stored last query time of `stored` while the clock says `now`; true
+  // when the server was asked.
+  bool Asks(int64_t stored, int64_t now, bool fresh) {
+    User().SetLastQueryTime(stored);
+    clock::SetForTesting(now);
+    cloud_->ClearRequests();
+    Json::Value result;
+    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, fresh, true), 0) << VEXOZEPHErrGet();
+    EXPECT_EQ(json::StringOr(result, "email"), quinn_.email);
+    return Requests(kQueryPath).size() == 1;
+  }
+
+  // A complete, well-typed answer; cases break one member at a time.
+  static Json::Value GoodAnswer() {
+    Json::Value answer(Json::objectValue);
+    answer["email"] = "other@example.com";
+    answer["full_name"] = "Someone Else";
+    answer["country"] = "FR";
+    answer["timezone"] = "Europe/Paris";
+    answer["notify_language"] = "fre";
+    for (const char *flag :
+         {"activated", "disabled", "enews", "critical_release", "enews_local_promotion"}) {
+      answer[flag] = true;
+    }
+    answer["critical_version_list"]["x"] = true;
+    answer["report_cron_timestring"] = "1 1 * * *";
+    return answer;
+  }
+
+  Account quinn_;
+};
+
+TEST_F(AccountQuery, CacheLifetimesCountTheDistanceInEitherDirection) {
+  EXPECT_FALSE(Asks(kT0, kT0 + 299, true));
+  EXPECT_TRUE(Asks(kT0, kT0 + 300, true));
+  EXPECT_FALSE(Asks(kT0, kT0 + 86399, false));
+  EXPECT_TRUE(Asks(kT0, kT0 + 86400, false));
+  // A stored time ahead of the clock is as recent as its distance.
+  EXPECT_FALSE(Asks(kT0 + 100, kT0, true));
+  EXPECT_TRUE(Asks(kT0 + 300, kT0, true));
+  // Absurd stored times are simply stale.
+  EXPECT_TRUE(Asks(std::numeric_limits<int64_t>::min(), kT0, false));
+  EXPECT_TRUE(Asks(std::numeric_limits<int64_t>::max(), kT0, false));
+  // Exactly 2^63 away: a wrapped signed difference would have no absolute value.
+  EXPECT_TRUE(Asks(std::numeric_limits<int64_t>::min() + kT0, kT0, false));
+  // A server answer restarts the cache at the clock's time.
+  EXPECT_EQ(User().GetLastQueryTime(), kT0);
+}
+
+TEST_F(AccountQuery, StoresTheAnswerAndSplitsTheCriticalVersions) {
+  User user;
+  user.SetLastQueryTime(0);
+  user.SetIsRealnameValidationPass(true);
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), 0);
+
+  EXPECT_EQ(user.GetName(), "Quinn Query");
+  // Names in the object's key order; only versions marked true apply.
+  EXPECT_EQ(user.GetCriticalVersionList(), "a,c");
+  EXPECT_EQ(user.GetCriticalVersionDomain(), "a,b,c");
+  // Left out by the server means not validated, unlike a record that never stored it.
+  EXPECT_FALSE(user.GetIsRealnameValidationPass());
+  EXPECT_EQ(user.GetReportCronTimestring(), "5 3 * * *");
+
+  // The answer is read back from the file, flags as booleans.
+  EXPECT_EQ(result.getMemberNames(),
+            (std::vector<std::string>{"activated", "auth_key", "country", "critical_release",
+                                      "disabled", "email", "enews", "enews_local_promotion",
+                                      "full_name", "notify_language", "timezone"}));
+  EXPECT_EQ(json::StringOr(result, "auth_key"), user.GetAuthKey());
+  EXPECT_TRUE(json::Member(result, "activated").isBool());
+
+  // A server that stops sending a schedule leaves the stored one as it was.
+  cloud_->UpdateAccount(quinn_.id, [] {
+    Json::Value fields;
+    fields["report_cron_timestring"] = "";
+    return fields;
+  }());
+  user.SetLastQueryTime(0);
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), 0);
+  ASSERT_EQ(Requests(kQueryPath).size(), 2u);
+  EXPECT_EQ(user.GetReportCronTimestring(), "5 3 * * *");
+}
+
+TEST_F(AccountQuery, ExactlyBadauthSignsTheApplianceOutEvenWhenTheAnswerIsIncomplete) {
+  // A word that merely begins with "badauth" is an incomplete answer, nothing more.
+  User().SetLastQueryTime(0);
+  cloud_->SetAnswer(kQueryPath, "badauth_or_so", 1);
+  Json::Value result;
+  EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_NO_REPLY);
+  ASSERT_TRUE(HasAccountFile());
+
+  cloud_->SetAnswer(kQueryPath, "badauth", 1);
+  EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_NO_ACCOUNT);
+  EXPECT_FALSE(HasAccountFile());
+
+  // Signed out: later calls fail locally without asking anyone.
+  cloud_->ClearRequests();
+  EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, false, true), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_NO_ACCOUNT);
+  EXPECT_TRUE(Requests(kQueryPath).empty());
+}
+
+TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
+  struct Case {
+    const char *what;
+    Json::Value answer;  // forced onto a "good" answer
+    unsigned int error;
+  };
+  std::vector<Case> cases;
+  auto add = [&](const char *what, const char *key, const Json::Value &value) {
+    Json::Value answer = GoodAnswer();
+    if (value.isNull()) {
+      answer.removeMember(key);
+    } else {
+      answer[key] = value;
+    }
+    cases.push_back({what, answer, VEXOZEPH_ERR_NO_REPLY});
+  };
+  add("no version list", "critical_version_list", Json::Value());
+  add("no e-mail", "email", Json::Value());
+  add("flag as text", "activated", "yes");
+  add("flag as object", "enews", Json::Value(Json::objectValue));
+  add("e-mail as object", "email", [] {
+    Json::Value v;
+    v["x"] = 1;
+    return v;
+  }());
+  add("name as number", "full_name", 42);
+  add("versions as array", "critical_version_list", Json::Value(Json::arrayValue));
+  add("version flag as text", "critical_version_list", [] {
+    Json::Value v;
+    v["a"] = true;
+    v["z"] = "yes";
+    return v;
+  }());
+  add("e-mail forging a line", "email", "evil@example.com\"\nbx_auth_key=\"stolen");
+  add("flag beyond 64 bits", "disabled", 1e30);
+
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    User().SetLastQueryTime(0);
+    const std::string before = AccountFile();
+    cloud_->SetAnswer(kQueryPath, "good", 1, c.answer);
+    Json::Value result;
+    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), static_cast<int>(c.error));
+    EXPECT_EQ(AccountFile(), before);
+  }
+
+  // A complete answer refusing the query is not stored either.
+  User().SetLastQueryTime(0);
+  std::string before = AccountFile();
+  cloud_->SetAnswer(kQueryPath, "badparam", 1, GoodAnswer());
+  Json::Value result;
+  EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  EXPECT_EQ(AccountFile(), before);
+
+  // Bodies that are not a JSON object at all.
+  for (const char *body : {"[1, 2]", "\"good\"", "not json at all"}) {
+    SCOPED_TRACE(body);
+    Fault fault;
+    fault.path = kQueryPath;
+    fault.status = 200;
+    fault.body = body;
+    cloud_->QueueFault(fault);
+    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), std::string(body) == "not json at all"
+                                    ? static_cast<int>(VEXOZEPH_ERR_BAD_JSON)
+                                    : static_cast<int>(VEXOZEPH_ERR_NO_REPLY));
+    EXPECT_EQ(AccountFile(), before);
+  }
+}
+
+TEST_F(AccountQuery, TwoProcessesQueryingAtOnceMakeOneRequest) {
+  User().SetLastQueryTime(0);
+  // Hold the first answer back so that the second process arrives while it is pending.
+  Fault slow;
+  slow.path = kQueryPath;
+  slow.delay_ms = 500;
+  slow.count = 2;
+  cloud_->QueueFault(slow);
+  cloud_->ClearRequests();
+
+  int start[2];
+  ASSERT_EQ(::pipe(start), 0);
+  auto child = [&] {
+    ::close(start[1]);
+    char go = 0;
+    if (::read(start[0], &go, 1) != 1) return 10;
+    Json::Value result;
+    if (VEXOZEPHAccountQueryInfo(result, true, true) != 0) return 20 + VEXOZEPHErrGet();
+    return json::StringOr(result, "email") == "quinn@example.com" ? 0 : 11;
+  };
+  const pid_t first = StartChild(child);
+  const pid_t second = StartChild(child);
+  ::close(start[0]);
+  ASSERT_EQ(::write(start[1], "gg", 2), 2);
+  ::close(start[1]);
+  EXPECT_EQ(WaitChild(first), 0);
+  EXPECT_EQ(WaitChild(second), 0);
+  EXPECT_EQ(Requests(kQueryPath).size(), 1u);
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
