@@ -2,6 +2,7 @@
 // the account file keeps, and how refusals and API-key trouble end.
 #include <curl/curl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
@@ -23,6 +24,7 @@ const Keys kPasswordForm = {"bx_sn",  "bx_token",  "type",    "email",
                             "passwd", "serial_no", "api_key", "mac"};
 const char kEventLog[] = "/var/log/vexozeph/events.jsonl";
 const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
+const char kLoginHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
 const Keys kQueryForm = {"bx_sn", "bx_token", "id", "auth_key", "serial_no"};
 
 size_t AppendBody(char *data, size_t size, size_t count, void *target) {
@@ -117,6 +119,50 @@ TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProf
   EXPECT_NE(events.find("0x13A00001"), std::string::npos) << events;
   EXPECT_NE(events.find(ann.email), std::string::npos) << events;
   EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
+}
+
+TEST_F(AccountLogin, ListenersHearOfTheSignInOnceTheProfileIsStored) {
+  AccountSpec spec;
+  spec.full_name = "Ann Example";
+  const Account ann = MakeAccount("ann@example.com", spec);
+  // The hook notes the event and whether the queried profile was already in the file.
+  const std::string heard = root_.Path("/tmp/heard");
+  root_.WriteFile(kLoginHook,
+                  "#!/bin/sh\n"
+                  "echo \"$VEXOZEPH_ACTION $VEXOZEPH_PHASE "
+                  "$(grep -c '^full_name=\"Ann Example\"' \"$VEXOZEPH_ROOT" +
+                      std::string(kAccountFile) + "\")\" >> " + heard + "\n");
+  ASSERT_EQ(::chmod(root_.Path(kLoginHook).c_str(), 0755), 0);
+  SignIn(ann);
+  // Sign-ins raise only the post-event.
+  EXPECT_EQ(root_.ReadFile("/tmp/heard"), "zeph/login post 1\n");
+
+  // A listener that fails fails the call, but the account stays signed in.
+  root_.WriteFile(kLoginHook, "#!/bin/sh\nexit 3\n");
+  Json::Value response;
+  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+  EXPECT_EQ(User().GetUserId(), ann.id);
+}
+
+TEST_F(AccountLogin, ASignInStandsWhenItsProfileQueryFails) {
+  AccountSpec spec;
+  spec.full_name = "Ann Example";
+  const Account ann = MakeAccount("ann@example.com", spec);
+  Fault broken;
+  broken.path = kQueryPath;
+  broken.status = 500;
+  cloud_->QueueFault(broken);
+
+  Json::Value response;
+  ASSERT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  User user;
+  EXPECT_EQ(user.GetUserId(), ann.id);
+  EXPECT_EQ(user.GetName(), "");
+  // Nothing was synchronised, so the next query asks again.
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(result, false, true), 0);
+  EXPECT_EQ(user.GetName(), "Ann Example");
 }
 
 TEST_F(AccountLogin, VerifyOnlyAndRefusedLoginsLeaveTheAccountFileAlone) {
