@@ -16,7 +16,9 @@ using vexozeph::testing::LoggedRequest;
 const char kRegisterPath[] = "device/api/user/register";
 const char kUpdatePath[] = "device/api/user/update";
 
-std::vector<std::string> Keys(const LoggedRequest &request) { return request.FormKeys(); }
+std::vector<std::string> Keys(const LoggedRequest &request) {
+  return request.FormKeys();
+}
 
 class AccountUpdate : public AccountAppliance {
  protected:
@@ -28,18 +30,18 @@ class AccountUpdate : public AccountAppliance {
 
 TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
   const std::string before = AccountFile();
-  ASSERT_EQ(VEXOZEPHAccountRegister("new@example.com", "s3cret", "New Owner", true, false, true,
-                                    nullptr),
-            0)
+  ASSERT_EQ(
+      VEXOZEPHAccountRegister("new@example.com", "s3cret", "New Owner", true, false, true, nullptr),
+      0)
       << "error " << VEXOZEPHErrGet();
   EXPECT_EQ(VEXOZEPHErrGet(), 0);
   auto requests = Requests(kRegisterPath);
   ASSERT_EQ(requests.size(), 1u);
   const LoggedRequest &form = requests[0];
-  EXPECT_EQ(Keys(form), (std::vector<std::string>{"bx_sn", "bx_token", "email", "passwd",
-                                                  "full_name", "serial_no", "notify_lang", "token",
-                                                  "timezone", "critical_release",
-                                                  "enews_local_promotion", "enews"}));
+  EXPECT_EQ(Keys(form),
+            (std::vector<std::string>{"bx_sn", "bx_token", "email", "passwd", "full_name",
+                                      "serial_no", "notify_lang", "token", "timezone",
+                                      "critical_release", "enews_local_promotion", "enews"}));
   EXPECT_EQ(form.FormValue("notify_lang"), "enu") << "no language setting on a fresh appliance";
   EXPECT_EQ(form.FormValue("timezone"), "Europe/Amsterdam");
   EXPECT_EQ(form.FormValue("serial_no"), kSerial);
@@ -50,9 +52,9 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
 
   // Country only when given; the language setting wins over the default.
   root_.WriteFile("/etc/vexoinfo.conf", "language=\"ger\"\n");
-  ASSERT_EQ(VEXOZEPHAccountRegister("second@example.com", "s3cret", "Second", false, true, false,
-                                    "DE"),
-            0);
+  ASSERT_EQ(
+      VEXOZEPHAccountRegister("second@example.com", "s3cret", "Second", false, true, false, "DE"),
+      0);
   requests = Requests(kRegisterPath);
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(Keys(requests[1]).back(), "country");
@@ -60,9 +62,11 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
   EXPECT_EQ(requests[1].FormValue("notify_lang"), "ger");
 
   // A taken e-mail is the server's word as the last error.
-  EXPECT_EQ(VEXOZEPHAccountRegister("new@example.com", "x", "Dup", false, false, false, nullptr), -1);
+  EXPECT_EQ(VEXOZEPHAccountRegister("new@example.com", "x", "Dup", false, false, false, nullptr),
+            -1);
   EXPECT_EQ(VEXOZEPHErrGet(), 16);
-  EXPECT_EQ(VEXOZEPHAccountRegister("a@example.com", "x", nullptr, false, false, false, nullptr), -1);
+  EXPECT_EQ(VEXOZEPHAccountRegister("a@example.com", "x", nullptr, false, false, false, nullptr),
+            -1);
   EXPECT_EQ(VEXOZEPHErrGet(), 1);
   EXPECT_EQ(Requests(kRegisterPath).size(), 3u) << "a missing argument sends nothing";
 }
@@ -77,9 +81,8 @@ TEST_F(AccountUpdate, UpdateSendsOnlyWhatIsGivenAndFlagsAreThreeValued) {
   auto requests = Requests(kUpdatePath);
   ASSERT_EQ(requests.size(), 1u);
   // Without the current password neither the e-mail nor the new password goes out.
-  EXPECT_EQ(Keys(requests[0]),
-            (std::vector<std::string>{"bx_sn", "bx_token", "id", "auth_key", "serial_no",
-                                      "full_name"}));
+  EXPECT_EQ(Keys(requests[0]), (std::vector<std::string>{"bx_sn", "bx_token", "id", "auth_key",
+                                                         "serial_no", "full_name"}));
 
   ASSERT_EQ(VEXOZEPHAccountSetInfo(nullptr, nullptr, nullptr, nullptr, "NL", "dut",
                                    "Europe/Amsterdam", 0, 1, 0, "7.2,7.3"),
@@ -101,8 +104,8 @@ TEST_F(AccountUpdate, PasswordChangeRefreshesTheRecordAndTellsTheOwner) {
   auto account = MakeAccount("owner@example.com");
   SignIn(account);
   const std::string spool = "/var/spool/vexozeph/notifications.jsonl";
-  ASSERT_EQ(VEXOZEPHAccountSetInfo(nullptr, nullptr, account.password.c_str(), "n3w-pass",
-                                   nullptr, nullptr, nullptr, -1, -1, -1, nullptr),
+  ASSERT_EQ(VEXOZEPHAccountSetInfo(nullptr, nullptr, account.password.c_str(), "n3w-pass", nullptr,
+                                   nullptr, nullptr, -1, -1, -1, nullptr),
             0)
       << "error " << VEXOZEPHErrGet();
   auto update = Requests(kUpdatePath).at(0);
