@@ -135,8 +135,8 @@ TEST_F(EmulatorTest, RootIsWiredToTheEmulator) {
   Json::Value login;
   Json::CharReaderBuilder builder;
   std::string text = root_.ReadFile("/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf");
-  ASSERT_TRUE(
-      builder.newCharReader()->parse(text.data(), text.data() + text.size(), &login, nullptr));
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  ASSERT_TRUE(reader->parse(text.data(), text.data() + text.size(), &login, nullptr));
   EXPECT_NE(login["scope"].asString().find("$sn$"), std::string::npos);
   EXPECT_NE(login["scope"].asString().find("$mac$"), std::string::npos);
   EXPECT_TRUE(root_.Exists("/usr/vexo/etc.defaults/vexona-account/config/pkce_register.conf"));
