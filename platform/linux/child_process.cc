@@ -47,15 +47,15 @@ void SleepMillis(long millis) {
 
 }  // namespace
 
-pid_t StartProgram(const ChildSpec &spec) {
-  if (spec.path.empty() || spec.path[0] != '/' || spec.argv.empty()) {
+pid_t StartProgram(const ChildProgram &program) {
+  if (program.path.empty() || program.path[0] != '/' || program.argv.empty()) {
     errno = EINVAL;
     return -1;
   }
   // Everything the child needs is built before fork: between fork and exec only
   // async-signal-safe calls are allowed.
-  std::vector<std::string> args = spec.argv;
-  std::vector<std::string> env = MergedEnvironment(spec.extra_env);
+  std::vector<std::string> args = program.argv;
+  std::vector<std::string> env = MergedEnvironment(program.extra_env);
   std::vector<char *> argv = Pointers(args);
   std::vector<char *> envp = Pointers(env);
 
@@ -68,13 +68,13 @@ pid_t StartProgram(const ChildSpec &spec) {
   pid_t pid = fork();
   if (pid < 0) return -1;
   if (pid == 0) {
-    if ((spec.stdin_fd >= 0 && dup2(spec.stdin_fd, STDIN_FILENO) < 0) ||
-        (spec.stdout_fd >= 0 && dup2(spec.stdout_fd, STDOUT_FILENO) < 0)) {
+    if ((program.stdin_fd >= 0 && dup2(program.stdin_fd, STDIN_FILENO) < 0) ||
+        (program.stdout_fd >= 0 && dup2(program.stdout_fd, STDOUT_FILENO) < 0)) {
       int error = errno;
       (void)!write(report[1], &error, sizeof(error));
       _exit(127);
     }
-    execve(spec.path.c_str(), argv.data(), envp.data());
+    execve(program.path.c_str(), argv.data(), envp.data());
     int error = errno;
     (void)!write(report[1], &error, sizeof(error));
     _exit(127);

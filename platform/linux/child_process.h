@@ -10,7 +10,7 @@
 
 namespace vexo_platform {
 
-struct ChildSpec {
+struct ChildProgram {
   std::string path;               // the executable, absolute
   std::vector<std::string> argv;  // argv[0] first
   // "NAME=value" entries added to (or replacing in) the caller's environment.
@@ -22,7 +22,7 @@ struct ChildSpec {
 
 // Starts the program. Its pid, or -1 with errno set when it could not be started (the
 // exec failure of the child is reported here, not as an exit status).
-pid_t StartProgram(const ChildSpec &spec);
+pid_t StartProgram(const ChildProgram &program);
 
 // Waits for `pid`. Its exit status; 128 + the signal number when it was killed; -1 with
 // errno set when waiting failed. With `timeout_ms` >= 0 a child still running after that

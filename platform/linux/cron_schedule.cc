@@ -44,8 +44,8 @@ bool Number(const std::string &text, int &value) {
 }
 
 // A value of low..high fixed for this device, field and item.
-int Draw(const std::string &seed, int field, int item, int low, int high) {
-  std::string input = seed + "\n" + std::to_string(field) + "\n" + std::to_string(item);
+int Draw(const std::string &salt, int field, int item, int low, int high) {
+  std::string input = salt + "\n" + std::to_string(field) + "\n" + std::to_string(item);
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
   uint64_t number = 0;
@@ -56,7 +56,7 @@ int Draw(const std::string &seed, int field, int item, int low, int high) {
 }
 
 bool RenderItem(const std::string &item, const FieldRule &rule, int field, int index,
-                const std::string &seed, std::string &out, std::string &why) {
+                const std::string &salt, std::string &out, std::string &why) {
   std::vector<std::string> step_parts = Split(item, '/');
   if (step_parts.size() > 2) return why = "more than one step", false;
   const std::string &base = step_parts[0];
@@ -82,7 +82,7 @@ bool RenderItem(const std::string &item, const FieldRule &rule, int field, int i
       return true;
     }
     if (!step.empty()) return why = "a drawn value takes no step", false;
-    out = std::to_string(Draw(seed, field, index, rule.low, rule.high));
+    out = std::to_string(Draw(salt, field, index, rule.low, rule.high));
     return true;
   }
   for (char separator : {'~', '-'}) {
@@ -93,7 +93,7 @@ bool RenderItem(const std::string &item, const FieldRule &rule, int field, int i
     }
     if (separator == '~' && rule.draws_one) {
       if (!step.empty()) return why = "a drawn value takes no step", false;
-      out = std::to_string(Draw(seed, field, index, a, b));
+      out = std::to_string(Draw(salt, field, index, a, b));
     } else {
       out = std::to_string(a) + "-" + std::to_string(b) + step;
     }
@@ -107,7 +107,7 @@ bool RenderItem(const std::string &item, const FieldRule &rule, int field, int i
 
 }  // namespace
 
-bool RenderCronSchedule(const std::string &schedule, const std::string &device_seed,
+bool RenderCronSchedule(const std::string &schedule, const std::string &device_salt,
                         std::string &rendered, std::string &why) {
   for (char c : schedule) {
     if (!((c >= '0' && c <= '9') || c == '*' || c == ',' || c == '/' || c == '-' || c == '~' ||
@@ -129,7 +129,7 @@ bool RenderCronSchedule(const std::string &schedule, const std::string &device_s
     std::string field_text;
     for (size_t i = 0; i < items.size(); ++i) {
       std::string item_text;
-      if (!RenderItem(items[i], kFields[f], f, static_cast<int>(i), device_seed, item_text, why)) {
+      if (!RenderItem(items[i], kFields[f], f, static_cast<int>(i), device_salt, item_text, why)) {
         why = std::string(kFields[f].name) + ": " + why + " in \"" + fields[f] + "\"";
         return false;
       }

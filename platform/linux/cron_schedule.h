@@ -18,9 +18,9 @@
 namespace vexo_platform {
 
 // Renders `schedule` as the five fields of a cron line, drawing the device-specific
-// values from `device_seed` (the serial number). False, with the reason in `why`, when
+// values from `device_salt` (the serial number). False, with the reason in `why`, when
 // the schedule is refused.
-bool RenderCronSchedule(const std::string &schedule, const std::string &device_seed,
+bool RenderCronSchedule(const std::string &schedule, const std::string &device_salt,
                         std::string &rendered, std::string &why);
 
 }  // namespace vexo_platform

@@ -75,7 +75,7 @@ bool CommandWord(const Json::Value &word, std::string &out) {
   return true;
 }
 
-std::string DeviceSeed() {
+std::string DeviceSalt() {
   char serial[64] = {0};
   if (VLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
     // Without an identity every such device lands on the same draw; still a valid job.
@@ -86,7 +86,7 @@ std::string DeviceSeed() {
 }
 
 // One cron line for `job`, or false with the reason.
-bool RenderJob(const Json::Value &job, const std::string &seed, std::string &line,
+bool RenderJob(const Json::Value &job, const std::string &salt, std::string &line,
                std::string &why) {
   if (!job.isObject()) return why = "a job is not an object", false;
   const Json::Value &period = job["period"];
@@ -100,7 +100,7 @@ bool RenderJob(const Json::Value &job, const std::string &seed, std::string &lin
   if (!user.isString() || !ValidUser(user.asString())) return why = "bad \"user\"", false;
   if (!commands.isArray() || commands.empty()) return why = "no \"cmd_list\"", false;
   std::string fields;
-  if (!RenderCronSchedule(schedule.asString(), seed, fields, why)) return false;
+  if (!RenderCronSchedule(schedule.asString(), salt, fields, why)) return false;
   line = fields + " " + user.asString();
   for (const Json::Value &word : commands) {
     std::string quoted;
@@ -162,7 +162,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
     }
     // Everything is rendered before anything is written: a refused job leaves the group's
     // previous jobs in force.
-    const std::string seed = DeviceSeed();
+    const std::string salt = DeviceSalt();
     std::string cron = "# Jobs of the group \"" + impl_->group +
                        "\" of the vexozeph cron job manager; rewritten on every save.\n"
                        "SHELL=/bin/sh\n"
@@ -170,7 +170,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
     for (Json::ArrayIndex i = 0; i < jobs.size(); ++i) {
       std::string line;
       std::string why;
-      if (!RenderJob(jobs[i], seed, line, why)) {
+      if (!RenderJob(jobs[i], salt, line, why)) {
         ZLOG("refusing cron job %u of group %s: %s", i, impl_->group.c_str(), why.c_str());
         SET_PLATFORM_ERROR(EINVAL);
         return 0;

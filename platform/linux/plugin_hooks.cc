@@ -80,13 +80,13 @@ std::string PhaseOf(unsigned int action) {
 // Runs one hook; its exit status, or -1 (errno set) when it could not run to its end.
 int RunHook(const std::string &hook, const std::vector<std::string> &env) {
   UniqueFd null_input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  ChildSpec spec;
-  spec.path = hook;
-  spec.argv = {hook};
-  spec.extra_env = env;
-  spec.stdin_fd = null_input.Get();
-  spec.stdout_fd = STDERR_FILENO;
-  pid_t pid = StartProgram(spec);
+  ChildProgram program;
+  program.path = hook;
+  program.argv = {hook};
+  program.extra_env = env;
+  program.stdin_fd = null_input.Get();
+  program.stdout_fd = STDERR_FILENO;
+  pid_t pid = StartProgram(program);
   if (pid < 0) return -1;
   return WaitProgram(pid, kHookTimeoutMs);
 }

@@ -48,10 +48,10 @@ int VLIBCExecl(const char *path, int flags, ...) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  ChildSpec spec;
-  spec.path = ExecutablePath(path);
-  spec.argv = argv.empty() ? std::vector<std::string>{path} : argv;
-  pid_t pid = StartProgram(spec);
+  ChildProgram program;
+  program.path = ExecutablePath(path);
+  program.argv = argv.empty() ? std::vector<std::string>{path} : argv;
+  pid_t pid = StartProgram(program);
   if (pid < 0) {
     SET_PLATFORM_ERROR(errno);
     return -1;
@@ -81,16 +81,16 @@ FILE *VLIBCPopen(const char *path, const char *mode, ...) {
   UniqueFd read_end(ends[0]);
   UniqueFd write_end(ends[1]);
 
-  ChildSpec spec;
-  spec.path = ExecutablePath(path);
-  spec.argv.push_back(path);
-  spec.argv.insert(spec.argv.end(), options.begin(), options.end());
+  ChildProgram program;
+  program.path = ExecutablePath(path);
+  program.argv.push_back(path);
+  program.argv.insert(program.argv.end(), options.begin(), options.end());
   if (reading) {
-    spec.stdout_fd = write_end.Get();
+    program.stdout_fd = write_end.Get();
   } else {
-    spec.stdin_fd = read_end.Get();
+    program.stdin_fd = read_end.Get();
   }
-  pid_t pid = StartProgram(spec);
+  pid_t pid = StartProgram(program);
   if (pid < 0) {
     SET_PLATFORM_ERROR(errno);
     return nullptr;

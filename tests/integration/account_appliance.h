@@ -36,10 +36,10 @@ class AccountAppliance : public ::testing::Test {
   }
   void TearDown() override { clock::ResetForTesting(); }
 
-  Account MakeAccount(const std::string &email, AccountSpec spec = AccountSpec()) {
-    spec.email = email;
-    spec.password = "pw-" + email;
-    return cloud_->CreateAccount(spec);
+  Account MakeAccount(const std::string &email, NewAccount wanted = NewAccount()) {
+    wanted.email = email;
+    wanted.password = "pw-" + email;
+    return cloud_->CreateAccount(wanted);
   }
 
   // Signs the appliance in by password and checks that it worked.

@@ -79,10 +79,10 @@ class AccountLogin : public AccountAppliance {
 };
 
 TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProfile) {
-  AccountSpec spec;
-  spec.full_name = "Ann Example";
-  spec.country = "NZ";
-  const Account ann = MakeAccount("ann@example.com", spec);
+  NewAccount wanted;
+  wanted.full_name = "Ann Example";
+  wanted.country = "NZ";
+  const Account ann = MakeAccount("ann@example.com", wanted);
   cloud_->ClearRequests();
   LogCapture log;
 
@@ -122,9 +122,9 @@ TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProf
 }
 
 TEST_F(AccountLogin, ListenersHearOfTheSignInOnceTheProfileIsStored) {
-  AccountSpec spec;
-  spec.full_name = "Ann Example";
-  const Account ann = MakeAccount("ann@example.com", spec);
+  NewAccount wanted;
+  wanted.full_name = "Ann Example";
+  const Account ann = MakeAccount("ann@example.com", wanted);
   // The hook notes the event and whether the queried profile was already in the file.
   const std::string heard = root_.Path("/tmp/heard");
   root_.WriteFile(kLoginHook,
@@ -145,9 +145,9 @@ TEST_F(AccountLogin, ListenersHearOfTheSignInOnceTheProfileIsStored) {
 }
 
 TEST_F(AccountLogin, ASignInStandsWhenItsProfileQueryFails) {
-  AccountSpec spec;
-  spec.full_name = "Ann Example";
-  const Account ann = MakeAccount("ann@example.com", spec);
+  NewAccount wanted;
+  wanted.full_name = "Ann Example";
+  const Account ann = MakeAccount("ann@example.com", wanted);
   Fault broken;
   broken.path = kQueryPath;
   broken.status = 500;
@@ -208,7 +208,7 @@ TEST_F(AccountLogin, UnknownApiKeyIsReplacedOnceInTheSamePlaceOfTheForm) {
 TEST_F(AccountLogin, ASecondApiKeyRefusalEndsTheLogin) {
   const Account ann = MakeAccount("ann@example.com");
   // The server insists on a key this appliance never has.
-  DeviceSpec device;
+  NewDevice device;
   device.serial = kSerial;
   device.mac = kMac;
   device.api_key = "a-key-this-appliance-never-registers";
@@ -226,7 +226,7 @@ TEST_F(AccountLogin, ASecondApiKeyRefusalEndsTheLogin) {
 
 TEST_F(AccountLogin, ExpiredApiKeyIsHandedToThePlatformAndTheLoginFails) {
   const Account ann = MakeAccount("ann@example.com");
-  DeviceSpec device;
+  NewDevice device;
   device.serial = kSerial;
   device.mac = kMac;
   device.api_key_expired = true;
@@ -303,9 +303,9 @@ TEST_F(AccountLogin, KeyLoginAdoptsAConfirmedKeyAndDropsARefusedOne) {
 }
 
 TEST_F(AccountLogin, KeyLoginRightAfterAnotherAccountsQueryStillAsksTheServer) {
-  AccountSpec spec;
-  spec.full_name = "Bea Other";
-  const Account bea = MakeAccount("bea@example.com", spec);
+  NewAccount wanted;
+  wanted.full_name = "Bea Other";
+  const Account bea = MakeAccount("bea@example.com", wanted);
   const Account ann = MakeAccount("ann@example.com");
   const std::string bea_key = json::StringOr(SignIn(bea), "auth_key");
   SignIn(ann);  // Ann's profile was queried a moment ago.

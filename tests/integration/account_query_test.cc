@@ -24,14 +24,14 @@ class AccountQuery : public AccountAppliance {
  protected:
   void SetUp() override {
     AccountAppliance::SetUp();
-    AccountSpec spec;
-    spec.full_name = "Quinn Query";
-    spec.critical_version_list["c"] = true;
-    spec.critical_version_list["a"] = true;
-    spec.critical_version_list["b"] = false;
-    spec.realname_validation_pass.reset();
-    spec.report_cron_timestring = "5 3 * * *";
-    quinn_ = MakeAccount("quinn@example.com", spec);
+    NewAccount wanted;
+    wanted.full_name = "Quinn Query";
+    wanted.critical_version_list["c"] = true;
+    wanted.critical_version_list["a"] = true;
+    wanted.critical_version_list["b"] = false;
+    wanted.realname_validation_pass.reset();
+    wanted.report_cron_timestring = "5 3 * * *";
+    quinn_ = MakeAccount("quinn@example.com", wanted);
     SignIn(quinn_);
     cloud_->ClearRequests();
   }

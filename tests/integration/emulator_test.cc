@@ -80,7 +80,7 @@ class EmulatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
     cloud_ = std::make_unique<CloudEmulator>(ZEPH_CLOUD_BINARY, root_);
-    AccountSpec owner;
+    NewAccount owner;
     owner.email = kEmail;
     owner.password = kPassword;
     account_ = cloud_->CreateAccount(owner);
@@ -524,7 +524,7 @@ TEST(EmulatorLifecycle, StateFileSurvivesARestart) {
   std::string id;
   {
     CloudEmulator first(ZEPH_CLOUD_BINARY, root, options);
-    AccountSpec kept;
+    NewAccount kept;
     kept.email = "kept@example.com";
     kept.password = "pw";
     id = first.CreateAccount(kept).id;

@@ -412,7 +412,7 @@ Json::Value CloudEmulator::Admin(const std::string &method, const std::string &p
   return answer;
 }
 
-Account CloudEmulator::CreateAccount(const AccountSpec &wanted) {
+Account CloudEmulator::CreateAccount(const NewAccount &wanted) {
   Json::Value input;
   input["email"] = wanted.email;
   input["password"] = wanted.password;
@@ -449,7 +449,7 @@ void CloudEmulator::DeleteAccount(const std::string &id) {
   Admin("DELETE", "/admin/accounts/" + id);
 }
 
-void CloudEmulator::CreateDevice(const DeviceSpec &wanted) {
+void CloudEmulator::CreateDevice(const NewDevice &wanted) {
   Json::Value input;
   input["serial"] = wanted.serial;
   input["mac"] = wanted.mac;

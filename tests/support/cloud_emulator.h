@@ -44,7 +44,7 @@ struct LoggedRequest {
   std::string FormValue(const std::string &key) const;
 };
 
-struct AccountSpec {
+struct NewAccount {
   std::string email;
   std::string password;
   std::string full_name = "Test User";
@@ -68,7 +68,7 @@ struct Account {
   std::string password;
 };
 
-struct DeviceSpec {
+struct NewDevice {
   std::string serial;
   std::string mac;
   std::string api_key;  // empty: any key accepted
@@ -152,13 +152,13 @@ class CloudEmulator {
   // its other lines; needed again after a sign-out removed the file.
   void InstallHosts() const;
 
-  Account CreateAccount(const AccountSpec &wanted);
+  Account CreateAccount(const NewAccount &wanted);
   Json::Value GetAccount(const std::string &id);
   // Changes members of an account (the admin API's field names).
   void UpdateAccount(const std::string &id, const Json::Value &fields);
   // The account becomes a tombstone: its keys then meet "account_not_found".
   void DeleteAccount(const std::string &id);
-  void CreateDevice(const DeviceSpec &wanted);
+  void CreateDevice(const NewDevice &wanted);
   void AddClient(const std::string &client_id);
   // Registers a package client; returns the configuration template the account host
   // will hand out for it.

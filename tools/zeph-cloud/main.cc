@@ -85,31 +85,31 @@ bool WriteReadyFile(const std::string &path, const Emulator &emulator, const Tls
   return ::rename(temp.c_str(), path.c_str()) == 0;
 }
 
-bool Seed(const Options &options, Emulator &emulator, std::string &error) {
+bool Populate(const Options &options, Emulator &emulator, std::string &error) {
   std::lock_guard<std::mutex> guard(emulator.mutex);
-  for (const auto &seed : options.accounts) {
-    size_t colon = seed.find(':');
+  for (const auto &entry : options.accounts) {
+    size_t colon = entry.find(':');
     if (colon == std::string::npos) {
-      error = "--account needs EMAIL:PASSWORD, got " + seed;
+      error = "--account needs EMAIL:PASSWORD, got " + entry;
       return false;
     }
-    if (emulator.state.FindAccountByEmail(seed.substr(0, colon)) != nullptr) continue;
+    if (emulator.state.FindAccountByEmail(entry.substr(0, colon)) != nullptr) continue;
     Json::Value input;
-    input["email"] = seed.substr(0, colon);
-    input["password"] = seed.substr(colon + 1);
+    input["email"] = entry.substr(0, colon);
+    input["password"] = entry.substr(colon + 1);
     input["full_name"] = "Demo User";
     Account created;
     if (!CreateAccount(emulator.state, input, created, error)) return false;
   }
-  for (const auto &seed : options.devices) {
+  for (const auto &entry : options.devices) {
     Json::Value input;
-    size_t first = seed.find(',');
-    input["serial"] = seed.substr(0, first);
+    size_t first = entry.find(',');
+    input["serial"] = entry.substr(0, first);
     if (first != std::string::npos) {
-      size_t second = seed.find(',', first + 1);
+      size_t second = entry.find(',', first + 1);
       input["mac"] =
-          seed.substr(first + 1, second == std::string::npos ? second : second - first - 1);
-      if (second != std::string::npos) input["api_key"] = seed.substr(second + 1);
+          entry.substr(first + 1, second == std::string::npos ? second : second - first - 1);
+      if (second != std::string::npos) input["api_key"] = entry.substr(second + 1);
     }
     Device created;
     if (!CreateDevice(emulator.state, input, created, error)) return false;
@@ -148,7 +148,7 @@ int Run(const Options &options) {
     settings.refresh_token_lifetime = options.refresh_token_lifetime;
   }
   if (options.code_lifetime) settings.code_lifetime = options.code_lifetime;
-  if (!Seed(options, emulator, error)) {
+  if (!Populate(options, emulator, error)) {
     std::fprintf(stderr, "zeph-cloud: %s\n", error.c_str());
     return 1;
   }

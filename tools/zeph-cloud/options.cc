@@ -147,7 +147,7 @@ Lifetimes (seconds; also settable through the admin API):
   --refresh-token-lifetime S  refresh tokens, default 2592000 (30 days)
   --code-lifetime S           authorization and grant codes, default 120
 
-Seeding (repeatable; for demos):
+Populating (repeatable; for demos):
   --account EMAIL:PASSWORD    create an activated account
   --device SERIAL[,MAC[,API_KEY]]
                               create a device; with API_KEY only that key is accepted
