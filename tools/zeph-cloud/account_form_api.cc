@@ -104,6 +104,12 @@ std::string ApiKeyWord(const Device &device, const std::string &api_key) {
   return "";
 }
 
+// A sign-in names the device: remember its MAC on first sight, then apply the key rule.
+std::string AdmitDevice(Device &device, const std::string &mac, const std::string &api_key) {
+  if (device.mac.empty()) device.mac = mac;
+  return ApiKeyWord(device, api_key);
+}
+
 Json::Value LoginAnswer(State &state, const Account &account, const std::string &serial,
                         int64_t now) {
   Json::Value body = AccountProfile(account);
@@ -140,8 +146,7 @@ void PasswordLogin(Exchange &exchange, Emulator &emulator) {
   std::lock_guard<std::mutex> guard(emulator.mutex);
   State &state = emulator.state;
   Device &device = state.DeviceFor(call.Get("serial_no"));
-  if (device.mac.empty()) device.mac = call.Get("mac");
-  std::string key_word = ApiKeyWord(device, call.Get("api_key"));
+  std::string key_word = AdmitDevice(device, call.Get("mac"), call.Get("api_key"));
   if (!key_word.empty()) return call.Refuse(key_word);
   Account *account = state.FindAccountByEmail(call.Get("email"));
   if (account == nullptr || account->password != call.Get("passwd")) {
@@ -162,8 +167,7 @@ void TokenLaunch(Exchange &exchange, Emulator &emulator) {
   std::lock_guard<std::mutex> guard(emulator.mutex);
   State &state = emulator.state;
   Device &device = state.DeviceFor(call.Get("serial_no"));
-  if (device.mac.empty()) device.mac = call.Get("mac");
-  std::string key_word = ApiKeyWord(device, call.Get("api_key"));
+  std::string key_word = AdmitDevice(device, call.Get("mac"), call.Get("api_key"));
   if (!key_word.empty()) return call.Refuse(key_word);
   std::string why;
   const Token *token = LiveAccessToken(emulator, call.Get("access_token"), why);
