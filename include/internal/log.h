@@ -17,8 +17,8 @@ using Sink = std::function<void(int priority, const std::string &line)>;
 // Replaces the sink; an empty sink restores syslog. Returns the previous one.
 Sink SetSink(Sink sink);
 
-// Formats with printf rules and writes one line. The format normally starts with
-// "%s:%d " filled with the module and the line (see ZLOG).
+// Formats with printf rules and writes one line; CR and LF in the result become spaces.
+// The format normally starts with "%s:%d " filled with the module and the line (see ZLOG).
 void Write(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 // The module name of a source file: its base name without extension.

@@ -47,6 +47,11 @@ void Write(int priority, const char *format, ...) {
     line.resize(static_cast<size_t>(needed));
   }
   va_end(copy);
+  // One call is one line: a value carrying CR or LF must not forge a second line in
+  // syslog or on stderr.
+  for (char &c : line) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
 
   {
     std::lock_guard<std::mutex> guard(g_sink_mutex);

@@ -26,4 +26,9 @@ std::string format(const char *fmt, ...) noexcept {
   return std::string(buffer.data(), static_cast<size_t>(measure));
 }
 
+std::string ShortenSecret(const std::string &secret) {
+  const size_t kShown = 10;
+  return secret.substr(0, kShown) + "...";
+}
+
 }  // namespace vexozeph
