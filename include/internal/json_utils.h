@@ -13,6 +13,15 @@
 namespace vexozeph {
 namespace json {
 
+// How deep a document may nest. The answers and files of this system are a few levels
+// deep; a parser following a hostile document much deeper would exhaust the stack.
+const int kMaxDepth = 64;
+
+// Parses `text` (comments allowed). False when it is not JSON, which includes nesting
+// deeper than kMaxDepth. Never throws and never logs: every JSON file and every server
+// answer is parsed through here.
+bool Parse(const std::string &text, Json::Value &out);
+
 // Parses the file at `path` (already rooted by the caller). False when the file cannot be
 // read or is not JSON.
 bool FromFile(const std::string &path, Json::Value &out);
@@ -41,6 +50,12 @@ bool GetInt64(const Json::Value &value, const char *key, int64_t &out);
 
 // The member as text when it is a string, else `fallback`.
 std::string StringOr(const Json::Value &value, const char *key, const std::string &fallback = "");
+
+// The result word of a server answer, to be mapped to an error code. A string is the word
+// as it stands; a number or a boolean is taken by its JSON text, which no known word
+// matches. False when the answer has no word: the member is absent, null, an array or an
+// object.
+bool ResultWord(const Json::Value &answer, std::string &word, const char *key = "code");
 
 }  // namespace json
 }  // namespace vexozeph

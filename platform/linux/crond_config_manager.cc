@@ -9,7 +9,6 @@
 // needed because cron notices changed files in cron.d by itself. Command paths are written
 // as given: the cron daemon runs them on the real system, not under a test's root.
 #include <errno.h>
-#include <json/reader.h>
 #include <json/writer.h>
 #include <unistd.h>
 

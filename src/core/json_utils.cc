@@ -16,26 +16,34 @@ const Json::Value &NullValue() {
   return kNull;
 }
 
-bool Parse(const std::string &text, Json::Value &out, std::string &errors) {
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value parsed;
-  if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) return false;
-  out.swap(parsed);
-  return true;
-}
 }  // namespace
+
+bool Parse(const std::string &text, Json::Value &out) {
+  // JsonCpp reports a document nested beyond the limit by throwing, and may throw for
+  // other reasons of its own; to callers all of it simply means "not JSON".
+  try {
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = true;
+    builder["stackLimit"] = kMaxDepth;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value parsed;
+    std::string errors;
+    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) return false;
+    out.swap(parsed);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
 
 bool FromFile(const std::string &path, Json::Value &out) {
   std::string text;
   if (!ReadWholeFile(path, text)) return false;
-  std::string errors;
-  return Parse(text, out, errors);
+  return Parse(text, out);
 }
 
 bool FromString(const std::string &text, Json::Value &out) {
-  std::string errors;
-  if (Parse(text, out, errors)) return true;
+  if (Parse(text, out)) return true;
   ZLOG("Failed to parse json: %s", text.c_str());
   return false;
 }
@@ -90,6 +98,19 @@ bool GetInt64(const Json::Value &value, const char *key, int64_t &out) {
 std::string StringOr(const Json::Value &value, const char *key, const std::string &fallback) {
   std::string out;
   return GetString(value, key, out) ? out : fallback;
+}
+
+bool ResultWord(const Json::Value &answer, std::string &word, const char *key) {
+  const Json::Value &member = Member(answer, key);
+  if (member.isString()) {
+    word = member.asString();
+    return true;
+  }
+  if (member.isNumeric() || member.isBool()) {
+    word = ToCompactString(member);
+    return true;
+  }
+  return false;
 }
 
 }  // namespace json
