@@ -115,6 +115,29 @@ bool RenderLine(const char *format, const char *key, const char *value, std::str
   return true;
 }
 
+// `content` with the first line of `key` replaced by `new_line` and its later duplicates
+// dropped, or with `new_line` appended when the key has no line. Other keys' lines go
+// through byte for byte, so the file ends with one line per key.
+std::string WithKeyReplaced(const std::string &content, const char *key,
+                            const std::string &new_line) {
+  std::string updated;
+  bool replaced = false;
+  for (const std::string &line : SplitKeepingLineEnds(content)) {
+    Entry entry;
+    if (ParseLine(WithoutLineEnd(line), entry) && entry.key == key) {
+      if (!replaced) updated += new_line;
+      replaced = true;
+      continue;
+    }
+    updated += line;
+  }
+  if (!replaced) {
+    if (!updated.empty() && updated.back() != '\n') updated += '\n';
+    updated += new_line;
+  }
+  return updated;
+}
+
 }  // namespace
 
 int Get(const char *path, const char *key, char *value, size_t size) {
@@ -167,12 +190,23 @@ int Keys(const char *path, PVLIBSZLIST keys) {
 }
 
 int Set(const char *path, const char *key, const char *value, const char *line_format) {
-  std::string new_line;
-  if (path == nullptr || !ValidKey(key) || !ValidValue(value) ||
-      !RenderLine(line_format != nullptr ? line_format : kDefaultLineFormat, key, value,
-                  new_line)) {
+  return SetMany(path, &key, &value, 1, line_format);
+}
+
+int SetMany(const char *path, const char *const *keys, const char *const *values, size_t count,
+            const char *line_format) {
+  if (path == nullptr || keys == nullptr || values == nullptr || count == 0) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
+  }
+  const char *format = line_format != nullptr ? line_format : kDefaultLineFormat;
+  std::vector<std::string> new_lines(count);
+  for (size_t i = 0; i < count; ++i) {
+    if (!ValidKey(keys[i]) || !ValidValue(values[i]) ||
+        !RenderLine(format, keys[i], values[i], new_lines[i])) {
+      SET_PLATFORM_ERROR(EINVAL);
+      return -1;
+    }
   }
 
   DirectoryLock lock(DirectoryOf(path));
@@ -188,26 +222,13 @@ int Set(const char *path, const char *key, const char *value, const char *line_f
     }
     content.clear();
   }
-
-  // Other keys' lines go through byte for byte; the key's first line is replaced in place
-  // and any later duplicates are dropped, so the file ends with one line per key.
-  std::string updated;
-  bool replaced = false;
-  for (const std::string &line : SplitKeepingLineEnds(content)) {
-    Entry entry;
-    if (ParseLine(WithoutLineEnd(line), entry) && entry.key == key) {
-      if (!replaced) updated += new_line;
-      replaced = true;
-      continue;
-    }
-    updated += line;
+  for (size_t i = 0; i < count; ++i) content = WithKeyReplaced(content, keys[i], new_lines[i]);
+  // A file the reader refuses would lose every key at once, for good.
+  if (content.size() > kMaxTextFileSize) {
+    SET_PLATFORM_ERROR(EFBIG);
+    return -1;
   }
-  if (!replaced) {
-    if (!updated.empty() && updated.back() != '\n') updated += '\n';
-    updated += new_line;
-  }
-
-  if (!ReplaceFile(lock, path, updated)) {
+  if (!ReplaceFile(lock, path, content)) {
     SET_PLATFORM_ERROR(errno);
     return -1;
   }

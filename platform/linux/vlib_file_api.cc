@@ -15,6 +15,11 @@ int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
   return vexo_platform::kv::Set(path, key, value, line_format);
 }
 
+int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
+                          size_t count, const char *line_format) {
+  return vexo_platform::kv::SetMany(path, keys, values, count, line_format);
+}
+
 int VLIBCFileCheckKeyValue(const char *path, const char *key, const char *value, int) {
   return vexo_platform::kv::Check(path, key, value);
 }

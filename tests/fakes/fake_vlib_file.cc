@@ -1,5 +1,7 @@
 // Key-value files and file locks: recorded, then done for real by the generic-Linux code.
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "fake_state.h"
 #include "flock_lock.h"
@@ -22,6 +24,18 @@ int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
                          const char *line_format) {
   if (Enter(__func__, {Text(path), Text(key), Text(value), Text(line_format)})) return -1;
   return vexo_platform::kv::Set(path, key, value, line_format);
+}
+
+// Recorded as the path, the count, one "key=value" per pair and the line format.
+int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
+                          size_t count, const char *line_format) {
+  std::vector<std::string> args = {Text(path), std::to_string(count)};
+  for (size_t i = 0; keys != nullptr && values != nullptr && i < count; ++i) {
+    args.push_back(Text(keys[i]) + "=" + Text(values[i]));
+  }
+  args.push_back(Text(line_format));
+  if (Enter(__func__, std::move(args))) return -1;
+  return vexo_platform::kv::SetMany(path, keys, values, count, line_format);
 }
 
 int VLIBCFileCheckKeyValue(const char *path, const char *key, const char *value, int flags) {

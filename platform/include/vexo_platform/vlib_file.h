@@ -18,9 +18,17 @@ int VLIBCFileGetKeyValue(const char *path, const char *key, char *value, size_t 
 /* Replaces the line of `key` or appends one, written with `line_format` (key, value;
  * normally "%s=\"%s\"\n"), creating the file when missing; the file is replaced
  * atomically. Returns >= 0 on success, < 0 on failure (including a value holding a
- * newline, carriage return). */
+ * newline, carriage return, or a result larger than the reader accepts). */
 int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
                          const char *line_format);
+
+/* Stores `count` (>= 1) keys at once: the file ends as if VLIBCFileSetKeyValue had been
+ * called for keys[i], values[i] in order, but it is replaced once, so a reader sees all of
+ * the new values or none. Every key and value is checked before anything is written; one
+ * that would be refused alone refuses the whole call, as does a result larger than the
+ * reader accepts. Returns >= 0 on success, < 0 on failure with the file unchanged. */
+int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
+                          size_t count, const char *line_format);
 
 /* 1 when `key` holds exactly `value`, 0 when not (or absent), < 0 when the file is
  * unreadable. `flags` is reserved (0). */
