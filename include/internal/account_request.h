@@ -69,12 +69,9 @@ class HttpsReply {
 int SendAccountForm(const std::string &host, const char *path, const FormHash &form,
                     bool short_timeout, HttpsReply &reply);
 
-// Parses a reply body leniently (comments allowed) without logging. False when it is not
-// JSON.
+// Parses a reply body through json::Parse (comments allowed, depth-limited) without
+// logging. False when there is no body or it is not JSON.
 bool ParseReply(const char *body, Json::Value &out);
-
-// The answer's "code" member as text when it is a string; empty otherwise.
-std::string ResultWordOf(const Json::Value &answer);
 
 }  // namespace vexozeph
 

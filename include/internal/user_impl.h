@@ -3,8 +3,11 @@
 #ifndef VEXOZEPH_INTERNAL_USER_IMPL_H_
 #define VEXOZEPH_INTERNAL_USER_IMPL_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "internal/user_fields.h"
 
@@ -13,10 +16,60 @@ namespace vexozeph {
 // The account file's path (root prefix applied).
 std::string AccountFilePath();
 
+// Values are read back through a 2048-byte buffer, so a longer one could never be read
+// whole again.
+const size_t kMaxUserValueLength = 2047;
+
+// True when `value` can be stored and read back whole: at most kMaxUserValueLength
+// characters and no CR, LF or NUL (no escaping is applied; a line break would forge
+// further keys, a NUL would cut the value).
+bool IsStorableUserValue(const std::string &value);
+
+// Keys of the account file to be stored together by UserImpl::SetMany, in order, with
+// the values written exactly as the single setters write them.
+class UserUpdate {
+ public:
+  using Entries = std::vector<std::pair<std::string, std::string>>;
+
+  UserUpdate &Text(const std::string &key, const std::string &value);
+  UserUpdate &Bool(const std::string &key, bool value);
+  UserUpdate &Number(const std::string &key, int64_t value);
+
+#define VEXOZEPH_UPDATE_TEXT(Name, key, fallback)   \
+  UserUpdate &Set##Name(const std::string &value) { \
+    return Text(key, value);                        \
+  }
+#define VEXOZEPH_UPDATE_BOOL(Name, key, fallback) \
+  UserUpdate &Set##Name(bool value) {             \
+    return Bool(key, value);                      \
+  }
+#define VEXOZEPH_UPDATE_NUMBER(Name, key, fallback) \
+  UserUpdate &Set##Name(int64_t value) {            \
+    return Number(key, value);                      \
+  }
+  VEXOZEPH_USER_TEXT_FIELDS(VEXOZEPH_UPDATE_TEXT)
+  VEXOZEPH_USER_BOOL_FIELDS(VEXOZEPH_UPDATE_BOOL)
+  VEXOZEPH_USER_NUMBER_FIELDS(VEXOZEPH_UPDATE_NUMBER)
+#undef VEXOZEPH_UPDATE_TEXT
+#undef VEXOZEPH_UPDATE_BOOL
+#undef VEXOZEPH_UPDATE_NUMBER
+
+  const Entries &entries() const {
+    return entries_;
+  }
+
+ private:
+  Entries entries_;
+};
+
 class UserImpl {
  public:
   std::string Get(const std::string &key, const std::string &fallback) const;
   void Set(const std::string &key, const std::string &value) const;
+  // Stores every key of `update` or none: all values are checked first (a value that is
+  // not storable throws code 19 before anything is written), then the file is replaced
+  // once, inside one privilege section. Failures are reported as by Set.
+  void SetMany(const UserUpdate &update) const;
   bool GetBool(const std::string &key, bool fallback) const;
   void SetBool(const std::string &key, bool value) const;
   int64_t GetNumber(const std::string &key, int64_t fallback) const;

@@ -1,8 +1,5 @@
 #include "internal/account_request.h"
 
-#include <json/reader.h>
-
-#include <cstring>
 #include <memory>
 
 #include "internal/json_utils.h"
@@ -99,14 +96,7 @@ int SendAccountForm(const std::string &host, const char *path, const FormHash &f
 }
 
 bool ParseReply(const char *body, Json::Value &out) {
-  if (body == nullptr) return false;
-  Json::Reader reader;
-  Json::Value parsed;
-  if (!reader.parse(body, body + std::strlen(body), parsed, true)) return false;
-  out.swap(parsed);
-  return true;
+  return body != nullptr && json::Parse(body, out);
 }
-
-std::string ResultWordOf(const Json::Value &answer) { return json::StringOr(answer, "code"); }
 
 }  // namespace vexozeph

@@ -5,10 +5,12 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <vector>
 
 #include "internal/log.h"
 #include "internal/privilege_section.h"
 #include "internal/root_path.h"
+#include "internal/string_utils.h"
 #include "internal/user_impl.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/error_codes.h"
@@ -31,6 +33,12 @@ void EnterOrThrow(PrivilegeSection &section) {
   if (!section.Enter()) throw ZephException(VEXOZEPH_ERR_SYSTEM);
 }
 
+// Any stored value may be a credential (the auth key above all): only its start is logged.
+void LogFailedWrite(const std::string &key, const std::string &value) {
+  log::Write(LOG_ERR, "%s:%d Failed to set zeph config for %s:%s", kModule, kWriteLine, key.c_str(),
+             ShortenSecret(value).c_str());
+}
+
 }  // namespace
 
 std::string AccountFilePath() {
@@ -46,15 +54,58 @@ std::string UserImpl::Get(const std::string &key, const std::string &fallback) c
   return found > 0 ? std::string(value) : fallback;
 }
 
+bool IsStorableUserValue(const std::string &value) {
+  return value.size() <= kMaxUserValueLength &&
+         value.find_first_of(std::string("\r\n\0", 3)) == std::string::npos;
+}
+
+UserUpdate &UserUpdate::Text(const std::string &key, const std::string &value) {
+  entries_.emplace_back(key, value);
+  return *this;
+}
+
+UserUpdate &UserUpdate::Bool(const std::string &key, bool value) {
+  return Text(key, value ? "yes" : "no");
+}
+
+UserUpdate &UserUpdate::Number(const std::string &key, int64_t value) {
+  char text[kValueBufferSize];
+  std::snprintf(text, sizeof(text), "%lld", static_cast<long long>(value));
+  return Text(key, text);
+}
+
 void UserImpl::Set(const std::string &key, const std::string &value) const {
+  SetMany(UserUpdate().Text(key, value));
+}
+
+void UserImpl::SetMany(const UserUpdate &update) const {
+  const UserUpdate::Entries &entries = update.entries();
+  if (entries.empty()) return;
+  // A value the file cannot give back whole refuses the whole update before the file is
+  // touched: half a profile, or an identity mixed from two accounts, must never stand.
+  for (const auto &entry : entries) {
+    if (!IsStorableUserValue(entry.second)) {
+      LogFailedWrite(entry.first, entry.second);
+      throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+    }
+  }
+  std::vector<const char *> keys;
+  std::vector<const char *> values;
+  for (const auto &entry : entries) {
+    keys.push_back(entry.first.c_str());
+    values.push_back(entry.second.c_str());
+  }
+
   const std::string path = AccountFilePath();
   PrivilegeSection section(kModule, kWriteLine);
   EnterOrThrow(section);
-  bool failed = false;
-  if (VLIBCFileSetKeyValue(path.c_str(), key.c_str(), value.c_str(), kLineFormat) < 0) {
-    log::Write(LOG_ERR, "%s:%d Failed to set zeph config for %s:%s", kModule, kWriteLine,
-               key.c_str(), value.c_str());
-    failed = true;
+  const int written = entries.size() == 1
+                          ? VLIBCFileSetKeyValue(path.c_str(), keys[0], values[0], kLineFormat)
+                          : VLIBCFileSetKeyValues(path.c_str(), keys.data(), values.data(),
+                                                  keys.size(), kLineFormat);
+  const bool failed = written < 0;
+  if (failed) {
+    for (const auto &entry : entries) LogFailedWrite(entry.first, entry.second);
   }
   // The file holds the device's credentials: root alone may read it, whoever wrote it.
   if (::chmod(path.c_str(), 0600) != 0) {
@@ -73,7 +124,9 @@ bool UserImpl::GetBool(const std::string &key, bool fallback) const {
   return text == "yes" || text == "true";
 }
 
-void UserImpl::SetBool(const std::string &key, bool value) const { Set(key, value ? "yes" : "no"); }
+void UserImpl::SetBool(const std::string &key, bool value) const {
+  SetMany(UserUpdate().Bool(key, value));
+}
 
 int64_t UserImpl::GetNumber(const std::string &key, int64_t fallback) const {
   std::string text = Get(key, "");
@@ -84,9 +137,7 @@ int64_t UserImpl::GetNumber(const std::string &key, int64_t fallback) const {
 }
 
 void UserImpl::SetNumber(const std::string &key, int64_t value) const {
-  char text[kValueBufferSize];
-  std::snprintf(text, sizeof(text), "%lld", static_cast<long long>(value));
-  Set(key, text);
+  SetMany(UserUpdate().Number(key, value));
 }
 
 bool UserImpl::Exists() const { return !GetEmail().empty(); }

@@ -154,11 +154,12 @@ int ExchangeOnce(const std::string &host, const char *path, const vexozeph::Form
     ZLOG("Failed to parse json: %s", body.c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
-  if (!vexozeph::json::Has(response, "code")) {
+  std::string word;
+  if (!vexozeph::json::ResultWord(response, word)) {
     ZLOG("bad response, no code");
     return Fail(VEXOZEPH_ERR_NO_REPLY);
   }
-  MapLibZephCenterErrorCode(vexozeph::ResultWordOf(response).c_str());
+  MapLibZephCenterErrorCode(word.c_str());
   return 0;
 }
 
@@ -214,15 +215,23 @@ bool UserIdText(const Json::Value &answer, std::string &id) {
   return !id.empty();
 }
 
+// The answer's identity, judged whole before anything is stored: a member the account
+// file cannot hold and give back whole (line breaks, NUL, over-long) is as unusable as
+// one of the wrong type.
+bool IdentityOf(const Json::Value &answer, std::string &user_id, std::string &auth_key) {
+  return UserIdText(answer, user_id) && vexozeph::IsStorableUserValue(user_id) &&
+         vexozeph::json::GetString(answer, "auth_key", auth_key) && !auth_key.empty() &&
+         vexozeph::IsStorableUserValue(auth_key);
+}
+
 // Stores the new identity and forgets when the file was last synchronised, so that the
 // query that follows asks the server about this identity instead of answering from what
-// an earlier account left in the file (and a key is never adopted unconfirmed).
+// an earlier account left in the file (and a key is never adopted unconfirmed). One
+// replacement of the file: the old identity stays whole when the new one cannot be stored.
 int StoreIdentity(const std::string &user_id, const std::string &auth_key) {
   try {
-    vexozeph::User user;
-    user.SetUserId(user_id);
-    user.SetAuthKey(auth_key);
-    user.SetLastQueryTime(0);
+    vexozeph::UserImpl().SetMany(
+        vexozeph::UserUpdate().SetUserId(user_id).SetAuthKey(auth_key).SetLastQueryTime(0));
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
     return Fail(e.GetCode());
@@ -252,8 +261,7 @@ void RefreshProfile() {
 int Complete(const FormLogin &login, const Json::Value &response, LoginPlugin &plugin) {
   std::string user_id;
   std::string auth_key;
-  if (!UserIdText(response, user_id) ||
-      !vexozeph::json::GetString(response, "auth_key", auth_key) || auth_key.empty()) {
+  if (!IdentityOf(response, user_id, auth_key)) {
     // A "good" answer without an identity cannot sign anyone in; store nothing.
     ZLOG("bad response, no usable id or auth_key");
     return Fail(VEXOZEPH_ERR_NO_REPLY);
@@ -324,11 +332,8 @@ int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) 
   LoginPlugin plugin;
   if (!plugin.Open()) return -1;
 
-  if (StoreIdentity(user_id, auth_key) < 0) {
-    // Part of the identity may be written already; a mix of two accounts must not stay.
-    DiscardAdoptedKey();
-    return -1;
-  }
+  // Stored whole or not at all, so a refusal leaves the earlier account as it was.
+  if (StoreIdentity(user_id, auth_key) < 0) return -1;
   Json::Value query;
   if (VEXOZEPHAccountQueryInfo(query, true, true) < 0) {
     ZLOG("VEXOZEPHAccountQueryInfo failed");

@@ -5,7 +5,6 @@
 // Everything a server sends is checked before the first key is written, so that a
 // malformed or hostile answer leaves the stored profile exactly as it was.
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -15,6 +14,7 @@
 #include "internal/json_utils.h"
 #include "internal/log.h"
 #include "internal/string_utils.h"
+#include "internal/user_impl.h"
 #include "vexo_platform/vlib_device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/file_lock.h"
@@ -88,130 +88,73 @@ bool FlagOf(const Json::Value &value) {
   return value.isUInt64() && value.asUInt64() != 0;
 }
 
-// A text the account file can hold: one line, no NUL.
-bool IsStorableText(const std::string &text) {
-  return text.find_first_of(std::string("\n\r\0", 3)) == std::string::npos;
-}
-bool IsText(const Json::Value &value) {
-  return value.isString() && IsStorableText(value.asString());
-}
-
-// "critical_version_list": an object of version name -> flag. Names become parts of a
-// comma-separated text, so they must be storable too.
-bool IsVersionList(const Json::Value &value) {
-  if (!value.isObject()) return false;
-  for (const std::string &name : value.getMemberNames()) {
-    if (!IsStorableText(name) || !IsFlag(value[name])) return false;
-  }
-  return true;
+// A text the account file can hold and give back whole. One that cannot counts as a
+// member of the wrong type.
+bool GetStorableText(const Json::Value &value, std::string &text) {
+  if (!value.isString()) return false;
+  text = value.asString();
+  return vexozeph::IsStorableUserValue(text);
 }
 
-enum class Kind { kText, kFlag, kVersionList };
-
-struct Required {
-  const char *key;
-  Kind kind;
-};
-
-// Every member an answer must carry, in the order they are checked.
-const Required kRequired[] = {
-    {"code", Kind::kText},
-    {"email", Kind::kText},
-    {"full_name", Kind::kText},
-    {"country", Kind::kText},
-    {"timezone", Kind::kText},
-    {"notify_language", Kind::kText},
-    {"activated", Kind::kFlag},
-    {"disabled", Kind::kFlag},
-    {"enews", Kind::kFlag},
-    {"critical_release", Kind::kFlag},
-    {"enews_local_promotion", Kind::kFlag},
-    {"critical_version_list", Kind::kVersionList},
-};
-
-bool HasKind(const Json::Value &value, Kind kind) {
-  switch (kind) {
-    case Kind::kText:
-      return IsText(value);
-    case Kind::kFlag:
-      return IsFlag(value);
-    case Kind::kVersionList:
-      return IsVersionList(value);
-  }
-  return false;
-}
-
-// True when every required member is present with a usable type. A member of the wrong
-// type counts as missing.
-bool IsComplete(const Json::Value &answer) {
-  if (!answer.isObject()) return false;
-  for (const Required &member : kRequired) {
-    if (!vexozeph::json::Has(answer, member.key) ||
-        !HasKind(vexozeph::json::Member(answer, member.key), member.kind)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// The optional members, already judged: a member of the wrong type counts as absent.
-struct OptionalMembers {
-  bool realname_validation_pass = false;  // absent: false, unlike the record's default
-  bool has_report_cron = false;
-  std::string report_cron;
-};
-
-OptionalMembers ReadOptionalMembers(const Json::Value &answer) {
-  OptionalMembers optional;
-  const Json::Value &realname = vexozeph::json::Member(answer, "realname_validation_pass");
-  if (IsFlag(realname)) optional.realname_validation_pass = FlagOf(realname);
-  const Json::Value &cron = vexozeph::json::Member(answer, "report_cron_timestring");
-  if (IsText(cron)) {
-    optional.has_report_cron = true;
-    optional.report_cron = cron.asString();
-  }
-  return optional;
-}
-
-// Splits the version object in its key order: `domain` names every version the server
-// judged, `list` only those that apply to this appliance.
-void SplitVersions(const Json::Value &versions, std::string &list, std::string &domain) {
+// "critical_version_list": an object of version name -> flag, split in its key order:
+// `domain` names every version the server judged, `list` only those that apply to this
+// appliance. Both texts must be storable, which also keeps line breaks and NUL out of the
+// names.
+bool SplitVersions(const Json::Value &versions, std::string &list, std::string &domain) {
+  if (!versions.isObject()) return false;
   for (const std::string &name : versions.getMemberNames()) {
+    const Json::Value &flag = versions[name];
+    if (!IsFlag(flag)) return false;
     if (!domain.empty()) domain += ",";
     domain += name;
-    if (FlagOf(versions[name])) {
+    if (FlagOf(flag)) {
       if (!list.empty()) list += ",";
       list += name;
     }
   }
+  return vexozeph::IsStorableUserValue(domain) && vexozeph::IsStorableUserValue(list);
+}
+
+// Judges an answer whole and turns it into the one update that stores it. False when a
+// required member is missing, of the wrong type or not storable whole: then nothing may
+// be written. Optional members of the wrong type count as absent. The query time goes
+// last so that the stored profile and its time always belong together.
+bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
+  using vexozeph::json::Member;
+  std::string word;
+  if (!vexozeph::json::ResultWord(answer, word)) return false;
+  std::string text;
+#define VEXOZEPH_TAKE_TEXT(member, Name)                             \
+  if (!GetStorableText(Member(answer, #member), text)) return false; \
+  update.Set##Name(text);
+  VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_TAKE_TEXT)
+#undef VEXOZEPH_TAKE_TEXT
+#define VEXOZEPH_TAKE_FLAG(member, Name)              \
+  if (!IsFlag(Member(answer, #member))) return false; \
+  update.Set##Name(FlagOf(Member(answer, #member)));
+  VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_TAKE_FLAG)
+#undef VEXOZEPH_TAKE_FLAG
+  std::string list;
+  std::string domain;
+  if (!SplitVersions(Member(answer, "critical_version_list"), list, domain)) return false;
+  update.SetCriticalVersionList(list).SetCriticalVersionDomain(domain);
+
+  // Left out by the server means not validated, unlike a record that never stored it.
+  const Json::Value &realname = Member(answer, "realname_validation_pass");
+  update.SetIsRealnameValidationPass(IsFlag(realname) && FlagOf(realname));
+  if (GetStorableText(Member(answer, "report_cron_timestring"), text)) {
+    update.SetReportCronTimestring(text);
+  }
+  update.SetLastQueryTime(vexozeph::clock::Now());
+  return true;
 }
 
 // ---- Storing and answering ----------------------------------------------------------
 
-// Writes a complete, judged answer in the fixed order; the last query time goes last so
-// that an interrupted store is asked again next time.
-int StoreProfile(const Json::Value &answer) {
-  const OptionalMembers optional = ReadOptionalMembers(answer);
-  std::string list;
-  std::string domain;
-  SplitVersions(answer["critical_version_list"], list, domain);
+// One replacement of the account file: the whole profile or, on failure, nothing.
+int StoreProfile(const vexozeph::UserUpdate &update) {
   try {
-    vexozeph::User user;
-    user.SetEmail(answer["email"].asString());
-    user.SetName(answer["full_name"].asString());
-    user.SetCountry(answer["country"].asString());
-    user.SetTimezone(answer["timezone"].asString());
-    user.SetNotifyLanguage(answer["notify_language"].asString());
-    user.SetIsActivated(FlagOf(answer["activated"]));
-    user.SetIsDisabled(FlagOf(answer["disabled"]));
-    user.SetIsEnews(FlagOf(answer["enews"]));
-    user.SetIsEnewsLocalPromotion(FlagOf(answer["enews_local_promotion"]));
-    user.SetIsCriticalRelease(FlagOf(answer["critical_release"]));
-    user.SetCriticalVersionList(list);
-    user.SetCriticalVersionDomain(domain);
-    user.SetIsRealnameValidationPass(optional.realname_validation_pass);
-    if (optional.has_report_cron) user.SetReportCronTimestring(optional.report_cron);
-    user.SetLastQueryTime(vexozeph::clock::Now());
+    vexozeph::UserImpl().SetMany(update);
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
     return Fail(e.GetCode());
@@ -224,16 +167,10 @@ int AnswerFromFile(Json::Value &result) {
   try {
     vexozeph::User user;
     answer["auth_key"] = user.GetAuthKey();
-    answer["email"] = user.GetEmail();
-    answer["full_name"] = user.GetName();
-    answer["country"] = user.GetCountry();
-    answer["timezone"] = user.GetTimezone();
-    answer["notify_language"] = user.GetNotifyLanguage();
-    answer["activated"] = user.GetIsActivated();
-    answer["disabled"] = user.GetIsDisabled();
-    answer["enews"] = user.GetIsEnews();
-    answer["critical_release"] = user.GetIsCriticalRelease();
-    answer["enews_local_promotion"] = user.GetIsEnewsLocalPromotion();
+#define VEXOZEPH_ANSWER(member, Name) answer[#member] = user.Get##Name();
+    VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_ANSWER)
+    VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_ANSWER)
+#undef VEXOZEPH_ANSWER
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to get user: %s", e.what());
     return Fail(e.GetCode());
@@ -272,22 +209,25 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   // A refused key ends the session here and now, whatever else the answer lacks.
-  if (vexozeph::ResultWordOf(answer) == "badauth") {
+  std::string word;
+  const bool has_word = vexozeph::json::ResultWord(answer, word);
+  if (has_word && word == "badauth") {
     ZLOG("Logged out Zeph due to authentication failure.");
     VEXOZEPHAccountRemove();
     return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
-  if (!IsComplete(answer)) {
+  vexozeph::UserUpdate update;
+  if (!ProfileUpdateOf(answer, update)) {
     ZLOG("Server returned insufficient data. resp=%s",
          vexozeph::json::ToCompactString(answer).c_str());
     return Fail(VEXOZEPH_ERR_NO_REPLY);
   }
-  const unsigned int error = MapLibZephCenterErrorCode(vexozeph::ResultWordOf(answer).c_str());
+  const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
     ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(), reply.body(), error);
     return -1;
   }
-  return StoreProfile(answer);
+  return StoreProfile(update);
 }
 
 int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {

@@ -3,7 +3,7 @@
 
 #include "internal/c_edge.h"
 #include "internal/log.h"
-#include "vexozeph/user.h"
+#include "internal/user_impl.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 
@@ -17,26 +17,28 @@ std::string TextOf(const char (&field)[N]) {
 
 int AccountSet(const ZEPH_INFO *info) {
   if (info == nullptr) return VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER), -1;
+  vexozeph::UserUpdate update;
+  update.SetEmail(TextOf(info->email))
+      .SetAuthKey(TextOf(info->auth_key))
+      .SetUserId(TextOf(info->user_id));
+  // A caller with only the sign-in identity passes no query time and keeps the profile.
+  if (info->last_query_time > 0) {
+    update.SetName(TextOf(info->full_name))
+        .SetCountry(TextOf(info->country))
+        .SetTimezone(TextOf(info->timezone))
+        .SetNotifyLanguage(TextOf(info->notify_language))
+        .SetIsActivated(info->activated != 0)
+        .SetIsDisabled(info->disabled != 0)
+        .SetIsEnews(info->enews != 0)
+        .SetIsEnewsLocalPromotion(info->enews_local_promotion != 0)
+        .SetIsCriticalRelease(info->critical_release != 0)
+        .SetCriticalVersionList(TextOf(info->critical_version_list))
+        .SetCriticalVersionDomain(TextOf(info->critical_version_domain))
+        .SetLastQueryTime(static_cast<int64_t>(info->last_query_time));
+  }
+  // One replacement of the file: a record that cannot be stored whole changes nothing.
   try {
-    vexozeph::User user;
-    user.SetEmail(TextOf(info->email));
-    user.SetAuthKey(TextOf(info->auth_key));
-    user.SetUserId(TextOf(info->user_id));
-    // A caller with only the sign-in identity passes no query time and keeps the profile.
-    if (info->last_query_time > 0) {
-      user.SetName(TextOf(info->full_name));
-      user.SetCountry(TextOf(info->country));
-      user.SetTimezone(TextOf(info->timezone));
-      user.SetNotifyLanguage(TextOf(info->notify_language));
-      user.SetIsActivated(info->activated != 0);
-      user.SetIsDisabled(info->disabled != 0);
-      user.SetIsEnews(info->enews != 0);
-      user.SetIsEnewsLocalPromotion(info->enews_local_promotion != 0);
-      user.SetIsCriticalRelease(info->critical_release != 0);
-      user.SetCriticalVersionList(TextOf(info->critical_version_list));
-      user.SetCriticalVersionDomain(TextOf(info->critical_version_domain));
-      user.SetLastQueryTime(static_cast<int64_t>(info->last_query_time));
-    }
+    vexozeph::UserImpl().SetMany(update);
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed on VEXOZEPHAccountSet: %s", e.what());
     VEXOZEPHErrSet(e.GetCode());
