@@ -48,6 +48,16 @@ class AccountLogin : public AccountAppliance {
     return key;
   }
 
+  // Forces the next login answer's body, as a server would send it with status 200.
+  void ForceLoginBody(const std::string &body) {
+    Fault fault;
+    fault.path = kLoginPath;
+    fault.status = 200;
+    fault.body = body;
+    fault.content_type = "application/json";
+    cloud_->QueueFault(fault);
+  }
+
   // An access token of the device client for `account`, obtained the way the management
   // interface does: authorization code with PKCE, exchanged at the identity host.
   std::string AccessTokenFor(const Account &account) {
@@ -318,6 +328,72 @@ TEST_F(AccountLogin, KeyLoginRightAfterAnotherAccountsQueryStillAsksTheServer) {
   EXPECT_EQ(queries[0].FormValue("id"), bea.id);
   EXPECT_EQ(json::StringOr(result, "email"), bea.email);
   EXPECT_EQ(User().GetName(), "Bea Other");
+}
+
+TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouched) {
+  const Account ann = MakeAccount("ann@example.com");
+  SignIn(ann);
+  const std::string before = AccountFile();
+  const std::vector<std::string> bodies = {
+      R"({"code": "good", "id": "777", "auth_key": "evil\nkey"})",
+      R"({"code": "good", "id": "7\u000077", "auth_key": "key-777"})",
+      R"({"code": "good", "id": "777", "auth_key": ")" + std::string(2048, 'k') + "\"}",
+      R"({"code": "good", "id": ")" + std::string(2048, '7') + R"(", "auth_key": "key-777"})",
+  };
+  for (const std::string &body : bodies) {
+    SCOPED_TRACE(body.substr(0, 80));
+    cloud_->ClearRequests();
+    ForceLoginBody(body);
+    Json::Value response;
+    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_NO_REPLY);
+    EXPECT_EQ(AccountFile(), before);
+    EXPECT_TRUE(Requests(kQueryPath).empty());
+  }
+
+  // A key the caller hands over that the file cannot hold is refused by the record, and
+  // the signed-in account stays as it was.
+  Json::Value result;
+  EXPECT_EQ(VEXOZEPHAccountLoginByKey("777", std::string(2048, 'k').c_str(), result), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_ACCOUNT_WRITE);
+  EXPECT_EQ(AccountFile(), before);
+  EXPECT_TRUE(User().Exists());
+}
+
+TEST_F(AccountLogin, ResultWordsOfEveryJsonTypeFollowOneRule) {
+  const Account ann = MakeAccount("ann@example.com");
+  const std::string before = AccountFile();
+  struct Case {
+    const char *code;  // JSON text of the "code" member
+    int error;
+  };
+  // Numbers and booleans are words no server sends; null, arrays and objects are no word.
+  const Case cases[] = {
+      {"0", VEXOZEPH_ERR_UNKNOWN},           {"1.5", VEXOZEPH_ERR_UNKNOWN},
+      {"true", VEXOZEPH_ERR_UNKNOWN},        {"null", VEXOZEPH_ERR_NO_REPLY},
+      {"[\"good\"]", VEXOZEPH_ERR_NO_REPLY}, {"{\"word\": \"good\"}", VEXOZEPH_ERR_NO_REPLY},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.code);
+    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + c.code + "}");
+    Json::Value response;
+    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.error);
+    EXPECT_EQ(AccountFile(), before);
+  }
+
+  // An answer nested beyond any real one is simply not JSON, whether it is cut short or
+  // complete.
+  const std::string deep = std::string(R"({"code": "good", "id": "777", "auth_key": "k", "x": )") +
+                           std::string(5000, '[') + std::string(5000, ']') + "}";
+  for (const std::string &body : {std::string(100000, '['), deep}) {
+    SCOPED_TRACE(body.size());
+    ForceLoginBody(body);
+    Json::Value response;
+    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_JSON);
+    EXPECT_EQ(AccountFile(), before);
+  }
 }
 
 }  // namespace

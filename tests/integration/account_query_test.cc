@@ -213,6 +213,87 @@ TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
   }
 }
 
+// A value the account file could not give back whole is as unusable as one of the wrong
+// type: the answer is refused before the first write, and the file stays byte for byte as
+// it was, and in use.
+TEST_F(AccountQuery, ValuesTheFileCannotGiveBackWholeAreRefusedBeforeAnyWrite) {
+  Json::Value many_versions(Json::objectValue);
+  for (int i = 0; i < 300; ++i) many_versions["version-" + std::to_string(i)] = false;
+  struct Case {
+    const char *what;
+    const char *key;
+    Json::Value value;
+  };
+  const Case cases[] = {
+      {"5 MiB full name", "full_name", std::string(5 * 1024 * 1024, 'n')},
+      {"2048-character e-mail", "email", std::string(2048, 'e')},
+      {"NUL in the country", "country", std::string("F\0R", 3)},
+      {"more versions than the domain text holds", "critical_version_list", many_versions},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    User().SetLastQueryTime(0);
+    const std::string before = AccountFile();
+    Json::Value answer = GoodAnswer();
+    answer[c.key] = c.value;
+    cloud_->SetAnswer(kQueryPath, "good", 1, answer);
+    Json::Value result;
+    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_NO_REPLY);
+    EXPECT_EQ(AccountFile(), before);
+  }
+
+  // The next answer is stored: the longest value that reads back whole is taken, and an
+  // optional schedule too long to keep counts as not sent.
+  const std::string schedule = User().GetReportCronTimestring();
+  Json::Value answer = GoodAnswer();
+  answer["full_name"] = std::string(2047, 'n');
+  answer["report_cron_timestring"] = std::string(2048, '*');
+  cloud_->SetAnswer(kQueryPath, "good", 1, answer);
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), 0) << VEXOZEPHErrGet();
+  EXPECT_EQ(json::StringOr(result, "full_name"), std::string(2047, 'n'));
+  EXPECT_EQ(User().GetReportCronTimestring(), schedule);
+  EXPECT_EQ(User().GetEmail(), "other@example.com");
+}
+
+TEST_F(AccountQuery, ResultWordsOfEveryJsonTypeFollowOneRule) {
+  struct Case {
+    const char *what;
+    Json::Value code;
+    int error;
+  };
+  Json::Value array(Json::arrayValue);
+  array.append("good");
+  Json::Value object(Json::objectValue);
+  object["word"] = "good";
+  // Numbers and booleans are words no server sends; null, arrays and objects are no word.
+  const Case cases[] = {
+      {"number", 0, VEXOZEPH_ERR_UNKNOWN},
+      {"boolean", true, VEXOZEPH_ERR_UNKNOWN},
+      {"null", Json::Value(), VEXOZEPH_ERR_NO_REPLY},
+      {"array", array, VEXOZEPH_ERR_NO_REPLY},
+      {"object", object, VEXOZEPH_ERR_NO_REPLY},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    User().SetLastQueryTime(0);
+    const std::string before = AccountFile();
+    Json::Value answer = GoodAnswer();
+    answer["code"] = c.code;
+    Fault fault;
+    fault.path = kQueryPath;
+    fault.status = 200;
+    fault.body = json::ToCompactString(answer);
+    fault.content_type = "application/json";
+    cloud_->QueueFault(fault);
+    Json::Value result;
+    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.error);
+    EXPECT_EQ(AccountFile(), before);
+  }
+}
+
 TEST_F(AccountQuery, TwoProcessesQueryingAtOnceMakeOneRequest) {
   User().SetLastQueryTime(0);
   // Hold the first answer back so that the second process arrives while it is pending.

@@ -138,6 +138,78 @@ TEST(PlatformKeyValueFile, RefusesAnythingThatCouldForgeALine) {
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
 }
 
+TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplacement) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/user.conf");
+  root.WriteFile("/etc/user.conf", "b=\"1\"\nkeep=\"k\"\n");
+
+  // In order: "a" is appended, "b" replaced in place, "c" appended, then "a" replaced.
+  const char *keys[] = {"a", "b", "c", "a"};
+  const char *values[] = {"x", "2", "y", "z"};
+  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), keys, values, 4, kLine), 0);
+  EXPECT_EQ(root.ReadFile("/etc/user.conf"), "b=\"2\"\nkeep=\"k\"\na=\"z\"\nc=\"y\"\n");
+
+  // One refused value refuses them all before anything is written.
+  const std::string before = root.ReadFile("/etc/user.conf");
+  struct stat old_file {};
+  ASSERT_EQ(stat(path.c_str(), &old_file), 0);
+  const char *bad[] = {"a", "evil\nkeep=\"forged\""};
+  const char *pair[] = {"a", "b"};
+  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), pair, bad, 2, kLine), 0);
+  EXPECT_EQ(VLIBCErrGet(), EINVAL);
+  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 0, kLine), 0);
+  EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
+  struct stat new_file {};
+  ASSERT_EQ(stat(path.c_str(), &new_file), 0);
+  EXPECT_EQ(new_file.st_ino, old_file.st_ino) << "a refused write must not replace the file";
+
+  // A reader in another process sees the pair change together, never one without the
+  // other.
+  const char *both[] = {"first", "second"};
+  const char *ones[] = {"1", "1"};
+  const char *twos[] = {"2", "2"};
+  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), both, ones, 2, kLine), 0);
+  pid_t child = StartChild([&] {
+    for (int i = 0;; ++i) {
+      VLIBCFileSetKeyValues(path.c_str(), both, i % 2 ? ones : twos, 2, kLine);
+    }
+    return 0;
+  });
+  ASSERT_GT(child, 0);
+  ChildGuard writer(child);
+  for (int i = 0; i < 2000; ++i) {
+    const std::string content = root.ReadFile("/etc/user.conf");
+    const bool all_ones = content.find("first=\"1\"") != std::string::npos &&
+                          content.find("second=\"1\"") != std::string::npos;
+    const bool all_twos = content.find("first=\"2\"") != std::string::npos &&
+                          content.find("second=\"2\"") != std::string::npos;
+    ASSERT_TRUE(all_ones || all_twos) << content;
+  }
+}
+
+// The reader refuses files over 4 MiB; a file it refuses would lose every key at once, for
+// good, so the writer refuses to produce one and the file stays usable.
+TEST(PlatformKeyValueFile, AWriteThatWouldOutgrowTheReaderIsRefused) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/user.conf");
+  const std::string big(4 * 1024 * 1024 - 64, 'b');
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "big", big.c_str(), kLine), 0);
+  const std::string before = root.ReadFile("/etc/user.conf");
+
+  const std::string more(128, 'm');
+  EXPECT_LT(VLIBCFileSetKeyValue(path.c_str(), "more", more.c_str(), kLine), 0);
+  EXPECT_EQ(VLIBCErrGet(), EFBIG);
+  const std::string huge(5 * 1024 * 1024, 'h');
+  EXPECT_LT(VLIBCFileSetKeyValue(path.c_str(), "big", huge.c_str(), kLine), 0);
+  EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
+  EXPECT_EQ(GetValue(path, "big").size(), 8191u) << "still readable";
+
+  // Making room again works.
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "big", "small", kLine), 0);
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "more", more.c_str(), kLine), 0);
+  EXPECT_EQ(GetValue(path, "more"), more);
+}
+
 TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
   TempRoot root;
   const std::string path = root.Path("/etc/vexoinfo.conf");

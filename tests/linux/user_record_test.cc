@@ -97,6 +97,34 @@ TEST(UserRecord, ALineBreakInAValueIsRefusedAndNothingChanges) {
   EXPECT_EQ(user.GetEmail(), "owner@example.com");
 }
 
+// Values are read back through a 2048-byte buffer: one that could not be read back whole
+// is refused before the file is touched, and the log shows only its start.
+TEST(UserRecord, AValueThatCannotBeReadBackWholeIsRefusedUnwritten) {
+  TempRoot root;
+  User user;
+  user.SetEmail("owner@example.com");
+  const std::string longest(2047, 'k');
+  user.SetAuthKey(longest);
+  EXPECT_EQ(user.GetAuthKey(), longest);
+
+  const std::string before = root.ReadFile(kAccountFile);
+  LogCapture log;
+  const std::string too_long = "secret-key" + std::string(2038, 'k');
+  EXPECT_EQ(CodeOf([&] { user.SetAuthKey(too_long); }), 19u);
+  EXPECT_EQ(CodeOf([&] { user.SetName(std::string(5 * 1024 * 1024, 'n')); }), 19u);
+  EXPECT_EQ(CodeOf([&] {
+              user.SetUserId(
+                  std::string("7\0"
+                              "77",
+                              4));
+            }),
+            19u);
+  EXPECT_EQ(root.ReadFile(kAccountFile), before);
+  EXPECT_EQ(user.GetAuthKey(), longest);
+  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for bx_auth_key:secret-key..."), 1u);
+  EXPECT_EQ(log.Count("kkkkkkkkkk"), 0u) << "the value never reaches the log whole";
+}
+
 TEST(UserRecord, WritesLeaveTheFileRootOnlyAndPrivilegesAreRestored) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to test the privilege switch";
   TempRoot root;
@@ -192,6 +220,20 @@ TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
   EXPECT_EQ(back.disabled, 0);
   EXPECT_EQ(back.last_query_time, 1700000000);
   EXPECT_STREQ(back.password, "kept");
+
+  // A record that cannot be stored whole changes nothing, not even the keys before the
+  // bad one.
+  const std::string stored = root.ReadFile(kAccountFile);
+  std::strcpy(info.email, "new-owner@example.com");
+  std::strcpy(info.auth_key, "key-2\nzephID=\"forged\"");
+  EXPECT_EQ(VEXOZEPHAccountSet(&info), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 19);
+  std::strcpy(info.auth_key, "key-2");
+  std::memset(info.email, 'e', sizeof(info.email) - 1);
+  EXPECT_EQ(VEXOZEPHAccountSet(&info), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 19);
+  EXPECT_EQ(root.ReadFile(kAccountFile), stored);
+  EXPECT_EQ(User().GetEmail(), "owner@example.com");
 
   // An auth key without a user id is no account.
   User().SetUserId("");

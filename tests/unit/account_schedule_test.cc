@@ -136,4 +136,32 @@ TEST_F(AccountSchedule, ScanGroupsFeaturesByAccountInStepOrder) {
   EXPECT_EQ(fake::CallsTo("VLIBCPopen").size(), 6u) << "an empty account skips the host-name run";
 }
 
+// A relay configuration nested far beyond any real one is not JSON to the scan: that one
+// source is skipped, the others are still reported, and nothing is thrown.
+TEST_F(AccountSchedule, ScanSkipsARelayConfigurationNestedTooDeep) {
+  fake::SetPaymentAccount("owner@example.com");
+  fake::SetPopenOutput("--get-vexo-account", "other@example.com\n");
+  fake::SetPopenOutput("--get-vexo-hostname", "home.vexoddns.example\n");
+  const std::string relay_start =
+      R"({"server_alias": {"alias": "nas"}, "server_zeph": {"account": "relay@example.com"}, )"
+      R"("extra": )";
+  const std::string unterminated(100000, '[');
+  const std::string valid = relay_start + std::string(5000, '[') + std::string(5000, ']') + "}";
+  for (const std::string &config : {unterminated, valid}) {
+    SCOPED_TRACE(config.size());
+    root_.WriteFile("/usr/vexo/etc/vexorelayd/vexorelayd.conf", config);
+    Json::Value accounts;
+    ASSERT_EQ(VEXOZEPHAccountScanExisting(accounts), 0);
+    EXPECT_EQ(accounts.size(), 2u);
+    EXPECT_FALSE(accounts.isMember("relay@example.com"));
+    EXPECT_TRUE(accounts.isMember("owner@example.com"));
+    EXPECT_TRUE(accounts.isMember("other@example.com\n"));
+  }
+  // The same configuration without the deep member is read.
+  root_.WriteFile("/usr/vexo/etc/vexorelayd/vexorelayd.conf", relay_start + "[[1]]}");
+  Json::Value accounts;
+  ASSERT_EQ(VEXOZEPHAccountScanExisting(accounts), 0);
+  EXPECT_TRUE(accounts.isMember("relay@example.com"));
+}
+
 }  // namespace

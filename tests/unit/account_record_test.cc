@@ -1,0 +1,77 @@
+// Writing the C account record: the whole record is one write of the account file, in
+// the record's key order, and a write the platform fails leaves the file as it was.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fakes/fake_platform.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+
+namespace {
+
+namespace fake = vexozeph::fake;
+using vexozeph::testing::LogCapture;
+using vexozeph::testing::TempRoot;
+
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+
+// The keys of a recorded VLIBCFileSetKeyValues call, in the order given.
+std::vector<std::string> KeysOf(const fake::Call &call) {
+  std::vector<std::string> keys;
+  for (size_t i = 2; i + 1 < call.args.size(); ++i) {
+    keys.push_back(call.args[i].substr(0, call.args[i].find('=')));
+  }
+  return keys;
+}
+
+TEST(AccountRecordStore, TheWholeRecordIsOneWriteAndAFailedWriteChangesNothing) {
+  fake::Reset();
+  TempRoot root;
+  std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
+  std::strcpy(info->email, "owner@example.com");
+  std::strcpy(info->auth_key, "auth-key-0123456789");
+  std::strcpy(info->user_id, "2000001");
+  std::strcpy(info->full_name, "Owner");
+  info->last_query_time = 1700000000;
+  ASSERT_EQ(VEXOZEPHAccountSet(info.get()), 0);
+
+  const std::vector<fake::Call> writes = fake::CallsTo("VLIBCFileSetKeyValues");
+  ASSERT_EQ(writes.size(), 1u);
+  EXPECT_TRUE(fake::CallsTo("VLIBCFileSetKeyValue").empty());
+  EXPECT_EQ(KeysOf(writes[0]),
+            (std::vector<std::string>{"zephID", "bx_auth_key", "zephIDSerial", "full_name",
+                                      "country", "timezone", "notify_language", "activated",
+                                      "disabled", "enews", "enews_local_promotion",
+                                      "critical_release", "critical_version_list",
+                                      "critical_version_domain", "last_query_time"}));
+
+  // Identity only: still one write, of the three identity keys.
+  info->last_query_time = 0;
+  ASSERT_EQ(VEXOZEPHAccountSet(info.get()), 0);
+  ASSERT_EQ(fake::CallsTo("VLIBCFileSetKeyValues").size(), 2u);
+  EXPECT_EQ(KeysOf(fake::CallsTo("VLIBCFileSetKeyValues")[1]),
+            (std::vector<std::string>{"zephID", "bx_auth_key", "zephIDSerial"}));
+
+  // The platform fails the write: nothing changes, and the log names every key that was
+  // not stored with no more than the start of its value.
+  const std::string before = root.ReadFile(kAccountFile);
+  std::strcpy(info->email, "new-owner@example.com");
+  std::strcpy(info->auth_key, "other-key-9876543210");
+  LogCapture log;
+  fake::FailNext("VLIBCFileSetKeyValues", 1, ENOSPC);
+  EXPECT_EQ(VEXOZEPHAccountSet(info.get()), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 19);
+  EXPECT_EQ(root.ReadFile(kAccountFile), before);
+  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for bx_auth_key:other-key-..."), 1u);
+  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for zephID:new-owner@..."), 1u);
+  EXPECT_EQ(log.Count("other-key-9876543210"), 0u);
+  EXPECT_EQ(log.Count("Failed on VEXOZEPHAccountSet"), 1u);
+}
+
+}  // namespace
