@@ -3,7 +3,8 @@
 // at once, so short-lived processes always share one state. The file belongs to root;
 // a process that is not root is lifted to root around each access and dropped again.
 // Getters and setters throw ZephException: 6 when privileges cannot be raised, 19 when a
-// value cannot be written.
+// value cannot be written, or could not be read back whole (more than 2047 characters, or
+// holding CR, LF or NUL), in which case the file is not touched.
 #ifndef VEXOZEPH_USER_H_
 #define VEXOZEPH_USER_H_
 

@@ -77,7 +77,9 @@ typedef struct _tag_zeph_INFO_ {
  * error (6 privileges, 19 write). */
 VEXOZEPH_API int VEXOZEPHAccountGet(ZEPH_INFO *info);
 /* Stores e-mail, auth key and user id; the profile fields and the last query time only
- * when `info->last_query_time` > 0. */
+ * when `info->last_query_time` > 0. All of them or none: a text the account file cannot
+ * give back whole (over 2047 characters, or holding CR or LF) fails with 19 and changes
+ * nothing. */
 VEXOZEPH_API int VEXOZEPHAccountSet(const ZEPH_INFO *info);
 /* Raises the "zeph/logout" pre-event, then deletes the account file. -1 (file kept) when
  * the event cannot be raised or privileges cannot be taken. Leaves the last error as it
