@@ -40,7 +40,8 @@ VEXOZEPH_API int VEXOZEPHGetSerialNumber(char *buf, size_t size);
 
 /* The request token ("bx_token") for `serial` + `account` + `password` into `token`
  * (33 bytes). `account` and `password` may be null. When `serial` is empty it is read
- * from the platform and written back into `serial` (serial_size bytes). */
+ * from the platform and written back into `serial` (serial_size bytes). -1, with nothing
+ * cut, when `token` cannot hold the 32 digits and the NUL, or `serial` the whole serial. */
 VEXOZEPH_API int VEXOZEPHGenerateToken(const char *account, const char *password, char *serial,
                                        size_t serial_size, char *token, size_t token_size);
 

@@ -1,5 +1,6 @@
 #include "vexozeph/file_lock.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,12 +19,33 @@ namespace {
 const unsigned int kMinPauseMicros = 50000;
 const unsigned int kMaxPauseMicros = 100000;
 
-// Creates the lock file if needed, readable and writable by every user, so that a process
-// of any user can later lock the same name.
+const int kOpenFlags = O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC;
+const mode_t kLockFileMode = 0666;
+// A file removed between the failed create and the open is created again, a few times.
+const int kPrepareAttempts = 3;
+
+// Opens the lock file, creating it if needed. A file created here is given its mode with
+// fchmod, readable and writable by every user so that a process of any user can later
+// lock the same name; the process umask is never changed, since other threads create
+// their own files under it meanwhile. An existing file keeps its owner and mode.
+int OpenLockFile(const std::string &path) {
+  for (int attempt = 0; attempt < kPrepareAttempts; ++attempt) {
+    int fd = ::open(path.c_str(), kOpenFlags | O_CREAT | O_EXCL, kLockFileMode);
+    if (fd >= 0) {
+      if (::fchmod(fd, kLockFileMode) == 0) return fd;
+      ::close(fd);
+      return -1;
+    }
+    if (errno != EEXIST) return -1;
+    // A planted link also ends up here, and O_NOFOLLOW refuses it.
+    fd = ::open(path.c_str(), kOpenFlags);
+    if (fd >= 0 || errno != ENOENT) return fd;
+  }
+  return -1;
+}
+
 bool PrepareLockFile(const std::string &path) {
-  mode_t previous = ::umask(011);
-  int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC, 0666);
-  ::umask(previous);
+  int fd = OpenLockFile(path);
   if (fd < 0) {
     ZLOG("Failed to open file: %s", path.c_str());
     return false;
@@ -40,7 +62,9 @@ bool PrepareLockFile(const std::string &path) {
 FileLock::FileLock(const std::string &path, int kind)
     : path_(RootedPath(path)), kind_(kind), handle_(-1) {}
 
-FileLock::~FileLock() { Unlock(); }
+FileLock::~FileLock() {
+  Unlock();
+}
 
 bool FileLock::Lock(unsigned int timeout_seconds) {
   if (!PrepareLockFile(path_)) return false;
@@ -67,6 +91,8 @@ void FileLock::Unlock() {
   handle_ = -1;
 }
 
-std::string FileLock::GetPath() const { return path_; }
+std::string FileLock::GetPath() const {
+  return path_;
+}
 
 }  // namespace vexozeph

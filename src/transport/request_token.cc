@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "internal/log.h"
+#include "internal/string_utils.h"
 
 namespace {
 
@@ -22,7 +23,9 @@ const size_t kMd5HexLength = 32;
 // appliance firmware has always done, so tokens stay comparable.
 const size_t kPassInputSize = 4096;
 
-int HexDigitValue(char c) { return (c >= 'a') ? c - 'a' + 10 : c - '0'; }
+int HexDigitValue(char c) {
+  return (c >= 'a') ? c - 'a' + 10 : c - '0';
+}
 
 }  // namespace
 
@@ -60,8 +63,10 @@ bool RequestTokenFromInput(const char *input, std::string &token) {
     return false;
   }
   int passes = RequestTokenPasses(input);
+  // The input joins the serial, the account name and the password: never logged whole,
+  // and neither are the pass texts, the first of which still holds it.
   if (passes == 0) {
-    ZLOG("Failed to get md5 string from \"%s\".", input);
+    ZLOG("Failed to get md5 string from \"%s\".", ShortenSecret(input).c_str());
     return false;
   }
   char x[kPassInputSize];
@@ -70,12 +75,12 @@ bool RequestTokenFromInput(const char *input, std::string &token) {
   char y[kPassInputSize + kMd5HexLength + 1];
   for (int pass = 0; pass < passes; ++pass) {
     if (ZephGetMd5String(x, h, sizeof(h)) != 0) {
-      ZLOG("Failed to get md5 string from \"%s\".", x);
+      ZLOG("Failed to get md5 string from \"%s\".", ShortenSecret(x).c_str());
       return false;
     }
     std::snprintf(y, sizeof(y), "%s%s", x, h);
     if (ZephGetMd5String(y, x, sizeof(x)) != 0) {
-      ZLOG("Failed to get md5 string from \"%s\".", y);
+      ZLOG("Failed to get md5 string from \"%s\".", ShortenSecret(y).c_str());
       return false;
     }
   }

@@ -14,6 +14,7 @@
 
 #include "internal/c_edge.h"
 #include "internal/https_retry_pause.h"
+#include "internal/https_timeouts.h"
 #include "internal/log.h"
 #include "internal/root_path.h"
 #include "vexo_platform/vlib_error.h"
@@ -29,12 +30,19 @@ void SleepSeconds(unsigned int seconds) {
 }
 
 RetryPause g_retry_pause = SleepSeconds;
+Timeouts g_timeouts = kFixedTimeouts;
 
 }  // namespace
 
 RetryPause SetRetryPause(RetryPause pause) {
   RetryPause previous = g_retry_pause;
   g_retry_pause = pause != nullptr ? pause : SleepSeconds;
+  return previous;
+}
+
+Timeouts SetTimeoutsForTesting(const Timeouts &timeouts) {
+  Timeouts previous = g_timeouts;
+  g_timeouts = timeouts;
   return previous;
 }
 
@@ -52,9 +60,6 @@ const int kUserAgentSize = 256;
 const size_t kHeaderSize = 128;
 const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
 const long kLowSpeedLimitBytes = 128;
-const long kLowSpeedTimeSeconds = 60;
-const long kLongTimeoutSeconds = 120;
-const long kShortTimeoutSeconds = 15;
 const int kLongAttempts = 3;
 const int kShortAttempts = 2;
 const unsigned int kRetryPauseSeconds = 1;
@@ -280,8 +285,10 @@ class FormRequest {
     if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, kLowSpeedLimitBytes)) != CURLE_OK) {
       ZLOG("Failed to set time-out, return value=%d, err=%s", rc, curl_easy_strerror(rc));
     }
-    long timeout = request_.short_timeout != 0 ? kShortTimeoutSeconds : kLongTimeoutSeconds;
-    if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, kLowSpeedTimeSeconds)) != CURLE_OK ||
+    const vexozeph::https::Timeouts &timeouts = vexozeph::https::g_timeouts;
+    long timeout = request_.short_timeout != 0 ? timeouts.short_seconds : timeouts.long_seconds;
+    if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, timeouts.low_speed_seconds)) !=
+            CURLE_OK ||
         (rc = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeout)) != CURLE_OK ||
         (rc = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeout)) != CURLE_OK) {
       ZLOG("failed to set time-out, return value=%d, err=%s", rc, curl_easy_strerror(rc));
@@ -320,7 +327,7 @@ class FormRequest {
   }
 
   // False when the transfer failed in a way that is not retried. A retried failure on
-  // the last attempt is left to the status check, which then finds no status.
+  // the last attempt is left to TakeReply, which fails it after reading the status.
   bool Perform() {
     int attempts = request_.short_timeout != 0 ? kShortAttempts : kLongAttempts;
     CURLcode rc = CURLE_OK;
@@ -335,6 +342,7 @@ class FormRequest {
       vexozeph::https::g_retry_pause(kRetryPauseSeconds);
     }
     response_.result = rc;
+    transfer_ = rc;
     if (rc != CURLE_OK && !IsRetried(rc)) {
       if (body_.too_large) {
         ZLOG("%s, reply body exceeds %zu bytes", log_url_.c_str(), kMaxReplyBytes);
@@ -362,6 +370,13 @@ class FormRequest {
            status, body_.data != nullptr ? body_.data : "");
       return Fail(VEXOZEPH_ERR_SEND);
     }
+    // The headers of a transfer cut short by its time-out may well have said 200: what
+    // arrived of the body is still no answer.
+    if (transfer_ != CURLE_OK) {
+      ZLOG("%s, Failed to curl perform, code=%d, err=%s", log_url_.c_str(), transfer_,
+           curl_easy_strerror(transfer_));
+      return Fail(VEXOZEPH_ERR_SEND);
+    }
     if (body_.data == nullptr) {
       ZLOG("%s, Failed to get response", log_url_.c_str());
       return Fail(VEXOZEPH_ERR_SEND);
@@ -386,6 +401,7 @@ class FormRequest {
   ReplyBody body_;
   HeaderList headers_;
   char url_[kUrlSize] = {0};
+  CURLcode transfer_ = CURLE_OK;  // the last attempt's result
   CurlHandle curl_;
 };
 

@@ -31,18 +31,41 @@ struct HeapText {
   ~HeapText() { std::free(data); }
 };
 
+void LogGenerateTokenFailed() {
+  ZLOG("GenerateToken Failed, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
+       VLIBCErrorGetLine());
+}
+
+// Reads the serial into the caller's buffer whole, or fails: a token signed over a cut
+// serial would not match the "bx_sn" the server is sent.
+int ReadSerialInto(char *serial, size_t serial_size) {
+  char whole[kSerialBufferSize] = {0};
+  if (VEXOZEPHGetSerialNumber(serial != nullptr ? whole : nullptr, sizeof(whole)) < 0) return -1;
+  size_t length = std::strlen(whole);
+  if (length >= serial_size) {
+    LogGenerateTokenFailed();
+    return -1;
+  }
+  std::memcpy(serial, whole, length + 1);
+  return 0;
+}
+
 int GenerateToken(const char *account, const char *password, char *serial, size_t serial_size,
                   char *token, size_t token_size) {
-  if (serial != nullptr && serial[0] != '\0') {
+  if (serial != nullptr && serial_size > 0 && serial[0] != '\0') {
+    // A given serial must end inside its buffer; past it lies someone else's memory.
+    if (strnlen(serial, serial_size) == serial_size) {
+      LogGenerateTokenFailed();
+      return -1;
+    }
     if (!SerialLooksValid(serial)) {
       ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIBCErrGet(),
            VLIBCErrorGetFile(), VLIBCErrorGetLine());
       return -1;
     }
-  } else if (VEXOZEPHGetSerialNumber(serial, serial_size) < 0) {
+  } else if (ReadSerialInto(serial, serial_size) < 0) {
     return -1;
   }
-  if (token == nullptr) return -1;
 
   HeapText input;
   input.data = static_cast<char *>(std::calloc(1, kTokenInputInitialSize));
@@ -60,12 +83,14 @@ int GenerateToken(const char *account, const char *password, char *serial, size_
   }
 
   std::string computed;
-  if (!vexozeph::RequestTokenFromInput(input.data, computed)) {
-    ZLOG("GenerateToken Failed, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+  // A cut token would be refused by the server as a wrong one: the buffer must take the
+  // whole text and its NUL, or the call fails.
+  if (!vexozeph::RequestTokenFromInput(input.data, computed) || token == nullptr ||
+      token_size <= computed.size()) {
+    LogGenerateTokenFailed();
     return -1;
   }
-  std::snprintf(token, token_size, "%s", computed.c_str());
+  std::memcpy(token, computed.c_str(), computed.size() + 1);
   return 0;
 }
 
@@ -86,8 +111,8 @@ VEXOZEPH_API int VEXOZEPHGetSerialNumber(char *buf, size_t size) {
   }
   if (size > 0) std::snprintf(buf, size, "%s", serial);
   if (size == 0 || !SerialLooksValid(buf)) {
-    ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIBCErrGet(),
-         VLIBCErrorGetFile(), VLIBCErrorGetLine());
+    ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIBCErrGet(), VLIBCErrorGetFile(),
+         VLIBCErrorGetLine());
     return -1;
   }
   return 0;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "internal/https_retry_pause.h"
+#include "internal/https_timeouts.h"
 #include "internal/request_token.h"
 #include "support/cloud_emulator.h"
 #include "support/log_capture.h"
@@ -261,6 +262,63 @@ TEST_F(HttpsRequestSend, UnresolvableHostIsTriedThreeTimesOrTwiceInShortMode) {
     EXPECT_EQ(log.Count("httpResponseCode=0"), 1u);
     EXPECT_EQ(log.Count("Failed to curl perform"), 0u);
   }
+}
+
+// A server that sends its headers with status 200 and then its body one byte a second:
+// every attempt ends in a time-out, and the last one must not pass off the bytes that
+// arrived as the answer.
+class StalledReply : public HttpsRequestSend {
+ protected:
+  void TearDown() override {
+    vexozeph::https::SetTimeoutsForTesting(vexozeph::https::kFixedTimeouts);
+    HttpsRequestSend::TearDown();
+  }
+
+  void TrickleNext(int requests) {
+    Fault fault;
+    fault.path = kEchoPath;
+    fault.count = requests;
+    fault.status = 200;
+    fault.body = std::string("{\"code\":\"good\",") + "\"id\":\"" + std::string(60, '7') + "\"}";
+    fault.content_type = "application/json";
+    fault.trickle_ms = 1000;
+    emulator_->QueueFault(fault);
+  }
+
+  void ExpectFailedAfter(Call &call, int attempts, const LogCapture &log) {
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
+    EXPECT_EQ(call.response.data, nullptr) << call.response.data;
+    EXPECT_EQ(call.response.status, 200) << "the headers did arrive";
+    EXPECT_EQ(call.response.result, CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(g_pauses, attempts);
+    EXPECT_EQ(emulator_->Requests("account", kEchoPath).size(), static_cast<size_t>(attempts));
+    EXPECT_EQ(log.Count("Failed to curl perform, code=28"), 1u);
+  }
+};
+
+TEST_F(StalledReply, ShortTimeOutEndsEachAttemptAndTheCallFails) {
+  // The real short-mode time-outs: two attempts of 15 seconds.
+  LogCapture log;
+  TrickleNext(2);
+  Call call(emulator_->AccountOrigin(), kEchoPath);
+  call.request->short_timeout = 1;
+  call.Param("k", "v");
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(call.Send(), -1);
+  ExpectFailedAfter(call, 2, log);
+}
+
+TEST_F(StalledReply, LowSpeedRuleEndsEachAttemptAndTheCallFails) {
+  // Long mode would take three minutes with the real rule (below 128 bytes a second for
+  // 60 seconds); the same rule over 2 seconds, still well inside the total time-out.
+  vexozeph::https::SetTimeoutsForTesting({2, 30, 15});
+  LogCapture log;
+  TrickleNext(3);
+  Call call(emulator_->AccountOrigin(), kEchoPath);
+  call.Param("k", "v");
+  VEXOZEPHErrSet(0);
+  EXPECT_EQ(call.Send(), -1);
+  ExpectFailedAfter(call, 3, log);
 }
 
 TEST_F(HttpsRequestSend, FormWithoutCallerFieldsIsNeverSent) {

@@ -1,10 +1,13 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/child_process.h"
@@ -127,10 +130,50 @@ TEST(FileLock, UnpreparableFileFailsWithOneLogLine) {
   EXPECT_EQ(log.Lines().at(0).rfind("file_lock:", 0), 0u);
 
   // A planted link in the shared /tmp is never followed.
-  ASSERT_EQ(::symlink(root.Path("/etc/target").c_str(), root.Path("/tmp/account_link.lock").c_str()), 0);
+  ASSERT_EQ(
+      ::symlink(root.Path("/etc/target").c_str(), root.Path("/tmp/account_link.lock").c_str()), 0);
   FileLock linked("/tmp/account_link.lock");
   EXPECT_FALSE(linked.Lock(1));
   EXPECT_FALSE(root.Exists("/etc/target"));
+}
+
+TEST(FileLock, LockingLeavesTheUmaskOfOtherThreadsAlone) {
+  TempRoot root;
+  const mode_t previous = ::umask(077);
+  std::atomic<bool> locking{true};
+  int world_readable = 0;
+  int created = 0;
+  // Creates files as a careful program does, relying on the umask to keep them private.
+  std::thread creator([&] {
+    const std::string base = root.Path("/tmp/private_");
+    for (int i = 0; i < 20000 && (locking || i < 100); ++i) {
+      const std::string path = base + std::to_string(i);
+      int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (fd < 0) continue;
+      struct stat st {};
+      if (::fstat(fd, &st) == 0 && (st.st_mode & 0077) != 0) ++world_readable;
+      ::close(fd);
+      ::unlink(path.c_str());
+      ++created;
+    }
+  });
+  bool all_locked = true;
+  for (int i = 0; i < 2000; ++i) {
+    // A new name each time creates a new lock file, and an old name reopens one.
+    FileLock lock("/tmp/account_umask_" + std::to_string(i % 1000) + ".lock");
+    all_locked = lock.Lock(5) && all_locked;
+  }
+  locking = false;
+  creator.join();
+
+  struct stat st {};
+  ASSERT_EQ(::stat(root.Path("/tmp/account_umask_7.lock").c_str(), &st), 0);
+  const mode_t umask_during_test = ::umask(previous);
+  EXPECT_TRUE(all_locked);
+  EXPECT_EQ(umask_during_test, 077u) << "the process umask is as the program set it";
+  EXPECT_GT(created, 0);
+  EXPECT_EQ(world_readable, 0) << "of " << created << " files created meanwhile";
+  EXPECT_EQ(st.st_mode & 0777, 0666u) << "lock files are for every user, whatever the umask";
 }
 
 }  // namespace

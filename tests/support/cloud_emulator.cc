@@ -535,6 +535,7 @@ void CloudEmulator::QueueFault(const Fault &fault) {
   if (fault.body) input["body"] = *fault.body;
   input["content_type"] = fault.content_type;
   input["delay_ms"] = fault.delay_ms;
+  input["trickle_ms"] = fault.trickle_ms;
   input["drop"] = fault.drop;
   input["after_processing"] = fault.after_processing;
   Admin("POST", "/admin/faults", input);

@@ -91,6 +91,7 @@ struct Fault {
   std::optional<std::string> body;
   std::string content_type = "text/plain";
   int delay_ms = 0;
+  int trickle_ms = 0;  // send the body one byte per this many ms
   bool drop = false;
   bool after_processing = false;  // handle for real first, then misbehave
 };

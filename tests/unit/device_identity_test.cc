@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 
 #include <cstring>
 #include <string>
@@ -57,7 +58,8 @@ TEST_F(DeviceIdentity, EmptySerialIsReadFromThePlatformAndWrittenBack) {
   fake::SetSerialNumber("SN0068");
   char serial[256] = "";
   char token[33] = {0};
-  ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)), 0);
+  ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)),
+            0);
   EXPECT_STREQ(serial, "SN0068");
   EXPECT_STREQ(token, "7a6c3cb062c9d90b09dfa7ec21f3bd3d");
 }
@@ -89,7 +91,64 @@ TEST_F(DeviceIdentity, InvalidSerialsAreRefused) {
   // With an empty serial and an unreadable platform there is no token.
   fake::FailNext("VLIBGetSerialNumber");
   char empty[256] = "";
-  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, empty, sizeof(empty), token, sizeof(token)), -1);
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, empty, sizeof(empty), token, sizeof(token)),
+            -1);
+}
+
+TEST_F(DeviceIdentity, TokenFailsWhenABufferCannotHoldTheWholeResult) {
+  LogCapture log;
+  char serial[256] = "1234ABC";
+  char token[33];
+  // Too small for 32 digits and the NUL: nothing is written and the call fails.
+  for (size_t size : {size_t{0}, size_t{8}, size_t{32}}) {
+    std::memset(token, 'X', sizeof(token));
+    EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, size), -1)
+        << size;
+    EXPECT_EQ(token[0], 'X') << size;
+  }
+  EXPECT_EQ(log.Count("zeph_token_generation:"), 3u);
+  EXPECT_EQ(log.Count("GenerateToken Failed, err=["), 3u);
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), nullptr, 33), -1);
+
+  // A serial read from the platform must fit the caller's buffer whole: a token over a
+  // cut serial would not match the serial sent beside it.
+  fake::SetSerialNumber("SN0068");
+  log.Clear();
+  char small[4] = "";
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, small, sizeof(small), token, 33), -1);
+  EXPECT_EQ(log.Count("GenerateToken Failed, err=["), 1u);
+  char exact[7] = "";
+  ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, exact, sizeof(exact), token, 33), 0);
+  EXPECT_STREQ(exact, "SN0068");
+  EXPECT_STREQ(token, "7a6c3cb062c9d90b09dfa7ec21f3bd3d");
+  char none[1] = "";
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, none, 0, token, 33), -1);
+
+  // A given serial that does not end inside its buffer is refused, not read past.
+  char unterminated[4] = {'S', 'N', '0', '0'};
+  log.Clear();
+  EXPECT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, unterminated, sizeof(unterminated), token, 33),
+            -1);
+  EXPECT_EQ(log.Count("GenerateToken Failed, err=["), 1u);
+}
+
+TEST_F(DeviceIdentity, TokenInputIsNeverLoggedWhole) {
+  LogCapture log;
+  // Without a digest (no provider offers MD5 under these properties) the failure line
+  // names the input, which holds the password.
+  ASSERT_EQ(EVP_set_default_properties(nullptr, "provider=no-such-provider"), 1);
+  char serial[256] = "1234ABC";
+  char token[33] = {0};
+  int rc = VEXOZEPHGenerateToken("user@example.com", "Secret-Password-1", serial, sizeof(serial),
+                                 token, sizeof(token));
+  ASSERT_EQ(EVP_set_default_properties(nullptr, ""), 1);
+  EXPECT_EQ(rc, -1);
+  EXPECT_EQ(log.Count("Failed to get md5 string from \"1234ABCuse...\"."), 1u);
+  EXPECT_EQ(log.Count("Secret-Password"), 0u);
+  EXPECT_EQ(log.Count("GenerateToken Failed"), 1u);
+  ASSERT_EQ(VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)),
+            0)
+      << "the digest is back";
 }
 
 TEST_F(DeviceIdentity, Md5StringNeedsThirtyTwoBytesAndTerminatesOnlyWhenThereIsRoom) {

@@ -8,6 +8,7 @@ std::string Fault::Describe() const {
   std::string text;
   auto add = [&text](const std::string &part) { text += (text.empty() ? "" : " ") + part; };
   if (delay_ms > 0) add("delay=" + std::to_string(delay_ms) + "ms");
+  if (trickle_ms > 0) add("trickle=" + std::to_string(trickle_ms) + "ms");
   if (drop) add("drop");
   if (status != 0) add("status=" + std::to_string(status));
   if (body) add("body");
@@ -41,15 +42,18 @@ bool FaultFromJson(const Json::Value &json, Fault &fault, std::string &error) {
   if (MemberAt(json, "body").isString()) fault.body = StringAt(json, "body");
   fault.content_type = StringAt(json, "content_type", "text/plain");
   fault.delay_ms = static_cast<int>(IntAt(json, "delay_ms", 0));
+  fault.trickle_ms = static_cast<int>(IntAt(json, "trickle_ms", 0));
   fault.drop = BoolAt(json, "drop", false);
   fault.after_processing = BoolAt(json, "after_processing", false);
   if (fault.remaining < 1 || fault.delay_ms < 0 || fault.delay_ms > 600000 ||
+      fault.trickle_ms < 0 || fault.trickle_ms > 60000 ||
       (fault.status != 0 && (fault.status < 100 || fault.status > 599))) {
-    error = "count must be >= 1, delay_ms 0..600000, status 100..599";
+    error = "count must be >= 1, delay_ms 0..600000, trickle_ms 0..60000, status 100..599";
     return false;
   }
-  if (!fault.drop && fault.status == 0 && !fault.body && fault.delay_ms == 0) {
-    error = "a fault needs at least one of status, body, delay_ms, drop";
+  if (!fault.drop && fault.status == 0 && !fault.body && fault.delay_ms == 0 &&
+      fault.trickle_ms == 0) {
+    error = "a fault needs at least one of status, body, delay_ms, trickle_ms, drop";
     return false;
   }
   return true;
@@ -64,6 +68,7 @@ Json::Value FaultToJson(const Fault &fault) {
   if (fault.body) j["body"] = *fault.body;
   j["content_type"] = fault.content_type;
   j["delay_ms"] = fault.delay_ms;
+  j["trickle_ms"] = fault.trickle_ms;
   j["drop"] = fault.drop;
   j["after_processing"] = fault.after_processing;
   return j;

@@ -21,6 +21,7 @@ struct Fault {
   std::optional<std::string> body;  // replaces the body when set
   std::string content_type = "text/plain";
   int delay_ms = 0;               // wait before answering
+  int trickle_ms = 0;             // send the answer's body one byte per this many ms
   bool drop = false;              // close the connection instead of answering
   bool after_processing = false;  // handle the request for real, then misbehave
 

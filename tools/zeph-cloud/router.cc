@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include "json_access.h"
 
@@ -40,6 +41,22 @@ void ApplyFault(const Fault &fault, const httplib::Request &req, httplib::Respon
   }
   if (fault.status != 0) res.status = fault.status;
   if (fault.body) res.set_content(*fault.body, fault.content_type.c_str());
+}
+
+// Sends the body that `res` holds one byte per `interval_ms`, its whole length announced
+// first: the client keeps waiting for an answer that comes too slowly. `sleep` is false
+// when the emulator is stopping, which ends the transfer.
+void TrickleBody(httplib::Response &res, int interval_ms, std::function<bool(int)> sleep) {
+  auto body = std::make_shared<std::string>(std::move(res.body));
+  res.body.clear();
+  std::string content_type = res.get_header_value("Content-Type");
+  res.headers.erase("Content-Type");
+  res.set_content_provider(
+      body->size(), content_type.empty() ? "text/plain" : content_type,
+      [body, interval_ms, sleep](size_t offset, size_t, httplib::DataSink &sink) {
+        if (!sink.write(body->data() + offset, 1)) return false;
+        return offset + 1 == body->size() || sleep(interval_ms);
+      });
 }
 
 }  // namespace
@@ -169,6 +186,10 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
       if (fault && fault->after_processing) ApplyFault(*fault, req, res);
     }
     dropped = fault && fault->drop;
+    if (!dropped && fault && fault->trickle_ms > 0) {
+      TrickleBody(res, fault->trickle_ms,
+                  [this](int ms) { return emulator_.SleepUnlessStopping(ms); });
+    }
   }
   if (res.status == -1) res.status = 200;
   if (record_) {
