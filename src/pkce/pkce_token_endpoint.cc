@@ -26,17 +26,22 @@ std::string Truncated(const std::string &text) {
   return text.substr(0, kShownAnswerBytes) + format("...(%zu bytes)", text.size());
 }
 
-// A parsed answer as it may appear in a log line or an exception text: the tokens it
-// holds are shortened, since a half-good answer still carries live ones.
-std::string Shown(const Json::Value &answer, bool styled = false) {
+// An answer as it may appear in a log line or an exception text: as received, unless it
+// holds tokens (a half-good answer still carries live ones), which are then shortened in
+// a re-rendering of the parsed value. Styled rendering is always a re-rendering.
+std::string Shown(const Json::Value &answer, const std::string &text, bool styled = false) {
   Json::Value shown = answer;
+  bool holds_tokens = false;
   if (shown.isObject()) {
     for (const char *key : kTokenMembers) {
       std::string token;
-      if (json::GetString(shown, key, token)) shown[key] = ShortenSecret(token);
+      if (!json::GetString(shown, key, token)) continue;
+      shown[key] = ShortenSecret(token);
+      holds_tokens = true;
     }
   }
-  return Truncated(styled ? shown.toStyledString() : json::ToCompactString(shown));
+  if (styled) return Truncated(shown.toStyledString());
+  return Truncated(holds_tokens ? json::ToCompactString(shown) : text);
 }
 
 http::Response PostForm(const Json::Value &config, const http::Payload &form) {
@@ -73,7 +78,7 @@ void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &c
   Json::Value answer;
   if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
   if (!IsTokenSet(answer)) {
-    const std::string shown = Shown(answer);
+    const std::string shown = Shown(answer, response.text);
     ZLOG("Failed to PkceLogin by [%s|%s], resp=%s", ShortenSecret(code).c_str(),
          ShortenSecret(code_verifier).c_str(), shown.c_str());
     // The wording names the auth-key exchange; callers and log readers know it so.
@@ -111,7 +116,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
   if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
   if (!answer.isObject()) {
     std::string message = format("Failed to parse renew token resp, code=%ld, resp=%s",
-                                 response.status_code, Shown(answer).c_str());
+                                 response.status_code, Shown(answer, response.text).c_str());
     ZLOG("%s", message.c_str());
     throw ZephException(VEXOZEPH_ERR_NO_REPLY, message);
   }
@@ -119,16 +124,16 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
     // Whatever the status, a JSON refusal means the refresh token is no longer good.
     std::string message =
         format("Failed to renew token, refresh_token is expired or revoked, code=%ld, resp=%s",
-               response.status_code, Shown(answer).c_str());
+               response.status_code, Shown(answer, response.text).c_str());
     ZLOG("%s", message.c_str());
     throw ZephException(VEXOZEPH_ERR_AUTH, message);
   }
   if (!IsTokenSet(answer)) {
     ZLOG("Failed to RenewToken by [%s], resp=%s", ShortenSecret(refresh_token).c_str(),
-         Shown(answer, true).c_str());
+         Shown(answer, response.text, true).c_str());
     throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
                         format("Failed to parse renew token resp, code=%ld, resp=%s",
-                               response.status_code, Shown(answer).c_str()));
+                               response.status_code, Shown(answer, response.text).c_str()));
   }
   SaveToken(answer);
 }

@@ -233,7 +233,8 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
       "\"expires_in\":3600}";
   const std::vector<Case> cases = {
       {400, "{\"error\":\"invalid_grant\"}", "application/json", VEXOZEPH_ERR_AUTH,
-       "Failed to renew token, refresh_token is expired or revoked, code=400"},
+       "Failed to renew token, refresh_token is expired or revoked, code=400, "
+       "resp={\"error\":\"invalid_grant\"}"},
       // The body is read before the status: an error page is not JSON.
       {502, "<html><body>Bad gateway</body></html>", "text/html", VEXOZEPH_ERR_BAD_JSON, ""},
       {200, "[1,2]", "application/json", VEXOZEPH_ERR_NO_REPLY,
