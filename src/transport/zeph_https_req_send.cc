@@ -3,7 +3,6 @@
 // time-outs and a small retry rule for time-outs and failed name resolution.
 #include <curl/curl.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -15,8 +14,8 @@
 #include "internal/c_edge.h"
 #include "internal/https_retry_pause.h"
 #include "internal/https_timeouts.h"
+#include "internal/https_transfer.h"
 #include "internal/log.h"
-#include "internal/root_path.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
@@ -58,29 +57,16 @@ const int kMaxFormKeys = 512;
 const size_t kUrlSize = 4096;
 const int kUserAgentSize = 256;
 const size_t kHeaderSize = 128;
-const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
 const long kLowSpeedLimitBytes = 128;
 const int kLongAttempts = 3;
 const int kShortAttempts = 2;
 const unsigned int kRetryPauseSeconds = 1;
-const long kMaxRedirects = 10;
-// No answer of the account server comes near this; a larger body is a fault or an attack.
-const size_t kMaxReplyBytes = 8u * 1024u * 1024u;
-
-struct CurlCleanup {
-  void operator()(CURL *curl) const { curl_easy_cleanup(curl); }
-};
-using CurlHandle = std::unique_ptr<CURL, CurlCleanup>;
-
-struct HeaderListFree {
-  void operator()(curl_slist *list) const { curl_slist_free_all(list); }
-};
-using HeaderList = std::unique_ptr<curl_slist, HeaderListFree>;
-
-struct CurlFree {
-  void operator()(char *text) const { curl_free(text); }
-};
-using CurlText = std::unique_ptr<char, CurlFree>;
+using vexozeph::https::CurlHandle;
+using vexozeph::https::CurlText;
+using vexozeph::https::HeaderList;
+using vexozeph::https::kMaxReplyBytes;
+using vexozeph::https::ReplyBody;
+using vexozeph::https::WriteMemoryCallback;
 
 struct SzListFree {
   void operator()(_tag_VLIBSZLIST_ *list) const { VLIBCSzListFree(list); }
@@ -93,47 +79,6 @@ struct FormText {
   size_t capacity = 0;
   ~FormText() { std::free(data); }
 };
-
-// The reply body as it arrives; null until the first byte.
-struct ReplyBody {
-  char *data = nullptr;
-  size_t length = 0;
-  size_t capacity = 0;
-  bool too_large = false;
-  ~ReplyBody() { std::free(data); }
-  void Clear() {
-    std::free(data);
-    data = nullptr;
-    length = 0;
-    capacity = 0;
-    too_large = false;
-  }
-};
-
-// Returning fewer bytes than offered makes libcurl abort the transfer.
-size_t WriteMemoryCallback(char *bytes, size_t size, size_t count, void *user) {
-  ReplyBody *body = static_cast<ReplyBody *>(user);
-  size_t offered = size * count;
-  if (offered > kMaxReplyBytes - body->length) {
-    body->too_large = true;
-    return 0;
-  }
-  size_t needed = body->length + offered + 1;
-  if (needed > body->capacity) {
-    size_t capacity = std::min(std::max(needed, body->capacity * 2), kMaxReplyBytes + 1);
-    char *grown = static_cast<char *>(std::realloc(body->data, capacity));
-    if (grown == nullptr) {
-      body->Clear();
-      return 0;
-    }
-    body->data = grown;
-    body->capacity = capacity;
-  }
-  std::memcpy(body->data + body->length, bytes, offered);
-  body->length += offered;
-  body->data[body->length] = '\0';
-  return offered;
-}
 
 bool IsRetried(CURLcode code) {
   return code == CURLE_OPERATION_TIMEDOUT || code == CURLE_COULDNT_RESOLVE_PROXY ||
@@ -257,10 +202,7 @@ class FormRequest {
       return false;
     }
     // Redirects are followed, but never away from HTTPS: the form carries the password.
-    if ((rc = curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L)) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "https")) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "https")) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaxRedirects)) != CURLE_OK) {
+    if ((rc = vexozeph::https::SetHttpsOnlyRedirects(curl)) != CURLE_OK) {
       ZLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
       return false;
     }
@@ -271,13 +213,8 @@ class FormRequest {
       return false;
     }
     if (!SetHeaders()) return false;
-    if ((rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_CAINFO, vexozeph::RootedPath(kCaFile).c_str())) !=
-            CURLE_OK ||
-        // The CA file is the only trust: no directory of other authorities.
-        (rc = curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr)) != CURLE_OK ||
-        (rc = curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1)) != CURLE_OK) {
+    // The root's CA file is the only trust.
+    if ((rc = vexozeph::https::SetVerifiedTls(curl)) != CURLE_OK) {
       ZLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
       return false;
     }

@@ -1,0 +1,97 @@
+#include "vexozeph/pkce_client.h"
+
+#include "internal/json_utils.h"
+#include "internal/pkce_client_impl.h"
+#include "internal/string_utils.h"
+#include "vexozeph/account_service.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+const size_t kMaxNameLength = 64;
+
+// The name ends up in "<name>_token.json" and "/tmp/account_<name>_....lock": nothing in
+// it may reach another directory or hide the file.
+bool IsValidClientName(const std::string &name) {
+  if (name.empty() || name.size() > kMaxNameLength || name[0] == '.') return false;
+  for (char c : name) {
+    bool allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                   c == '-' || c == '_' || c == '.';
+    if (!allowed) return false;
+  }
+  return true;
+}
+
+// Every occurrence, left to right; the inserted text is not searched again.
+std::string ReplaceAll(std::string text, const std::string &from, const std::string &to) {
+  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+}  // namespace
+
+PkceClientImpl::PkceClientImpl(const std::string &name) : name_(name) {
+  if (!IsValidClientName(name)) {
+    throw ZephException(VEXOZEPH_ERR_BAD_PARAMETER,
+                        format("Invalid client name: %s", name.c_str()));
+  }
+}
+
+Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value &tmpl) const {
+  TarnService tarn;
+  std::string scope = json::StringOr(tmpl, "scope");
+  scope = ReplaceAll(scope, "$sn$", tarn.GetSerialNo());
+  scope = ReplaceAll(scope, "$mac$", tarn.GetMac());
+
+  AccountService hosts;
+  const std::string account_host = hosts.GetAccountHost();
+  const std::string identity_host = hosts.GetIdentityHost();
+
+  // Plain concatenation: template paths start with "/" and hosts carry no trailing one.
+  Json::Value config(Json::objectValue);
+  config["client_id"] = json::StringOr(tmpl, "client_id");
+  config["scope"] = scope;
+  config["audience"] = json::StringOr(tmpl, "audience");
+  config["auth_endpoint"] = identity_host + json::StringOr(tmpl, "auth_endpoint_path");
+  config["token_endpoint"] = identity_host + json::StringOr(tmpl, "token_endpoint_path");
+  config["end_session_endpoint"] =
+      identity_host + json::StringOr(tmpl, "end_session_endpoint_path");
+  config["login_redirect_uri"] = account_host + json::StringOr(tmpl, "login_redirect_path");
+  config["logout_redirect_uri"] = account_host + json::StringOr(tmpl, "logout_redirect_path");
+  return config;
+}
+
+PkceClient::PkceClient(const std::string &name) : impl_(new PkceClientImpl(name)) {}
+PkceClient::~PkceClient() = default;
+
+bool PkceClient::HasTokenFile() const {
+  return impl_->HasTokenFile();
+}
+
+Json::Value PkceClient::FormatPkceConfig(const Json::Value &tmpl) const {
+  return impl_->FormatPkceConfig(tmpl);
+}
+
+void PkceClient::SetPkceConfig(const Json::Value &config) {
+  impl_->SetPkceConfig(config);
+}
+
+void PkceClient::ExchangeToken(const std::string &code, const std::string &code_verifier,
+                               const std::string &redirect_uri) const {
+  impl_->ExchangeToken(code, code_verifier, redirect_uri);
+}
+
+std::string PkceClient::GetAccessToken() const {
+  return impl_->GetAccessToken();
+}
+std::string PkceClient::GetIdToken() const {
+  return impl_->GetIdToken();
+}
+
+}  // namespace vexozeph

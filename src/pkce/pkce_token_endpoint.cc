@@ -1,0 +1,156 @@
+// The network half of an OAuth client: the authorization-code exchange, the renewal with
+// the refresh token, and the token getters that renew on the way.
+#define ZLOG_MODULE_NAME "pkce_client"
+
+#include "internal/http/session.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "internal/pkce_client_impl.h"
+#include "internal/string_utils.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/file_lock.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+const long kRequestTimeoutMs = 30000;
+// Enough of an answer to diagnose it; a whole (capped) body would swamp the log.
+const size_t kShownAnswerBytes = 2048;
+const char *const kTokenMembers[] = {"access_token", "id_token", "refresh_token"};
+
+std::string Truncated(const std::string &text) {
+  if (text.size() <= kShownAnswerBytes) return text;
+  return text.substr(0, kShownAnswerBytes) + format("...(%zu bytes)", text.size());
+}
+
+// An answer as it may appear in a log line or an exception text: as received, unless it
+// holds tokens (a half-good answer still carries live ones), which are then shortened in
+// a re-rendering of the parsed value. Styled rendering is always a re-rendering.
+std::string Shown(const Json::Value &answer, const std::string &text, bool styled = false) {
+  Json::Value shown = answer;
+  bool holds_tokens = false;
+  if (shown.isObject()) {
+    for (const char *key : kTokenMembers) {
+      std::string token;
+      if (!json::GetString(shown, key, token)) continue;
+      shown[key] = ShortenSecret(token);
+      holds_tokens = true;
+    }
+  }
+  if (styled) return Truncated(shown.toStyledString());
+  return Truncated(holds_tokens ? json::ToCompactString(shown) : text);
+}
+
+http::Response PostForm(const Json::Value &config, const http::Payload &form) {
+  const std::string client_id = json::StringOr(config, "client_id");
+  return http::Post(http::Url{json::StringOr(config, "token_endpoint")},
+                    http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
+                    http::Header{{"X-Client-ID", client_id}}, form);
+}
+
+}  // namespace
+
+void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
+                                   const std::string &redirect_uri) const {
+  FileLock lock(LockPath("_exchange_token"));
+  LockOrThrow(lock);
+  http::Response response =
+      PostForm(config_, http::Payload{
+                            {"grant_type", "authorization_code"},
+                            {"client_id", json::StringOr(config_, "client_id")},
+                            {"redirect_uri", redirect_uri},
+                            {"code", code},
+                            {"code_verifier", code_verifier},
+                        });
+  if (response.error) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to exchange token, reqcode=%d, reqmsg=%s",
+                               response.error.code, response.error.message.c_str()));
+  }
+  if (response.status_code != 200) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to exchange token, code=%ld, resp=%s", response.status_code,
+                               Truncated(response.text).c_str()));
+  }
+  Json::Value answer;
+  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  if (!IsTokenSet(answer)) {
+    const std::string shown = Shown(answer, response.text);
+    ZLOG("Failed to PkceLogin by [%s|%s], resp=%s", ShortenSecret(code).c_str(),
+         ShortenSecret(code_verifier).c_str(), shown.c_str());
+    // The wording names the auth-key exchange; callers and log readers know it so.
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
+                        format("Failed to parse exchange authkey resp, code=%ld, resp=%s",
+                               response.status_code, shown.c_str()));
+  }
+  SaveToken(answer);
+}
+
+void PkceClientImpl::RenewToken() const {
+  Renew(false);
+}
+
+void PkceClientImpl::Renew(bool only_if_lapsed) const {
+  FileLock lock(LockPath("_renew_token"));
+  LockOrThrow(lock);
+  // Decided on the file as it is now, under the lock: a caller that waited here while
+  // another renewed adopts that token instead of spending the rotated refresh token.
+  if (only_if_lapsed && !IsTokenExpired()) return;
+  const std::string refresh_token = ReadTokenMember("refresh_token", true);
+  http::Response response =
+      PostForm(config_, http::Payload{
+                            {"grant_type", "refresh_token"},
+                            {"refresh_token", refresh_token},
+                            {"client_id", json::StringOr(config_, "client_id")},
+                        });
+  if (response.error) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to renew token, reqcode=%d, reqmsg=%s", response.error.code,
+                               response.error.message.c_str()));
+  }
+  // Parsed before the status is looked at: an error page that is not JSON is code 2.
+  Json::Value answer;
+  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  if (!answer.isObject()) {
+    std::string message = format("Failed to parse renew token resp, code=%ld, resp=%s",
+                                 response.status_code, Shown(answer, response.text).c_str());
+    ZLOG("%s", message.c_str());
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY, message);
+  }
+  if (response.status_code != 200) {
+    // Whatever the status, a JSON refusal means the refresh token is no longer good.
+    std::string message =
+        format("Failed to renew token, refresh_token is expired or revoked, code=%ld, resp=%s",
+               response.status_code, Shown(answer, response.text).c_str());
+    ZLOG("%s", message.c_str());
+    throw ZephException(VEXOZEPH_ERR_AUTH, message);
+  }
+  if (!IsTokenSet(answer)) {
+    ZLOG("Failed to RenewToken by [%s], resp=%s", ShortenSecret(refresh_token).c_str(),
+         Shown(answer, response.text, true).c_str());
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
+                        format("Failed to parse renew token resp, code=%ld, resp=%s",
+                               response.status_code, Shown(answer, response.text).c_str()));
+  }
+  SaveToken(answer);
+}
+
+std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
+  FileLock lock(LockPath("_get_token"));
+  LockOrThrow(lock);
+  if (IsTokenExpired()) Renew(true);
+  return ReadTokenMember(key, true);
+}
+
+std::string PkceClientImpl::GetAccessToken() const {
+  return GetTokenRenewingIfLapsed("access_token");
+}
+
+std::string PkceClientImpl::GetIdToken() const {
+  return GetTokenRenewingIfLapsed("id_token");
+}
+
+}  // namespace vexozeph

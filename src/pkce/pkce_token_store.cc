@@ -1,0 +1,144 @@
+// The token file of one OAuth client: where it lives, reading one member, the expiry
+// rule and the locked, atomic save.
+#define ZLOG_MODULE_NAME "pkce_client"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <climits>
+
+#include "internal/clock.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "internal/pkce_client_impl.h"
+#include "internal/root_path.h"
+#include "internal/string_utils.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/file_lock.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+const char kTokenDirectory[] = "/usr/vexo/etc/vexona-account/private/";
+const unsigned int kLockWaitSeconds = 30;
+
+int64_t TimeMember(const PkceClientImpl &client, const char *key) {
+  int64_t value = 0;
+  if (!PkceClientImpl::ParseWholeNumber(client.GetPkceTokenVal(key), value)) {
+    throw ZephException(VEXOZEPH_ERR_BAD_JSON,
+                        format("Token member is not a whole number of seconds: %s", key));
+  }
+  return value;
+}
+
+}  // namespace
+
+std::string PkceClientImpl::GetTokenFilePath() const {
+  return RootedPath(kTokenDirectory + name_ + "_token.json");
+}
+
+std::string PkceClientImpl::LockPath(const char *suffix) const {
+  return format("/tmp/account_%s.lock", (name_ + suffix).c_str());
+}
+
+void PkceClientImpl::LockOrThrow(FileLock &lock) {
+  if (!lock.Lock(kLockWaitSeconds)) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
+                        format("Failed to lock file: %s", lock.GetPath().c_str()));
+  }
+}
+
+bool PkceClientImpl::HasTokenFile() const {
+  int fd = ::open(GetTokenFilePath().c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  ::close(fd);
+  return true;
+}
+
+bool PkceClientImpl::ParseWholeNumber(const std::string &text, int64_t &out) {
+  size_t at = 0;
+  bool negative = false;
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) negative = text[at++] == '-';
+  if (at == text.size()) return false;
+  // Accumulated as a negative number, whose range holds INT64_MIN.
+  int64_t value = 0;
+  for (; at < text.size(); ++at) {
+    if (text[at] < '0' || text[at] > '9') return false;
+    int digit = text[at] - '0';
+    if (value < (INT64_MIN + digit) / 10) return false;
+    value = value * 10 - digit;
+  }
+  if (!negative && value == INT64_MIN) return false;
+  out = negative ? value : -value;
+  return true;
+}
+
+bool PkceClientImpl::MemberText(const Json::Value &object, const std::string &key, bool text_only,
+                                std::string &out) {
+  const Json::Value &member = json::Member(object, key.c_str());
+  if (member.isString()) {
+    out = member.asString();
+    return true;
+  }
+  // Times may come as numbers; JsonCpp renders integers in plain decimal.
+  if (!text_only && member.isNumeric()) {
+    out = member.asString();
+    return true;
+  }
+  return false;
+}
+
+bool PkceClientImpl::IsTokenSet(const Json::Value &answer) {
+  std::string text;
+  int64_t seconds = 0;
+  return answer.isObject() && MemberText(answer, "access_token", true, text) &&
+         MemberText(answer, "id_token", true, text) &&
+         MemberText(answer, "refresh_token", true, text) &&
+         MemberText(answer, "expires_in", false, text) && ParseWholeNumber(text, seconds);
+}
+
+std::string PkceClientImpl::ReadTokenMember(const std::string &key, bool text_only) const {
+  if (!HasTokenFile()) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to find an existed token file");
+  }
+  Json::Value file;
+  if (!json::FromFile(GetTokenFilePath(), file)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  std::string text;
+  if (MemberText(file, key, text_only, text)) return text;
+  throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to get key: " + key);
+}
+
+std::string PkceClientImpl::GetPkceTokenVal(const std::string &key) const {
+  return ReadTokenMember(key, false);
+}
+
+int64_t PkceClientImpl::GetExpiredAt() const {
+  const int64_t created_at = TimeMember(*this, "created_at");
+  const int64_t expires_in = TimeMember(*this, "expires_in");
+  int64_t expired_at = 0;
+  // A lifetime no clock reaches is as good as forever, and a time before any clock as
+  // good as long past.
+  if (__builtin_add_overflow(created_at, expires_in, &expired_at)) {
+    return expires_in > 0 ? INT64_MAX : INT64_MIN;
+  }
+  return expired_at;
+}
+
+bool PkceClientImpl::IsTokenExpired() const {
+  return GetExpiredAt() < clock::Now();
+}
+
+void PkceClientImpl::SaveToken(const Json::Value &token) const {
+  if (!token.isObject()) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  FileLock lock(LockPath("_save_token"));
+  LockOrThrow(lock);
+  Json::Value saved = token;
+  // The local time of the save, whatever the server said: expiry is judged by this
+  // appliance's clock alone.
+  saved["created_at"] = Json::Int64(clock::Now());
+  json::ToFile(saved, GetTokenFilePath());  // atomic, 0600; logs and throws code 2
+}
+
+}  // namespace vexozeph

@@ -1,0 +1,343 @@
+// The device client's tokens against the cloud emulator: the code exchange, renewal once
+// the token has lapsed by the library's clock, the answers that must be refused, and
+// many processes finding the same lapsed token at once.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "internal/clock.h"
+#include "internal/json_utils.h"
+#include "internal/pkce_client_impl.h"
+#include "support/child_process.h"
+#include "support/cloud_emulator.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/pkce_client.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const char kSerial[] = "SN2207PKCE";
+const char kMac[] = "00:11:32:0d:0e:0f";
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
+const char kTokenPath[] = "/oauth2/token";
+
+using Keys = std::vector<std::string>;
+
+int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
+  try {
+    body();
+  } catch (const ZephException &e) {
+    if (message != nullptr) *message = e.what();
+    return static_cast<int>(e.GetCode());
+  }
+  return -1;
+}
+
+class PkceClientAgainstCloud : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    NewAccount wanted;
+    wanted.email = "owner@example.com";
+    wanted.password = "pw-owner";
+    account_ = cloud_->CreateAccount(wanted);
+    Json::Value tmpl;
+    ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
+    config_ = client_.FormatPkceConfig(tmpl);
+    client_.SetPkceConfig(config_);
+  }
+  void TearDown() override { clock::ResetForTesting(); }
+
+  // A fresh authorization code of the device client and its verifier.
+  std::pair<std::string, std::string> Authorize() {
+    PkcePair pair = PkcePair::Make();
+    SignInRequest request;
+    request.email = account_.email;
+    request.password = account_.password;
+    request.scope = cloud_->DeviceScope(kSerial, kMac);
+    request.code_challenge = pair.challenge;
+    return {cloud_->AuthorizeCode(request), pair.verifier};
+  }
+
+  // Signs in at `now` and returns the saved token file.
+  Json::Value SignIn(int64_t now) {
+    clock::SetForTesting(now);
+    auto code = Authorize();
+    client_.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
+    return File();
+  }
+
+  Json::Value File() const {
+    Json::Value file;
+    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
+    return file;
+  }
+
+  // The next answer of the token endpoint, whatever was asked.
+  void AnswerToken(int status, const std::string &body,
+                   const std::string &type = "application/json") {
+    Fault fault;
+    fault.path = kTokenPath;
+    fault.origin = "identity";
+    fault.status = status;
+    fault.body = body;
+    fault.content_type = type;
+    cloud_->QueueFault(fault);
+  }
+
+  std::vector<LoggedRequest> TokenRequests(const std::string &grant_type) {
+    std::vector<LoggedRequest> matching;
+    for (const auto &request : cloud_->Requests("identity", kTokenPath)) {
+      if (request.FormValue("grant_type") == grant_type) matching.push_back(request);
+    }
+    return matching;
+  }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> cloud_;
+  Account account_;
+  Json::Value config_;
+  PkceClientImpl client_{"tarn"};
+};
+
+TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterItsLastSecond) {
+  const int64_t t0 = 1700000000;
+  auto code = Authorize();
+  clock::SetForTesting(t0);
+  PkceClient device("tarn");
+  device.SetPkceConfig(config_);
+  device.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
+  // Another client object of the same name works on the file saved above.
+  Json::Value first = File();
+  EXPECT_EQ(first["created_at"].asInt64(), t0);
+  const int64_t lifetime = first["expires_in"].asInt64();
+  ASSERT_GT(lifetime, 0);
+
+  auto exchanges = TokenRequests("authorization_code");
+  ASSERT_EQ(exchanges.size(), 1u);
+  EXPECT_EQ(exchanges[0].FormKeys(),
+            (Keys{"grant_type", "client_id", "redirect_uri", "code", "code_verifier"}));
+  EXPECT_EQ(exchanges[0].FormValue("client_id"), "zeph-device");
+  EXPECT_EQ(exchanges[0].FormValue("code"), code.first);
+  EXPECT_EQ(exchanges[0].FormValue("code_verifier"), code.second);
+  EXPECT_EQ(exchanges[0].Header("X-Client-ID"), "zeph-device");
+  EXPECT_EQ(exchanges[0].Header("User-Agent"), TarnService().GetUserAgent());
+
+  clock::SetForTesting(t0 + lifetime);
+  EXPECT_EQ(client_.GetAccessToken(), first["access_token"].asString());
+  EXPECT_TRUE(TokenRequests("refresh_token").empty());
+
+  clock::SetForTesting(t0 + lifetime + 1);
+  const std::string renewed = client_.GetAccessToken();
+  EXPECT_NE(renewed, first["access_token"].asString());
+  auto renewals = TokenRequests("refresh_token");
+  ASSERT_EQ(renewals.size(), 1u);
+  EXPECT_EQ(renewals[0].FormKeys(), (Keys{"grant_type", "refresh_token", "client_id"}));
+  EXPECT_EQ(renewals[0].FormValue("refresh_token"), first["refresh_token"].asString());
+  Json::Value second = File();
+  EXPECT_EQ(second["access_token"].asString(), renewed);
+  EXPECT_NE(second["refresh_token"], first["refresh_token"]);
+  EXPECT_EQ(second["created_at"].asInt64(), t0 + lifetime + 1);
+  // The identity token comes from the same renewed file, without another request.
+  EXPECT_EQ(client_.GetIdToken(), second["id_token"].asString());
+  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+}
+
+TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
+  struct Case {
+    int status;
+    std::string body;
+    int code;
+    std::string message;
+  };
+  const std::string refusal = "{\"error\":\"invalid_grant\"}";
+  const std::vector<Case> cases = {
+      {400, refusal, VEXOZEPH_ERR_NO_REPLY, "Failed to exchange token, code=400, resp=" + refusal},
+      {200, "<html>oops</html>", VEXOZEPH_ERR_BAD_JSON, ""},
+      {200, "[\"access_token\"]", VEXOZEPH_ERR_TOKEN_STATE,
+       "Failed to parse exchange authkey resp, code=200"},
+      // Tokens are text; a number in place of one is no token.
+      {200, "{\"access_token\":1,\"id_token\":\"i\",\"refresh_token\":\"r\",\"expires_in\":60}",
+       VEXOZEPH_ERR_TOKEN_STATE, "Failed to parse exchange authkey resp"},
+      // Without a usable lifetime the file could never be judged, so it is not written.
+      {200, "{\"access_token\":\"a\",\"id_token\":\"i\",\"refresh_token\":\"r\"}",
+       VEXOZEPH_ERR_TOKEN_STATE, "Failed to parse exchange authkey resp"},
+  };
+  for (const Case &c : cases) {
+    LogCapture log;
+    AnswerToken(c.status, c.body);
+    const std::string code = "code-0123456789abcdef";
+    const std::string verifier = "verifier-0123456789abcdef";
+    std::string message;
+    EXPECT_EQ(CodeOf([&] { client_.ExchangeToken(code, verifier, "https://x/cb"); }, &message),
+              c.code)
+        << c.body;
+    EXPECT_NE(message.find(c.message), std::string::npos) << message;
+    EXPECT_FALSE(client_.HasTokenFile()) << c.body;
+    if (c.code == VEXOZEPH_ERR_TOKEN_STATE) {
+      EXPECT_EQ(log.Count("Failed to PkceLogin by [code-01234...|verifier-0...], resp="), 1u);
+    }
+    for (const auto &line : log.Lines()) {
+      EXPECT_EQ(line.find(code), std::string::npos) << line;
+      EXPECT_EQ(line.find(verifier), std::string::npos) << line;
+    }
+  }
+
+  // A cut connection is a transport error with libcurl's own code in the text.
+  Fault drop;
+  drop.path = kTokenPath;
+  drop.drop = true;
+  cloud_->QueueFault(drop);
+  std::string message;
+  EXPECT_EQ(CodeOf([&] { client_.ExchangeToken("c", "v", "https://x/cb"); }, &message),
+            VEXOZEPH_ERR_NO_REPLY);
+  EXPECT_NE(message.find("Failed to exchange token, reqcode=52, reqmsg="), std::string::npos)
+      << message;
+  EXPECT_FALSE(client_.HasTokenFile());
+}
+
+TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile) {
+  const int64_t t0 = 1700000000;
+  Json::Value saved = SignIn(t0);
+  const std::string refresh = saved["refresh_token"].asString();
+  const std::string before = root_.ReadFile(kTokenFile);
+  clock::SetForTesting(t0 + saved["expires_in"].asInt64() + 1);
+
+  struct Case {
+    int status;
+    std::string body;
+    std::string type;
+    int code;
+    std::string message;
+  };
+  const std::string half =
+      "{\"access_token\":\"fresh-access-0123456789\",\"refresh_token\":\"fresh-refresh-"
+      "0123456789\","
+      "\"expires_in\":3600}";
+  const std::vector<Case> cases = {
+      {400, "{\"error\":\"invalid_grant\"}", "application/json", VEXOZEPH_ERR_AUTH,
+       "Failed to renew token, refresh_token is expired or revoked, code=400, "
+       "resp={\"error\":\"invalid_grant\"}"},
+      // The body is read before the status: an error page is not JSON.
+      {502, "<html><body>Bad gateway</body></html>", "text/html", VEXOZEPH_ERR_BAD_JSON, ""},
+      {200, "[1,2]", "application/json", VEXOZEPH_ERR_NO_REPLY,
+       "Failed to parse renew token resp, code=200, resp=[1,2]"},
+      {200, half, "application/json", VEXOZEPH_ERR_TOKEN_STATE,
+       "Failed to parse renew token resp, code=200"},
+  };
+  for (const Case &c : cases) {
+    LogCapture log;
+    AnswerToken(c.status, c.body, c.type);
+    std::string message;
+    EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), c.code) << c.body;
+    EXPECT_NE(message.find(c.message), std::string::npos) << message;
+    EXPECT_EQ(root_.ReadFile(kTokenFile), before) << c.body;
+    if (c.body == half) {
+      EXPECT_EQ(log.Count("Failed to RenewToken by [" + refresh.substr(0, 10) + "...], resp="), 1u);
+      // Neither the spent refresh token nor the half answer's tokens are logged whole.
+      for (const auto &line : log.Lines()) {
+        EXPECT_EQ(line.find(refresh), std::string::npos) << line;
+        EXPECT_EQ(line.find("fresh-access-0123456789"), std::string::npos) << line;
+      }
+      EXPECT_EQ(message.find("fresh-refresh-0123456789"), std::string::npos) << message;
+    }
+  }
+  // None of the faked answers touched the emulator's session: the real renewal works.
+  EXPECT_NE(client_.GetAccessToken(), saved["access_token"].asString());
+
+  // A revoked refresh token is refused by the identity host itself.
+  Json::Value renewed = File();
+  cloud_->RevokeRefreshToken(renewed["refresh_token"].asString());
+  clock::SetForTesting(t0 + 100000);
+  EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }), VEXOZEPH_ERR_AUTH);
+  EXPECT_EQ(File(), renewed);
+}
+
+TEST_F(PkceClientAgainstCloud, ProcessesFindingTheSameLapsedTokenRenewItOnce) {
+  const int64_t t0 = 1700000000;
+  Json::Value saved = SignIn(t0);
+  clock::SetForTesting(t0 + saved["expires_in"].asInt64() + 1);
+  cloud_->ClearRequests();
+
+  const int kProcesses = 16;
+  int go[2];
+  ASSERT_EQ(::pipe(go), 0);
+  std::vector<pid_t> children;
+  for (int i = 0; i < kProcesses; ++i) {
+    const std::string result = root_.Path("/tmp/token-" + std::to_string(i));
+    const Json::Value config = config_;
+    pid_t pid = StartChild([go, result, config] {
+      ::close(go[1]);
+      char byte = 0;
+      if (::read(go[0], &byte, 1) != 1) return 2;
+      std::ofstream out(result);
+      try {
+        PkceClient client("tarn");
+        client.SetPkceConfig(config);
+        out << client.GetAccessToken();
+        return 0;
+      } catch (const ZephException &e) {
+        out << e.what();
+        return 1;
+      }
+    });
+    ASSERT_GT(pid, 0);
+    children.push_back(pid);
+  }
+  ::close(go[0]);
+
+  // While they run, every read of the token file must find a whole JSON document.
+  std::atomic<bool> done{false};
+  std::atomic<int> reads{0};
+  std::atomic<int> torn{0};
+  std::thread reader([&] {
+    while (!done.load()) {
+      Json::Value file;
+      if (!json::FromFile(root_.Path(kTokenFile), file) || !file.isObject()) ++torn;
+      ++reads;
+    }
+  });
+  const std::string start(kProcesses, 'g');
+  ASSERT_EQ(::write(go[1], start.data(), start.size()), kProcesses);
+  ::close(go[1]);
+  std::vector<int> exits;
+  for (pid_t pid : children) exits.push_back(WaitChild(pid));
+  done.store(true);
+  reader.join();
+
+  std::set<std::string> tokens;
+  for (int i = 0; i < kProcesses; ++i) {
+    const std::string got = root_.ReadFile("/tmp/token-" + std::to_string(i));
+    EXPECT_EQ(exits[i], 0) << got;
+    tokens.insert(got);
+  }
+  EXPECT_EQ(tokens.size(), 1u);
+  EXPECT_EQ(*tokens.begin(), File()["access_token"].asString());
+  EXPECT_NE(*tokens.begin(), saved["access_token"].asString());
+  // The emulator refuses a spent refresh token and revokes the session, so a second
+  // renewal could not have passed unnoticed.
+  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+  EXPECT_GT(reads.load(), 0);
+  EXPECT_EQ(torn.load(), 0);
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
