@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "internal/request_token.h"
+#include "base/request_token.h"
 #include "oauth_tokens.h"
 
 namespace zeph_cloud {

@@ -1,7 +1,7 @@
 // The library's wall clock in whole seconds since the epoch. Cache and expiry rules read
 // it here so that tests can put their edges exactly where they want them.
-#ifndef VEXOZEPH_INTERNAL_CLOCK_H_
-#define VEXOZEPH_INTERNAL_CLOCK_H_
+#ifndef VEXOZEPH_BASE_CLOCK_H_
+#define VEXOZEPH_BASE_CLOCK_H_
 
 #include <cstdint>
 
@@ -17,4 +17,4 @@ void ResetForTesting();
 }  // namespace clock
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_CLOCK_H_
+#endif  // VEXOZEPH_BASE_CLOCK_H_

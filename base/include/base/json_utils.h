@@ -2,10 +2,11 @@
 // sends or a file holds may crash the process, and JsonCpp throws on type mismatches, so
 // every read of a member goes through the non-throwing accessors below, in which a
 // member of the wrong type counts as absent.
-#ifndef VEXOZEPH_INTERNAL_JSON_UTILS_H_
-#define VEXOZEPH_INTERNAL_JSON_UTILS_H_
+#ifndef VEXOZEPH_BASE_JSON_UTILS_H_
+#define VEXOZEPH_BASE_JSON_UTILS_H_
 
 #include <json/json.h>
+#include <sys/types.h>
 
 #include <cstdint>
 #include <string>
@@ -21,9 +22,9 @@ bool FromFile(const std::string &path, Json::Value &out);
 // "%s:%d Failed to parse json: %s".
 bool FromString(const std::string &text, Json::Value &out);
 
-// Writes `value` to `path` atomically (temporary file 0600, fsync, rename). On failure
-// logs "%s:%d Failed to save json: %s" and throws ZephException with code 2.
-void ToFile(const Json::Value &value, const std::string &path);
+// Writes `value`, indented, to `path` through WriteFileAtomically (temporary file with
+// `mode`, fsync, rename). False on failure, which is logged "%s:%d Failed to save json: %s".
+bool WriteFileAtomically(const Json::Value &value, const std::string &path, mode_t mode = 0600);
 
 // Compact one-line rendering.
 std::string ToCompactString(const Json::Value &value);
@@ -34,15 +35,18 @@ bool Has(const Json::Value &value, const char *key);
 // The member `key` when `value` is an object holding it, else a null value.
 const Json::Value &Member(const Json::Value &value, const char *key);
 
-// Typed reads: true and `out` set when the member exists with the right type.
-bool GetString(const Json::Value &value, const char *key, std::string &out);
-bool GetBool(const Json::Value &value, const char *key, bool &out);
-bool GetInt64(const Json::Value &value, const char *key, int64_t &out);
+// The member when it is an array, else an empty array.
+const Json::Value &ArrayMember(const Json::Value &value, const char *key);
 
-// The member as text when it is a string, else `fallback`.
+// Typed read: true and `out` set when the member exists and is a string.
+bool GetString(const Json::Value &value, const char *key, std::string &out);
+
+// The member when it exists with the right type, else `fallback`.
 std::string StringOr(const Json::Value &value, const char *key, const std::string &fallback = "");
+bool BoolOr(const Json::Value &value, const char *key, bool fallback);
+int64_t Int64Or(const Json::Value &value, const char *key, int64_t fallback);
 
 }  // namespace json
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_JSON_UTILS_H_
+#endif  // VEXOZEPH_BASE_JSON_UTILS_H_

@@ -1,7 +1,7 @@
 // The library's one way to write a log line. Lines go to syslog; tests can capture them
 // with a sink, and the command-line tool can mirror them to stderr (VEXOZEPH_LOG_STDERR=1).
-#ifndef VEXOZEPH_INTERNAL_LOG_H_
-#define VEXOZEPH_INTERNAL_LOG_H_
+#ifndef VEXOZEPH_BASE_LOG_H_
+#define VEXOZEPH_BASE_LOG_H_
 
 #include <syslog.h>
 
@@ -43,4 +43,4 @@ std::string ModuleOf(const char *file);
 #define ZLOG_AT(priority, fmt, ...) \
   ::vexozeph::log::Write(priority, "%s:%d " fmt, ZLOG_MODULE_, __LINE__, ##__VA_ARGS__)
 
-#endif  // VEXOZEPH_INTERNAL_LOG_H_
+#endif  // VEXOZEPH_BASE_LOG_H_

@@ -1,8 +1,8 @@
 // The request token: an iterated MD5 over the serial, account name and password. Pure
 // computation with no platform call, so the cloud emulator checks requests with the very
 // same code the appliance signs them with.
-#ifndef VEXOZEPH_INTERNAL_REQUEST_TOKEN_H_
-#define VEXOZEPH_INTERNAL_REQUEST_TOKEN_H_
+#ifndef VEXOZEPH_BASE_REQUEST_TOKEN_H_
+#define VEXOZEPH_BASE_REQUEST_TOKEN_H_
 
 #include <cstddef>
 #include <string>
@@ -23,4 +23,4 @@ int RequestTokenPasses(const char *input);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_REQUEST_TOKEN_H_
+#endif  // VEXOZEPH_BASE_REQUEST_TOKEN_H_

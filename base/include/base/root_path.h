@@ -1,7 +1,7 @@
 // Every absolute path the library and its platform touch is resolved here, so that tests
 // and the demo can run the whole system inside a throwaway directory tree.
-#ifndef VEXOZEPH_INTERNAL_ROOT_PATH_H_
-#define VEXOZEPH_INTERNAL_ROOT_PATH_H_
+#ifndef VEXOZEPH_BASE_ROOT_PATH_H_
+#define VEXOZEPH_BASE_ROOT_PATH_H_
 
 #include <string>
 
@@ -17,4 +17,4 @@ std::string RootedPath(const std::string &absolute);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ROOT_PATH_H_
+#endif  // VEXOZEPH_BASE_ROOT_PATH_H_

@@ -1,5 +1,5 @@
-#ifndef VEXOZEPH_INTERNAL_STRING_UTILS_H_
-#define VEXOZEPH_INTERNAL_STRING_UTILS_H_
+#ifndef VEXOZEPH_BASE_STRING_UTILS_H_
+#define VEXOZEPH_BASE_STRING_UTILS_H_
 
 #include <string>
 
@@ -18,4 +18,4 @@ std::string ShortenSecret(const std::string &secret);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_STRING_UTILS_H_
+#endif  // VEXOZEPH_BASE_STRING_UTILS_H_
