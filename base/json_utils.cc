@@ -1,5 +1,7 @@
 #include "base/json_utils.h"
 
+#include <errno.h>
+
 #include <memory>
 
 #include "base/atomic_file.h"
@@ -44,7 +46,9 @@ bool WriteFileAtomically(const Json::Value &value, const std::string &path, mode
   if (::vexozeph::WriteFileAtomically(path, Json::writeString(builder, value) + "\n", mode)) {
     return true;
   }
+  int saved = errno;
   ZLOG("Failed to save json: %s", path.c_str());
+  errno = saved;
   return false;
 }
 

@@ -4,19 +4,15 @@
 # instead of taking them from the platform.
 cmake_minimum_required(VERSION 3.18)
 
+# The dynamic symbols `lib` defines, one name each.
 function(defined_symbols lib out)
-  execute_process(COMMAND nm -D --defined-only ${lib} OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
+  execute_process(COMMAND nm -D --defined-only --format=just-symbols ${lib}
+                  OUTPUT_VARIABLE names RESULT_VARIABLE rc)
   if(NOT rc EQUAL 0)
     message(FATAL_ERROR "nm failed on ${lib}")
   endif()
-  string(REPLACE "\n" ";" lines "${symbols}")
-  set(names "")
-  foreach(line ${lines})
-    string(REGEX REPLACE "^[0-9a-fA-F]* *[A-Za-z] " "" name "${line}")
-    if(NOT name STREQUAL "")
-      list(APPEND names "${name}")
-    endif()
-  endforeach()
+  string(STRIP "${names}" names)
+  string(REPLACE "\n" ";" names "${names}")
   set(${out} "${names}" PARENT_SCOPE)
 endfunction()
 
