@@ -13,10 +13,10 @@
 #include "account_form_api.h"
 #include "account_oauth_api.h"
 #include "admin_api.h"
-#include "emulator.h"
-#include "identity_api.h"
 #include "base/json_utils.h"
 #include "base/log.h"
+#include "emulator.h"
+#include "identity_api.h"
 #include "options.h"
 #include "payment_api.h"
 #include "pkce_templates.h"
@@ -234,9 +234,8 @@ int Run(const Options &options) {
 int main(int argc, char **argv) {
   // The base's log lines (a request token that cannot be computed, a state file that
   // cannot be saved) belong in the emulator's own output, not in the host's syslog.
-  vexozeph::log::SetSink([](int, const std::string &line) {
-    std::fprintf(stderr, "zeph-cloud: %s\n", line.c_str());
-  });
+  vexozeph::log::SetSink(
+      [](int, const std::string &line) { std::fprintf(stderr, "zeph-cloud: %s\n", line.c_str()); });
   zeph_cloud::Options options;
   std::string error;
   if (!zeph_cloud::ParseOptions(argc, argv, options, error)) {

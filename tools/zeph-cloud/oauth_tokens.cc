@@ -1,7 +1,7 @@
 #include "oauth_tokens.h"
 
-#include "crypto_utils.h"
 #include "base/json_utils.h"
+#include "crypto_utils.h"
 
 namespace zeph_cloud {
 
