@@ -1,20 +1,5 @@
-// The library's wall clock in whole seconds since the epoch. Cache and expiry rules read
-// it here so that tests can put their edges exactly where they want them.
+// The library's sources name this helper by its old path; it lives in the base layer.
 #ifndef VEXOZEPH_INTERNAL_CLOCK_H_
 #define VEXOZEPH_INTERNAL_CLOCK_H_
-
-#include <cstdint>
-
-namespace vexozeph {
-namespace clock {
-
-int64_t Now();
-
-// Fixes Now() at `seconds` until ResetForTesting().
-void SetForTesting(int64_t seconds);
-void ResetForTesting();
-
-}  // namespace clock
-}  // namespace vexozeph
-
+#include "base/clock.h"
 #endif  // VEXOZEPH_INTERNAL_CLOCK_H_

@@ -1,20 +1,5 @@
-// Every absolute path the library and its platform touch is resolved here, so that tests
-// and the demo can run the whole system inside a throwaway directory tree.
+// The library's sources name this helper by its old path; it lives in the base layer.
 #ifndef VEXOZEPH_INTERNAL_ROOT_PATH_H_
 #define VEXOZEPH_INTERNAL_ROOT_PATH_H_
-
-#include <string>
-
-namespace vexozeph {
-
-// The root prefix from VEXOZEPH_ROOT, read with secure_getenv so that a setuid or setgid
-// process never honours it. Empty when unset. A trailing slash is dropped.
-std::string RootPrefix();
-
-// `absolute` (which must begin with '/') under the root prefix; unchanged when there is
-// no prefix or the path is not absolute.
-std::string RootedPath(const std::string &absolute);
-
-}  // namespace vexozeph
-
+#include "base/root_path.h"
 #endif  // VEXOZEPH_INTERNAL_ROOT_PATH_H_

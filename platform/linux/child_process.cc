@@ -9,12 +9,14 @@
 
 #include <cstring>
 
-#include "internal/root_path.h"
-#include "unique_fd.h"
+#include "base/root_path.h"
+#include "base/unique_fd.h"
 
 extern char **environ;
 
 namespace vexo_platform {
+using vexozeph::UniqueFd;
+
 namespace {
 
 // The caller's environment with `extra` laid over it.

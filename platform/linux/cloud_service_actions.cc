@@ -11,8 +11,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/log.h"
 #include "cloud_service_error.h"
-#include "internal/log.h"
 #include "platform_error.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vlib_error.h"

@@ -11,15 +11,17 @@
 #include <string>
 
 #include "atomic_replace.h"
+#include "base/directories.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "cloud_service_error.h"
-#include "directories.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
 #include "platform_error.h"
 #include "text_file.h"
 #include "vexo_platform/vexo_cloud_service.h"
 
 namespace vexo_platform {
+using vexozeph::MakeDirectories;
+
 namespace {
 
 constexpr size_t kKeyBytes = 16;

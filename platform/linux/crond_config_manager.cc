@@ -17,10 +17,10 @@
 #include <string>
 
 #include "atomic_replace.h"
+#include "base/directories.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "cron_schedule.h"
-#include "directories.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
 #include "platform_error.h"
 #include "vexo_platform/vexo_scheduler.h"
 #include "vexo_platform/vlib_device.h"
@@ -179,7 +179,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
 
     const std::string store_dir = DirectoryOf(impl_->StorePath());
     const std::string cron_dir = DirectoryOf(impl_->CronPath());
-    if (!MakeDirectories(store_dir, 0755) || !MakeDirectories(cron_dir, 0755)) {
+    if (!vexozeph::MakeDirectories(store_dir, 0755) || !vexozeph::MakeDirectories(cron_dir, 0755)) {
       SET_PLATFORM_ERROR(errno);
       return 0;
     }

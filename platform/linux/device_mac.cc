@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "platform_error.h"
 #include "text_file.h"
 #include "vexo_platform/vexo_cloud_service.h"

@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <string>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "platform_error.h"
 #include "text_file.h"
 #include "vexo_platform/vlib_device.h"

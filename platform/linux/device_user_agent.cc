@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "platform_error.h"
 #include "text_file.h"
 #include "vexo_platform/vlib_device.h"

@@ -5,10 +5,11 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "base/unique_fd.h"
 #include "platform_error.h"
-#include "unique_fd.h"
 
 namespace vexo_platform {
+using vexozeph::UniqueFd;
 
 int TryLockFile(const char *path, int exclusive, int *handle) {
   if (path == nullptr || handle == nullptr) {

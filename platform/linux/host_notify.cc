@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <string>
 
-#include "internal/clock.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
+#include "base/clock.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "json_line_log.h"
 #include "platform_error.h"
 #include "sz_containers.h"

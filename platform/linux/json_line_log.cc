@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include "atomic_replace.h"
-#include "directories.h"
-#include "unique_fd.h"
+#include "base/directories.h"
+#include "base/unique_fd.h"
 
 namespace vexo_platform {
+using vexozeph::MakeDirectories;
+using vexozeph::UniqueFd;
 
 bool AppendJsonLine(const std::string &path, const Json::Value &record) {
   Json::StreamWriterBuilder builder;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "atomic_replace.h"
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "platform_error.h"
 #include "text_file.h"
 #include "vexo_platform/vexo_scheduler.h"

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "kv_file.h"
 #include "platform_error.h"
 #include "vexo_platform/vexo_payment.h"

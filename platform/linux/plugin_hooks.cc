@@ -19,11 +19,11 @@
 #include <string>
 #include <vector>
 
+#include "base/log.h"
+#include "base/root_path.h"
+#include "base/unique_fd.h"
 #include "child_process.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
 #include "platform_error.h"
-#include "unique_fd.h"
 #include "vexo_platform/vlib_plugin.h"
 
 struct _tag_VLIBPLUGIN_ {
@@ -32,6 +32,8 @@ struct _tag_VLIBPLUGIN_ {
 };
 
 namespace vexo_platform {
+using vexozeph::UniqueFd;
+
 namespace {
 
 constexpr long kHookTimeoutMs = 60 * 1000;

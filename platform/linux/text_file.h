@@ -10,8 +10,9 @@ namespace vexo_platform {
 // Files the platform reads are small; anything bigger is refused rather than slurped.
 constexpr size_t kMaxTextFileSize = 4 * 1024 * 1024;
 
-// Reads the whole file at `path` into `out`. False with errno set when it cannot be
-// opened or read, or (EFBIG) when it is larger than `max_size`.
+// Reads the whole file at `path` into `out` (vexozeph::ReadWholeFile with the platform's
+// size cap). False with errno set when it cannot be opened or read, or (EFBIG) when it is
+// larger than `max_size`.
 bool ReadTextFile(const std::string &path, std::string &out, size_t max_size = kMaxTextFileSize);
 
 // The first line of the file at `path`, trimmed of surrounding white space. False with
@@ -20,9 +21,6 @@ bool ReadFirstLine(const std::string &path, std::string &out);
 
 // `text` without leading and trailing white space.
 std::string Trimmed(const std::string &text);
-
-// Writes all of `data` to `fd`, retrying after interruptions. False with errno set.
-bool WriteAll(int fd, const std::string &data);
 
 // Copies `text` into `buf` of `size` bytes when it fits with its NUL. False otherwise.
 bool CopyOut(const std::string &text, char *buf, size_t size);

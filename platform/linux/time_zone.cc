@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "platform_error.h"
 #include "sz_containers.h"
 #include "text_file.h"

@@ -14,12 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "base/unique_fd.h"
 #include "child_process.h"
 #include "platform_error.h"
-#include "unique_fd.h"
 #include "vexo_platform/vlib_process.h"
 
 namespace vexo_platform {
+using vexozeph::UniqueFd;
+
 namespace {
 
 std::vector<std::string> Collect(va_list args) {

@@ -138,7 +138,10 @@ void PkceClientImpl::SaveToken(const Json::Value &token) const {
   // The local time of the save, whatever the server said: expiry is judged by this
   // appliance's clock alone.
   saved["created_at"] = Json::Int64(clock::Now());
-  json::ToFile(saved, GetTokenFilePath());  // atomic, 0600; logs and throws code 2
+  // Atomic and 0600: a reader never sees a torn token file. The helper logs the failure.
+  if (!json::WriteFileAtomically(saved, GetTokenFilePath())) {
+    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  }
 }
 
 }  // namespace vexozeph

@@ -29,7 +29,7 @@ class AccountQuery : public AccountAppliance {
     wanted.critical_version_list["c"] = true;
     wanted.critical_version_list["a"] = true;
     wanted.critical_version_list["b"] = false;
-    wanted.realname_validation_pass.reset();
+    wanted.realname_validation_pass = Json::Value();  // left out of the answers
     wanted.report_cron_timestring = "5 3 * * *";
     quinn_ = MakeAccount("quinn@example.com", wanted);
     SignIn(quinn_);

@@ -69,6 +69,25 @@ Reply Call(const std::string &ca_file, const std::string &url, const std::string
   return reply;
 }
 
+// The device client's code exchange at the identity host.
+Reply ExchangeCode(const CloudEmulator &cloud, const std::string &code, const std::string &verifier,
+                   const std::string &redirect = "") {
+  std::string form = Form({{"grant_type", "authorization_code"},
+                           {"client_id", "zeph-device"},
+                           {"redirect_uri", redirect.empty() ? cloud.LoginRedirectUri() : redirect},
+                           {"code", code},
+                           {"code_verifier", verifier}});
+  return Call(cloud.CaFile(), cloud.IdentityOrigin() + "/oauth2/token", &form,
+              {"X-Client-ID: zeph-device"});
+}
+
+// The account host's auth key for a device session's access token.
+Reply ExchangeForAuthKey(const CloudEmulator &cloud, const std::string &access_token) {
+  std::string none;
+  return Call(cloud.CaFile(), cloud.AccountOrigin() + "/oauth2/api/v1/device/core/authkey/exchange",
+              &none, {"Authorization: Bearer " + access_token});
+}
+
 // Tokens computed independently (iterated MD5, 14 and 5 passes) for these inputs.
 const char kSerial[] = "SN-EMU-1";
 const char kSerialToken[] = "5b8551224ab4fa368548c024763e9f16";
@@ -102,13 +121,7 @@ class EmulatorTest : public ::testing::Test {
   }
   Reply Exchange(const std::string &code, const std::string &verifier,
                  const std::string &redirect = "") {
-    return Post(cloud_->IdentityOrigin() + "/oauth2/token",
-                {{"grant_type", "authorization_code"},
-                 {"client_id", "zeph-device"},
-                 {"redirect_uri", redirect.empty() ? cloud_->LoginRedirectUri() : redirect},
-                 {"code", code},
-                 {"code_verifier", verifier}},
-                {"X-Client-ID: zeph-device"});
+    return ExchangeCode(*cloud_, code, verifier, redirect);
   }
   Reply Renew(const std::string &refresh_token) {
     return Post(cloud_->IdentityOrigin() + "/oauth2/token", {{"grant_type", "refresh_token"},
@@ -116,8 +129,7 @@ class EmulatorTest : public ::testing::Test {
                                                              {"client_id", "zeph-device"}});
   }
   Reply AuthKeyExchange(const std::string &access_token) {
-    return Post(cloud_->AccountOrigin() + "/oauth2/api/v1/device/core/authkey/exchange", {},
-                {"Authorization: Bearer " + access_token});
+    return ExchangeForAuthKey(*cloud_, access_token);
   }
 
   TempRoot root_;
@@ -438,20 +450,76 @@ TEST_F(EmulatorTest, SignInPageRefusesWithoutLeakingCodes) {
   EXPECT_TRUE(cloud_->State()["codes"].empty());
 }
 
+// Every member of every record goes through the state file and back: a restarted
+// emulator shows exactly the state it had.
 TEST(EmulatorLifecycle, StateFileSurvivesARestart) {
   TempRoot root;
   CloudEmulator::Options options;
   options.extra_args = {"--state-file", root.Dir() + "/zeph-cloud-state.json"};
   std::string id;
+  Json::Value before;
   {
     CloudEmulator first(ZEPH_CLOUD_BINARY, root, options);
     NewAccount kept;
     kept.email = "kept@example.com";
     kept.password = "pw";
+    kept.enews = true;
+    kept.realname_validation_pass = Json::Value();
+    kept.critical_version_list["7.2"] = true;
+    kept.report_cron_timestring = "5 3 * * *";
     id = first.CreateAccount(kept).id;
+    NewDevice device;
+    device.serial = kSerial;
+    device.mac = "00:11:32:aa:bb:cc";
+    device.api_key_expired = true;
+    device.register_limit = 5;
+    first.CreateDevice(device);
+    first.AddPackage("photos");
+
+    PkcePair pkce = PkcePair::Make();
+    SignInRequest sign_in{
+        kept.email, kept.password, "zeph-device", "", first.DeviceScope(kSerial, device.mac),
+        "st-1",     pkce.challenge};
+    Reply tokens = ExchangeCode(first, first.SignIn(sign_in), pkce.verifier);
+    ASSERT_EQ(tokens.status, 200) << tokens.body;
+    Reply key = ExchangeForAuthKey(first, tokens.json["access_token"].asString());
+    ASSERT_EQ(key.status, 200) << key.body;
+    first.SignIn(sign_in);  // a code left unused
+    before = first.State();
+  }
+  for (const char *kind : {"accounts", "devices", "auth_keys", "codes", "tokens", "packages"}) {
+    EXPECT_FALSE(before[kind].empty()) << kind;
   }
   CloudEmulator second(ZEPH_CLOUD_BINARY, root, options);
   EXPECT_EQ(second.GetAccount(id)["email"].asString(), "kept@example.com");
+  EXPECT_EQ(second.State(), before);
+}
+
+// The admin API checks each member's type and names the first wrong one; nothing of a
+// refused change is kept.
+TEST_F(EmulatorTest, AdminRefusesAMemberOfTheWrongTypeAndKeepsTheRecord) {
+  long status = 0;
+  Json::Value device;
+  device["serial"] = "SN-TYPED";
+  device["register_limit"] = "5";
+  EXPECT_EQ(cloud_->Admin("POST", "/admin/devices", device, &status)["error"].asString(),
+            "\"register_limit\" must be a whole number");
+  EXPECT_EQ(status, 400);
+
+  Json::Value change;
+  change["full_name"] = "Changed";
+  change["enews"] = "yes";
+  EXPECT_EQ(
+      cloud_->Admin("POST", "/admin/accounts/" + account_.id, change, &status)["error"].asString(),
+      "\"enews\" must be true or false");
+  EXPECT_EQ(status, 400);
+  Json::Value kept = cloud_->GetAccount(account_.id);
+  EXPECT_EQ(kept["full_name"].asString(), "Test User");
+  EXPECT_FALSE(kept["enews"].asBool());
+  change["id"] = "999";
+  change["enews"] = true;
+  cloud_->UpdateAccount(account_.id, change);
+  EXPECT_EQ(cloud_->GetAccount(account_.id)["id"].asString(), account_.id) << "the id is no field";
 }
 
 }  // namespace

@@ -13,12 +13,14 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include "base/atomic_file.h"
+#include "base/json_utils.h"
 
 namespace vexozeph {
 namespace testing {
@@ -119,23 +121,9 @@ std::string QueryParam(const std::string &url, const std::string &key) {
   return "";
 }
 
-bool ParseJson(const std::string &text, Json::Value &out) {
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  return reader->parse(text.data(), text.data() + text.size(), &out, nullptr);
-}
-
-std::string Compact(const Json::Value &value) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, value);
-}
-
 std::string ReadAll(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  std::string content;
+  return vexozeph::ReadWholeFile(path, content) ? content : "";
 }
 
 // Sets `key="value"` lines in a key-value settings file, replacing a key's existing line
@@ -158,15 +146,9 @@ void SetKeyValues(const std::string &path, const NamedPairs &values, mode_t mode
     if (!written[i]) lines.push_back(values[i].first + "=\"" + values[i].second + "\"");
   }
   fs::create_directories(fs::path(path).parent_path());
-  std::string temp = path + ".tmp";
-  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode);
-  if (fd < 0) throw std::runtime_error("cannot write " + temp);
   std::string text;
   for (const auto &line : lines) text += line + "\n";
-  bool ok = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-            ::fchmod(fd, mode) == 0;
-  ::close(fd);
-  if (!ok || ::rename(temp.c_str(), path.c_str()) != 0) {
+  if (!vexozeph::WriteFileAtomically(path, text, mode)) {
     throw std::runtime_error("cannot write " + path);
   }
 }
@@ -187,19 +169,8 @@ std::string SharedTlsDir(const TempRoot &root) {
   return root.Dir() + "/zeph-cloud/tls";
 }
 
-NamedPairs PairsOf(const Json::Value &list) {
-  NamedPairs pairs;
-  if (!list.isArray()) return pairs;
-  for (const auto &item : list) {
-    if (item.isArray() && item.size() == 2 && item[0].isString() && item[1].isString()) {
-      pairs.emplace_back(item[0].asString(), item[1].asString());
-    }
-  }
-  return pairs;
-}
-
 std::string StringOf(const Json::Value &object, const char *key) {
-  return object.isObject() && object[key].isString() ? object[key].asString() : "";
+  return vexozeph::json::StringOr(object, key);
 }
 
 }  // namespace
@@ -237,6 +208,13 @@ std::string LoggedRequest::FormValue(const std::string &key) const {
     if (pair.first == key) return pair.second;
   }
   return "";
+}
+
+NewAccount::NewAccount() {
+  full_name = "Test User";
+  country = "US";
+  timezone = "America/New_York";
+  notify_language = "enu";
 }
 
 PkcePair PkcePair::Make() {
@@ -319,8 +297,10 @@ void CloudEmulator::Start(const std::string &binary, const Options &options) {
 
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (true) {
+    // The file appears whole (it is renamed into place) once the emulator listens.
     Json::Value ready;
-    if (ParseJson(ReadAll(ready_file), ready) && ready.isObject()) {
+    std::string text = ReadAll(ready_file);
+    if (!text.empty() && vexozeph::json::FromString(text, ready) && ready.isObject()) {
       account_origin_ = StringOf(ready, "account_origin");
       identity_origin_ = StringOf(ready, "identity_origin");
       payment_origin_ = StringOf(ready, "payment_origin");
@@ -384,7 +364,8 @@ std::string CloudEmulator::LoginRedirectUri() const {
 
 std::string CloudEmulator::DeviceScope(const std::string &serial, const std::string &mac) const {
   Json::Value login;
-  if (!ParseJson(root_.ReadFile(std::string(kDefaultsConfigDir) + "/pkce_login.conf"), login)) {
+  if (!vexozeph::json::FromString(
+          root_.ReadFile(std::string(kDefaultsConfigDir) + "/pkce_login.conf"), login)) {
     throw std::runtime_error("the login template is missing from the root");
   }
   std::string scope = StringOf(login, "scope");
@@ -399,10 +380,11 @@ std::string CloudEmulator::DeviceScope(const std::string &serial, const std::str
 
 Json::Value CloudEmulator::Admin(const std::string &method, const std::string &path,
                                  const Json::Value &body, long *status) {
-  HttpResult result = Http(method, admin_origin_ + path, body.isNull() ? "" : Compact(body),
-                           "application/json", "");
+  HttpResult result =
+      Http(method, admin_origin_ + path, body.isNull() ? "" : vexozeph::json::ToCompactString(body),
+           "application/json", "");
   Json::Value answer;
-  ParseJson(result.body, answer);
+  vexozeph::json::FromString(result.body, answer);
   if (status != nullptr) {
     *status = result.status;
   } else if (result.status < 200 || result.status > 299) {
@@ -413,26 +395,7 @@ Json::Value CloudEmulator::Admin(const std::string &method, const std::string &p
 }
 
 Account CloudEmulator::CreateAccount(const NewAccount &wanted) {
-  Json::Value input;
-  input["email"] = wanted.email;
-  input["password"] = wanted.password;
-  input["full_name"] = wanted.full_name;
-  input["country"] = wanted.country;
-  input["timezone"] = wanted.timezone;
-  input["notify_language"] = wanted.notify_language;
-  input["activated"] = wanted.activated;
-  input["disabled"] = wanted.disabled;
-  input["enews"] = wanted.enews;
-  input["critical_release"] = wanted.critical_release;
-  input["enews_local_promotion"] = wanted.enews_local_promotion;
-  input["realname_validation_pass"] = wanted.realname_validation_pass
-                                          ? Json::Value(*wanted.realname_validation_pass)
-                                          : Json::Value();
-  input["critical_version_list"] = wanted.critical_version_list;
-  if (!wanted.report_cron_timestring.empty()) {
-    input["report_cron_timestring"] = wanted.report_cron_timestring;
-  }
-  if (!wanted.id.empty()) input["id"] = wanted.id;
+  Json::Value input = zeph_cloud::ToJson(wanted);
   Json::Value created = Admin("POST", "/admin/accounts", input);
   return Account{StringOf(created, "id"), wanted.email, wanted.password};
 }
@@ -450,13 +413,7 @@ void CloudEmulator::DeleteAccount(const std::string &id) {
 }
 
 void CloudEmulator::CreateDevice(const NewDevice &wanted) {
-  Json::Value input;
-  input["serial"] = wanted.serial;
-  input["mac"] = wanted.mac;
-  input["api_key"] = wanted.api_key;
-  input["api_key_expired"] = wanted.api_key_expired;
-  input["register_limit"] = wanted.register_limit;
-  Admin("POST", "/admin/devices", input);
+  Admin("POST", "/admin/devices", zeph_cloud::ToJson(wanted));
 }
 
 void CloudEmulator::AddClient(const std::string &client_id) {
@@ -552,21 +509,13 @@ std::vector<LoggedRequest> CloudEmulator::Requests(const std::string &origin,
   if (!path.empty()) query += std::string(query.empty() ? "" : "&") + "path=" + Escape(path);
   Json::Value answer = Admin("GET", "/admin/requests" + (query.empty() ? "" : "?" + query));
   std::vector<LoggedRequest> requests;
-  for (const auto &item : answer["requests"]) {
-    LoggedRequest r;
-    r.seq = item["seq"].isUInt64() ? item["seq"].asUInt64() : 0;
-    r.time = item["time"].isDouble() ? item["time"].asDouble() : 0;
-    r.origin = StringOf(item, "origin");
-    r.method = StringOf(item, "method");
-    r.path = StringOf(item, "path");
-    r.target = StringOf(item, "target");
-    r.headers = PairsOf(item["headers"]);
-    r.query = PairsOf(item["query"]);
-    r.form = PairsOf(item["form"]);
-    r.body = StringOf(item, "body");
-    r.status = item["status"].isInt() ? item["status"].asInt() : 0;
-    r.fault = StringOf(item, "fault");
-    requests.push_back(r);
+  for (const auto &item : vexozeph::json::ArrayMember(answer, "requests")) {
+    LoggedRequest request;
+    std::string error;
+    if (!zeph_cloud::FromJson(item, request, error)) {
+      throw std::runtime_error("the request log holds a malformed entry: " + error);
+    }
+    requests.push_back(request);
   }
   return requests;
 }

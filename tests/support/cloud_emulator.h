@@ -14,27 +14,15 @@
 #include <vector>
 
 #include "support/temp_root.h"
+#include "zeph-cloud/records.h"
 
 namespace vexozeph {
 namespace testing {
 
-using NamedPairs = std::vector<std::pair<std::string, std::string>>;
+using NamedPairs = zeph_cloud::Pairs;
 
 // One entry of the emulator's request log.
-struct LoggedRequest {
-  uint64_t seq = 0;
-  double time = 0;
-  std::string origin;  // "account", "identity" or "payment"
-  std::string method;
-  std::string path;
-  std::string target;  // raw request target, query included
-  NamedPairs headers;
-  NamedPairs query;  // in the order sent
-  NamedPairs form;   // in the order sent, repeated keys kept
-  std::string body;
-  int status = 0;  // -1: the connection was dropped by a fault
-  std::string fault;
-
+struct LoggedRequest : zeph_cloud::LoggedRequest {
   // First header of that name (any letter case); "" when absent.
   std::string Header(const std::string &name) const;
   bool HasHeader(const std::string &name) const;
@@ -44,22 +32,11 @@ struct LoggedRequest {
   std::string FormValue(const std::string &key) const;
 };
 
-struct NewAccount {
-  std::string email;
-  std::string password;
-  std::string full_name = "Test User";
-  std::string country = "US";
-  std::string timezone = "America/New_York";
-  std::string notify_language = "enu";
-  bool activated = true;
-  bool disabled = false;
-  bool enews = false;
-  bool critical_release = false;
-  bool enews_local_promotion = false;
-  std::optional<bool> realname_validation_pass = true;  // nullopt: left out of answers
-  Json::Value critical_version_list = Json::Value(Json::objectValue);  // name -> bool
-  std::string report_cron_timestring;                                  // empty: not sent
-  std::string id;  // empty: the emulator assigns one
+// An account to create: the emulator's own record, with a test user's profile. A null
+// `realname_validation_pass` leaves it out of the answers; an empty `id` lets the
+// emulator assign one.
+struct NewAccount : zeph_cloud::Account {
+  NewAccount();
 };
 
 struct Account {
@@ -68,13 +45,9 @@ struct Account {
   std::string password;
 };
 
-struct NewDevice {
-  std::string serial;
-  std::string mac;
-  std::string api_key;  // empty: any key accepted
-  bool api_key_expired = false;
-  int register_limit = 3;
-};
+// A device to create or replace (the emulator's own record; an empty `api_key` accepts
+// any key).
+using NewDevice = zeph_cloud::Device;
 
 // Seconds; 0 leaves a lifetime unchanged.
 struct Lifetimes {

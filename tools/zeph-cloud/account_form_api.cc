@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "internal/request_token.h"
+#include "base/request_token.h"
 #include "oauth_tokens.h"
 
 namespace zeph_cloud {
@@ -342,21 +342,12 @@ void Update(Exchange &exchange, Emulator &emulator) {
 }  // namespace
 
 Json::Value AccountProfile(const Account &account) {
-  Json::Value body(Json::objectValue);
-  body["email"] = account.email;
-  body["full_name"] = account.full_name;
-  body["country"] = account.country;
-  body["timezone"] = account.timezone;
-  body["notify_language"] = account.notify_language;
-  body["activated"] = account.activated;
-  body["disabled"] = account.disabled;
-  body["enews"] = account.enews;
-  body["critical_release"] = account.critical_release;
-  body["enews_local_promotion"] = account.enews_local_promotion;
-  body["critical_version_list"] = account.critical_version_list;
-  if (!account.realname_validation_pass.isNull()) {
-    body["realname_validation_pass"] = account.realname_validation_pass;
+  Json::Value body = ToJson(account);
+  // What the service keeps for itself never reaches a device.
+  for (const char *own : {"id", "password", "deleted", "report_cron_timestring"}) {
+    body.removeMember(own);
   }
+  if (account.realname_validation_pass.isNull()) body.removeMember("realname_validation_pass");
   return body;
 }
 

@@ -4,11 +4,18 @@
 #include <mutex>
 
 #include "account_form_api.h"
-#include "json_access.h"
+#include "base/json_utils.h"
 #include "oauth_tokens.h"
 #include "pkce_templates.h"
 
 namespace zeph_cloud {
+
+using vexozeph::json::FromString;
+using vexozeph::json::Has;
+using vexozeph::json::Int64Or;
+using vexozeph::json::Member;
+using vexozeph::json::StringOr;
+
 namespace {
 
 void Fail(Exchange &exchange, int status, const std::string &message) {
@@ -23,109 +30,19 @@ bool Body(Exchange &exchange, Json::Value &out) {
     out = Json::Value(Json::objectValue);
     return true;
   }
-  if (ParseJson(exchange.req.body, out) && out.isObject()) return true;
+  if (FromString(exchange.req.body, out) && out.isObject()) return true;
   Fail(exchange, 400, "the body must be a JSON object");
   return false;
 }
 
-// Copies the members of `input` named in the tables onto `account`, checking each type.
-bool ApplyAccountFields(const Json::Value &input, Account &account, std::string &error) {
-  struct TextField {
-    const char *name;
-    std::string Account::*member;
-  };
-  struct FlagField {
-    const char *name;
-    bool Account::*member;
-  };
-  static const TextField kText[] = {
-      {"email", &Account::email},
-      {"password", &Account::password},
-      {"full_name", &Account::full_name},
-      {"country", &Account::country},
-      {"timezone", &Account::timezone},
-      {"notify_language", &Account::notify_language},
-      {"report_cron_timestring", &Account::report_cron_timestring},
-  };
-  static const FlagField kFlags[] = {
-      {"activated", &Account::activated},
-      {"disabled", &Account::disabled},
-      {"enews", &Account::enews},
-      {"critical_release", &Account::critical_release},
-      {"enews_local_promotion", &Account::enews_local_promotion},
-      {"deleted", &Account::deleted},
-  };
-  for (const auto &field : kText) {
-    if (!Has(input, field.name)) continue;
-    if (!input[field.name].isString()) {
-      error = std::string("\"") + field.name + "\" must be a string";
-      return false;
-    }
-    account.*field.member = input[field.name].asString();
-  }
-  for (const auto &field : kFlags) {
-    if (!Has(input, field.name)) continue;
-    if (!input[field.name].isBool()) {
-      error = std::string("\"") + field.name + "\" must be true or false";
-      return false;
-    }
-    account.*field.member = input[field.name].asBool();
-  }
-  if (Has(input, "realname_validation_pass")) {
-    const Json::Value &value = input["realname_validation_pass"];
-    if (!value.isNull() && !value.isBool()) {
-      error = "\"realname_validation_pass\" must be true, false or null (left out)";
-      return false;
-    }
-    account.realname_validation_pass = value;
-  }
-  if (Has(input, "critical_version_list")) {
-    const Json::Value &list = input["critical_version_list"];
-    bool ok = list.isObject();
-    for (const auto &name : ok ? list.getMemberNames() : std::vector<std::string>()) {
-      ok = ok && list[name].isBool();
-    }
-    if (!ok) {
-      error = "\"critical_version_list\" must be an object of version name -> bool";
-      return false;
-    }
-    account.critical_version_list = list;
-  }
-  return true;
-}
-
+// The account as the admin API shows it: the whole record and its auth keys.
 Json::Value AccountJson(const State &state, const Account &account) {
-  Json::Value j = AccountProfile(account);
-  j["id"] = account.id;
-  j["password"] = account.password;
-  j["deleted"] = account.deleted;
-  if (!account.report_cron_timestring.empty()) {
-    j["report_cron_timestring"] = account.report_cron_timestring;
-  }
+  Json::Value j = ToJson(account);
   Json::Value keys(Json::arrayValue);
   for (const auto &entry : state.auth_keys) {
-    const AuthKey &key = entry.second;
-    if (key.account_id != account.id) continue;
-    Json::Value k;
-    k["auth_key"] = key.key;
-    k["serial"] = key.serial;
-    k["revoked"] = key.revoked;
-    keys.append(k);
+    if (entry.second.account_id == account.id) keys.append(ToJson(entry.second));
   }
   j["auth_keys"] = keys;
-  return j;
-}
-
-Json::Value DeviceJson(const Device &device) {
-  Json::Value j;
-  j["serial"] = device.serial;
-  j["mac"] = device.mac;
-  j["api_key"] = device.api_key;
-  j["api_key_expired"] = device.api_key_expired;
-  j["register_limit"] = device.register_limit;
-  j["registered_accounts"] = device.registered_accounts;
-  j["last_timezone"] = device.last_timezone;
-  j["last_report"] = Json::Int64(device.last_report);
   return j;
 }
 
@@ -174,7 +91,8 @@ void UpdateAccount(Exchange &exchange, Emulator &emulator) {
   if (account == nullptr) return Fail(exchange, 404, "no account " + exchange.suffix);
   Account updated = *account;
   std::string error;
-  if (!ApplyAccountFields(input, updated, error)) return Fail(exchange, 400, error);
+  if (!FromJson(input, updated, error)) return Fail(exchange, 400, error);
+  updated.id = account->id;  // the id names the account; it is not a field to change
   const Account *holder = emulator.state.FindAccountByEmail(updated.email);
   if (!updated.deleted && holder != nullptr && holder->id != updated.id) {
     return Fail(exchange, 409, "e-mail already in use");
@@ -203,13 +121,13 @@ void PostDevice(Exchange &exchange, Emulator &emulator) {
   std::string error;
   if (!CreateDevice(emulator.state, input, device, error)) return Fail(exchange, 400, error);
   emulator.Persist();
-  exchange.SendJson(201, DeviceJson(device));
+  exchange.SendJson(201, ToJson(device));
 }
 
 void ListDevices(Exchange &exchange, Emulator &emulator) {
   std::lock_guard<std::mutex> guard(emulator.mutex);
   Json::Value list(Json::arrayValue);
-  for (const auto &entry : emulator.state.devices) list.append(DeviceJson(entry.second));
+  for (const auto &entry : emulator.state.devices) list.append(ToJson(entry.second));
   Json::Value body;
   body["devices"] = list;
   exchange.SendJson(200, body);
@@ -218,7 +136,7 @@ void ListDevices(Exchange &exchange, Emulator &emulator) {
 void PostClient(Exchange &exchange, Emulator &emulator) {
   Json::Value input;
   if (!Body(exchange, input)) return;
-  std::string client_id = StringAt(input, "client_id");
+  std::string client_id = StringOr(input, "client_id");
   if (client_id.empty()) return Fail(exchange, 400, "\"client_id\" is required");
   std::lock_guard<std::mutex> guard(emulator.mutex);
   emulator.state.clients.insert(client_id);
@@ -230,13 +148,13 @@ void PostPackage(Exchange &exchange, Emulator &emulator) {
   Json::Value input;
   if (!Body(exchange, input)) return;
   PackageClient package;
-  package.name = StringAt(input, "package_name");
+  package.name = StringOr(input, "package_name");
   if (package.name.empty()) return Fail(exchange, 400, "\"package_name\" is required");
-  package.client_id = StringAt(input, "client_id", "pkg." + package.name);
+  package.client_id = StringOr(input, "client_id", "pkg." + package.name);
   package.scope =
-      StringAt(input, "scope",
+      StringOr(input, "scope",
                "openid offline_access package:" + package.name + " " + kSerialScopePrefix + "$sn$");
-  package.audience = StringAt(input, "audience", "zeph-package-" + package.name);
+  package.audience = StringOr(input, "audience", "zeph-package-" + package.name);
   std::lock_guard<std::mutex> guard(emulator.mutex);
   emulator.state.packages[package.name] = package;
   emulator.state.clients.insert(package.client_id);
@@ -258,7 +176,7 @@ void Lifetimes(Exchange &exchange, Emulator &emulator) {
                                   {"code", &Settings::code_lifetime}};
   for (const auto &field : kFields) {
     if (!Has(input, field.name)) continue;
-    int64_t seconds = IntAt(input, field.name, -1);
+    int64_t seconds = Int64Or(input, field.name, -1);
     if (seconds < 1) return Fail(exchange, 400, std::string(field.name) + " must be >= 1 second");
     updated.*field.member = seconds;
   }
@@ -270,7 +188,7 @@ void Lifetimes(Exchange &exchange, Emulator &emulator) {
 void AdvanceClock(Exchange &exchange, Emulator &emulator) {
   Json::Value input;
   if (!Body(exchange, input)) return;
-  int64_t seconds = IntAt(input, "advance_seconds", -1);
+  int64_t seconds = Int64Or(input, "advance_seconds", -1);
   if (seconds < 0) return Fail(exchange, 400, "\"advance_seconds\" must be >= 0");
   std::lock_guard<std::mutex> guard(emulator.mutex);
   emulator.state.settings.clock_offset += seconds;
@@ -290,7 +208,7 @@ void Revoke(Exchange &exchange, Emulator &emulator) {
   int revoked = 0;
   bool named = false;
   for (const char *kind : {"refresh_token", "access_token"}) {
-    std::string value = StringAt(input, kind);
+    std::string value = StringOr(input, kind);
     if (value.empty()) continue;
     named = true;
     auto it = state.tokens.find(value);
@@ -300,7 +218,7 @@ void Revoke(Exchange &exchange, Emulator &emulator) {
       ++revoked;
     }
   }
-  std::string auth_key = StringAt(input, "auth_key");
+  std::string auth_key = StringOr(input, "auth_key");
   if (!auth_key.empty()) {
     named = true;
     auto it = state.auth_keys.find(auth_key);
@@ -319,10 +237,10 @@ void Revoke(Exchange &exchange, Emulator &emulator) {
 void SetAnswer(Exchange &exchange, Emulator &emulator) {
   Json::Value input;
   if (!Body(exchange, input)) return;
-  std::string path = StringAt(input, "path");
-  std::string word = StringAt(input, "code");
-  int64_t count = IntAt(input, "count", 0);
-  const Json::Value &extra = MemberAt(input, "extra");
+  std::string path = StringOr(input, "path");
+  std::string word = StringOr(input, "code");
+  int64_t count = Int64Or(input, "count", 0);
+  const Json::Value &extra = Member(input, "extra");
   if (path.empty() || word.empty() || count < 0 || !(extra.isNull() || extra.isObject())) {
     return Fail(exchange, 400, "\"path\" and \"code\" are required; count >= 0; extra an object");
   }
@@ -353,19 +271,19 @@ void ReadRequests(Exchange &exchange, Emulator &emulator) {
 void ScriptedAuthorize(Exchange &exchange, Emulator &emulator) {
   Json::Value input;
   if (!Body(exchange, input)) return;
-  std::string client_id = StringAt(input, "client_id", kDeviceClientId);
-  std::string redirect_uri = StringAt(input, "redirect_uri");
-  std::string challenge = StringAt(input, "code_challenge");
-  std::string scope = StringAt(input, "scope");
-  std::string state_param = StringAt(input, "state");
+  std::string client_id = StringOr(input, "client_id", kDeviceClientId);
+  std::string redirect_uri = StringOr(input, "redirect_uri");
+  std::string challenge = StringOr(input, "code_challenge");
+  std::string scope = StringOr(input, "scope");
+  std::string state_param = StringOr(input, "state");
   if (!IsAbsoluteHttpUrl(redirect_uri) || challenge.size() != 43) {
     return Fail(exchange, 400, "an absolute redirect_uri and an S256 code_challenge are needed");
   }
   std::lock_guard<std::mutex> guard(emulator.mutex);
   State &state = emulator.state;
   if (state.clients.count(client_id) == 0) return Fail(exchange, 400, "unknown client_id");
-  const Account *account = state.FindAccountByEmail(StringAt(input, "email"));
-  if (account == nullptr || account->password != StringAt(input, "password")) {
+  const Account *account = state.FindAccountByEmail(StringOr(input, "email"));
+  if (account == nullptr || account->password != StringOr(input, "password")) {
     return Fail(exchange, 401, "wrong e-mail or password");
   }
   const AuthCode &code = IssueCode(emulator, client_id, redirect_uri, challenge, account->id, scope,
@@ -382,7 +300,7 @@ void ScriptedAuthorize(Exchange &exchange, Emulator &emulator) {
 void WriteTemplates(Exchange &exchange) {
   Json::Value input;
   if (!Body(exchange, input)) return;
-  std::string dir = StringAt(input, "dir");
+  std::string dir = StringOr(input, "dir");
   std::string error;
   if (dir.empty() || dir[0] != '/') return Fail(exchange, 400, "\"dir\" must be absolute");
   if (!WriteDeviceTemplates(dir, error)) return Fail(exchange, 500, error);
@@ -402,7 +320,7 @@ void SendOk(Exchange &exchange) {
 
 bool CreateAccount(State &state, const Json::Value &input, Account &created, std::string &error) {
   Account account;
-  if (!ApplyAccountFields(input, account, error)) return false;
+  if (!FromJson(input, account, error)) return false;
   if (account.email.empty() || account.password.empty()) {
     error = "\"email\" and \"password\" are required";
     return false;
@@ -411,7 +329,7 @@ bool CreateAccount(State &state, const Json::Value &input, Account &created, std
     error = "e-mail already in use";
     return false;
   }
-  std::string id = StringAt(input, "id");
+  std::string id = StringOr(input, "id");
   if (!id.empty()) {
     bool digits = true;
     for (unsigned char c : id) digits = digits && std::isdigit(c);
@@ -430,15 +348,11 @@ bool CreateAccount(State &state, const Json::Value &input, Account &created, std
 
 bool CreateDevice(State &state, const Json::Value &input, Device &created, std::string &error) {
   Device device;
-  device.serial = StringAt(input, "serial");
+  if (!FromJson(input, device, error)) return false;
   if (device.serial.empty()) {
     error = "\"serial\" is required";
     return false;
   }
-  device.mac = StringAt(input, "mac");
-  device.api_key = StringAt(input, "api_key");
-  device.api_key_expired = BoolAt(input, "api_key_expired", false);
-  device.register_limit = static_cast<int>(IntAt(input, "register_limit", 3));
   auto existing = state.devices.find(device.serial);
   if (existing != state.devices.end()) {
     device.registered_accounts = existing->second.registered_accounts;

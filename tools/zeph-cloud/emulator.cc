@@ -1,16 +1,13 @@
 #include "emulator.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <ctime>
 
-#include "json_access.h"
+#include "base/atomic_file.h"
+#include "base/json_utils.h"
 
 namespace zeph_cloud {
 
@@ -26,21 +23,7 @@ double Emulator::PreciseNow() const {
 
 void Emulator::Persist() const {
   if (state_file.empty()) return;
-  std::string text = StyledJson(state.ToJson());
-  std::string temp = state_file + ".tmp";
-  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
-  bool ok = fd >= 0;
-  size_t written = 0;
-  while (ok && written < text.size()) {
-    ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-    if (n < 0 && errno == EINTR) continue;
-    ok = n > 0;
-    if (ok) written += static_cast<size_t>(n);
-  }
-  ok = ok && ::fsync(fd) == 0;
-  if (fd >= 0) ::close(fd);
-  ok = ok && ::rename(temp.c_str(), state_file.c_str()) == 0;
-  if (!ok) {
+  if (!vexozeph::json::WriteFileAtomically(state.ToJson(), state_file, 0600)) {
     std::fprintf(stderr, "zeph-cloud: cannot save state to %s: %s\n", state_file.c_str(),
                  std::strerror(errno));
   }
@@ -48,12 +31,14 @@ void Emulator::Persist() const {
 
 bool Emulator::Load(std::string &error) {
   if (state_file.empty()) return true;
-  std::ifstream in(state_file);
-  if (!in) return true;  // first run: nothing to load yet
-  std::ostringstream text;
-  text << in.rdbuf();
+  std::string text;
+  if (!vexozeph::ReadWholeFile(state_file, text)) {
+    if (errno == ENOENT) return true;  // first run: nothing to load yet
+    error = "cannot read " + state_file + ": " + std::strerror(errno);
+    return false;
+  }
   Json::Value json;
-  if (!ParseJson(text.str(), json)) {
+  if (!vexozeph::json::FromString(text, json)) {
     error = state_file + " is not JSON";
     return false;
   }

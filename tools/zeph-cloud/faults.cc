@@ -1,8 +1,13 @@
 #include "faults.h"
 
-#include "json_access.h"
+#include "base/json_utils.h"
 
 namespace zeph_cloud {
+
+using vexozeph::json::BoolOr;
+using vexozeph::json::Int64Or;
+using vexozeph::json::Member;
+using vexozeph::json::StringOr;
 
 std::string Fault::Describe() const {
   std::string text;
@@ -26,25 +31,25 @@ bool FaultFromJson(const Json::Value &json, Fault &fault, std::string &error) {
     return false;
   }
   fault = Fault();
-  fault.path = NormalizePath(StringAt(json, "path"));
+  fault.path = NormalizePath(StringOr(json, "path"));
   if (fault.path == "/") {
     error = "\"path\" is required";
     return false;
   }
-  fault.origin = StringAt(json, "origin");
+  fault.origin = StringOr(json, "origin");
   if (!fault.origin.empty() && fault.origin != "account" && fault.origin != "identity" &&
       fault.origin != "payment") {
     error = "\"origin\" must be account, identity or payment";
     return false;
   }
-  fault.remaining = static_cast<int>(IntAt(json, "count", 1));
-  fault.status = static_cast<int>(IntAt(json, "status", 0));
-  if (MemberAt(json, "body").isString()) fault.body = StringAt(json, "body");
-  fault.content_type = StringAt(json, "content_type", "text/plain");
-  fault.delay_ms = static_cast<int>(IntAt(json, "delay_ms", 0));
-  fault.trickle_ms = static_cast<int>(IntAt(json, "trickle_ms", 0));
-  fault.drop = BoolAt(json, "drop", false);
-  fault.after_processing = BoolAt(json, "after_processing", false);
+  fault.remaining = static_cast<int>(Int64Or(json, "count", 1));
+  fault.status = static_cast<int>(Int64Or(json, "status", 0));
+  if (Member(json, "body").isString()) fault.body = StringOr(json, "body");
+  fault.content_type = StringOr(json, "content_type", "text/plain");
+  fault.delay_ms = static_cast<int>(Int64Or(json, "delay_ms", 0));
+  fault.trickle_ms = static_cast<int>(Int64Or(json, "trickle_ms", 0));
+  fault.drop = BoolOr(json, "drop", false);
+  fault.after_processing = BoolOr(json, "after_processing", false);
   if (fault.remaining < 1 || fault.delay_ms < 0 || fault.delay_ms > 600000 ||
       fault.trickle_ms < 0 || fault.trickle_ms > 60000 ||
       (fault.status != 0 && (fault.status < 100 || fault.status > 599))) {

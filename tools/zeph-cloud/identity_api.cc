@@ -2,13 +2,16 @@
 
 #include <mutex>
 
+#include "base/json_utils.h"
 #include "crypto_utils.h"
 #include "html.h"
-#include "json_access.h"
 #include "oauth_tokens.h"
 #include "pkce_templates.h"
 
 namespace zeph_cloud {
+
+using vexozeph::json::FromString;
+using vexozeph::json::StringOr;
 namespace {
 
 const char *const kAuthorizeParams[] = {
@@ -276,10 +279,10 @@ void EndSession(Exchange &exchange, Emulator &emulator) {
     std::string payload_text;
     Json::Value payload;
     if (!VerifyJwt(*hint, emulator.state.id_token_secret, payload_text) ||
-        !ParseJson(payload_text, payload) || StringAt(payload, "sid").empty()) {
+        !FromString(payload_text, payload) || StringOr(payload, "sid").empty()) {
       return ErrorPage(exchange, 400, "id_token_hint is not an identity token of this host.");
     }
-    RevokeFamily(emulator.state, StringAt(payload, "sid"));
+    RevokeFamily(emulator.state, StringOr(payload, "sid"));
     emulator.Persist();
   }
   if (redirect == nullptr) return exchange.SendHtml(200, HtmlPage("Signed out", ""));

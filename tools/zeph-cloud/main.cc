@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,9 +13,10 @@
 #include "account_form_api.h"
 #include "account_oauth_api.h"
 #include "admin_api.h"
+#include "base/json_utils.h"
+#include "base/log.h"
 #include "emulator.h"
 #include "identity_api.h"
-#include "json_access.h"
 #include "options.h"
 #include "payment_api.h"
 #include "pkce_templates.h"
@@ -76,13 +76,7 @@ bool WriteReadyFile(const std::string &path, const Emulator &emulator, const Tls
   ready["admin_origin"] = emulator.origins.admin;
   ready["ca_cert"] = tls.ca_cert;
   ready["pid"] = static_cast<int>(::getpid());
-  std::string temp = path + ".tmp";
-  {
-    std::ofstream out(temp, std::ios::trunc);
-    out << StyledJson(ready);
-    if (!out.flush()) return false;
-  }
-  return ::rename(temp.c_str(), path.c_str()) == 0;
+  return vexozeph::json::WriteFileAtomically(ready, path, 0644);
 }
 
 bool Populate(const Options &options, Emulator &emulator, std::string &error) {
@@ -238,6 +232,10 @@ int Run(const Options &options) {
 }  // namespace zeph_cloud
 
 int main(int argc, char **argv) {
+  // The base's log lines (a request token that cannot be computed, a state file that
+  // cannot be saved) belong in the emulator's own output, not in the host's syslog.
+  vexozeph::log::SetSink(
+      [](int, const std::string &line) { std::fprintf(stderr, "zeph-cloud: %s\n", line.c_str()); });
   zeph_cloud::Options options;
   std::string error;
   if (!zeph_cloud::ParseOptions(argc, argv, options, error)) {

@@ -1,7 +1,7 @@
 #include "oauth_tokens.h"
 
+#include "base/json_utils.h"
 #include "crypto_utils.h"
-#include "json_access.h"
 
 namespace zeph_cloud {
 
@@ -65,7 +65,7 @@ Json::Value IssueTokenSet(Emulator &emulator, const std::string &account_id,
 
   Json::Value answer;
   answer["access_token"] = access.token;
-  answer["id_token"] = SignJwt(CompactJson(claims), state.id_token_secret);
+  answer["id_token"] = SignJwt(vexozeph::json::ToCompactString(claims), state.id_token_secret);
   answer["refresh_token"] = refresh.token;
   answer["expires_in"] = Json::Int64(state.settings.access_token_lifetime);
   answer["token_type"] = "Bearer";

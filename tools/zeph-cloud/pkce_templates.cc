@@ -1,12 +1,11 @@
 #include "pkce_templates.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <utility>
 
-#include "json_access.h"
+#include "base/directories.h"
+#include "base/json_utils.h"
 
 namespace zeph_cloud {
 
@@ -35,31 +34,6 @@ Json::Value DeviceTemplate(const char *auth_path) {
   return t;
 }
 
-bool WriteText(const std::string &path, const std::string &text, std::string &error) {
-  std::string temp = path + ".tmp";
-  {
-    std::ofstream out(temp, std::ios::trunc);
-    out << text;
-    if (!out.flush()) {
-      error = "cannot write " + temp;
-      return false;
-    }
-  }
-  if (::rename(temp.c_str(), path.c_str()) != 0) {
-    error = "cannot rename " + temp + ": " + std::strerror(errno);
-    return false;
-  }
-  return true;
-}
-
-bool MakeDirectories(const std::string &dir) {
-  for (size_t slash = dir.find('/', 1);; slash = dir.find('/', slash + 1)) {
-    std::string part = dir.substr(0, slash);
-    if (!part.empty() && ::mkdir(part.c_str(), 0755) != 0 && errno != EEXIST) return false;
-    if (slash == std::string::npos) return true;
-  }
-}
-
 }  // namespace
 
 Json::Value LoginTemplate() {
@@ -86,12 +60,18 @@ Json::Value PackageTemplate(const PackageClient &package) {
 }
 
 bool WriteDeviceTemplates(const std::string &dir, std::string &error) {
-  if (!MakeDirectories(dir)) {
+  if (!vexozeph::MakeDirectories(dir, 0755)) {
     error = "cannot create " + dir + ": " + std::strerror(errno);
     return false;
   }
-  return WriteText(dir + "/pkce_login.conf", StyledJson(LoginTemplate()), error) &&
-         WriteText(dir + "/pkce_register.conf", StyledJson(RegisterTemplate()), error);
+  for (const auto &file : {std::make_pair("/pkce_login.conf", LoginTemplate()),
+                           std::make_pair("/pkce_register.conf", RegisterTemplate())}) {
+    if (!vexozeph::json::WriteFileAtomically(file.second, dir + file.first, 0644)) {
+      error = "cannot write " + dir + file.first + ": " + std::strerror(errno);
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace zeph_cloud

@@ -1,21 +1,6 @@
 #include "request_log.h"
 
 namespace zeph_cloud {
-namespace {
-
-Json::Value PairsToJson(const Pairs &pairs) {
-  Json::Value list(Json::arrayValue);
-  for (const auto &pair : pairs) {
-    Json::Value item(Json::arrayValue);
-    item.append(pair.first);
-    item.append(pair.second);
-    list.append(item);
-  }
-  return list;
-}
-
-}  // namespace
-
 uint64_t RequestLog::Add(LoggedRequest entry) {
   std::lock_guard<std::mutex> guard(mutex_);
   entry.seq = next_seq_++;
@@ -41,20 +26,7 @@ Json::Value RequestLog::ToJson(const std::string &origin, const std::string &pat
   for (const auto &e : entries_) {
     if (!origin.empty() && e.origin != origin) continue;
     if (!path.empty() && e.path != path) continue;
-    Json::Value j;
-    j["seq"] = Json::UInt64(e.seq);
-    j["time"] = e.time;
-    j["origin"] = e.origin;
-    j["method"] = e.method;
-    j["path"] = e.path;
-    j["target"] = e.target;
-    j["headers"] = PairsToJson(e.headers);
-    j["query"] = PairsToJson(e.query);
-    j["form"] = PairsToJson(e.form);
-    j["body"] = e.body;
-    j["status"] = e.status;
-    j["fault"] = e.fault;
-    list.append(j);
+    list.append(zeph_cloud::ToJson(e));
   }
   return list;
 }

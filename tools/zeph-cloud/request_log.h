@@ -1,5 +1,4 @@
-// The record of every request the three public hosts received, in arrival order, with
-// headers, query pairs and form pairs exactly as sent.
+// The record of every request the three public hosts received, in arrival order.
 #ifndef ZEPH_CLOUD_REQUEST_LOG_H_
 #define ZEPH_CLOUD_REQUEST_LOG_H_
 
@@ -10,24 +9,9 @@
 #include <mutex>
 #include <string>
 
-#include "form_codec.h"
+#include "records.h"
 
 namespace zeph_cloud {
-
-struct LoggedRequest {
-  uint64_t seq = 0;
-  double time = 0;     // seconds since the epoch on the emulator's clock
-  std::string origin;  // "account", "identity" or "payment"
-  std::string method;
-  std::string path;
-  std::string target;  // raw request target, query included
-  Pairs headers;
-  Pairs query;
-  Pairs form;
-  std::string body;
-  int status = 0;     // 0 until answered; -1 when the connection was dropped
-  std::string fault;  // description of the injected fault, if any
-};
 
 class RequestLog {
  public:

@@ -8,7 +8,7 @@
 #include <exception>
 #include <memory>
 
-#include "json_access.h"
+#include "base/json_utils.h"
 
 namespace zeph_cloud {
 namespace {
@@ -83,7 +83,7 @@ std::string Exchange::BearerToken() const {
 
 void Exchange::SendJson(int status, const Json::Value &body) {
   res.status = status;
-  res.set_content(CompactJson(body), "application/json");
+  res.set_content(vexozeph::json::ToCompactString(body), "application/json");
 }
 
 void Exchange::SendText(int status, const std::string &text, const std::string &content_type) {

@@ -11,6 +11,8 @@
 #include <set>
 #include <string>
 
+#include "records.h"
+
 namespace zeph_cloud {
 
 // The OAuth client of the device's own account session (both PKCE templates name it).
@@ -20,79 +22,6 @@ extern const char kMonitorClientId[];
 // Scope items that bind a token to a device: "device_sn:<serial>", "device_mac:<mac>".
 extern const char kSerialScopePrefix[];
 extern const char kMacScopePrefix[];
-
-struct Account {
-  std::string id;
-  std::string email;
-  std::string password;
-  std::string full_name;
-  std::string country;
-  std::string timezone;
-  std::string notify_language;
-  bool activated = true;
-  bool disabled = false;
-  bool enews = false;
-  bool critical_release = false;
-  bool enews_local_promotion = false;
-  Json::Value realname_validation_pass = true;  // null: left out of the answers
-  Json::Value critical_version_list = Json::Value(Json::objectValue);  // name -> bool
-  std::string report_cron_timestring;  // empty: left out of the answers
-  bool deleted = false;
-};
-
-struct Device {
-  std::string serial;
-  std::string mac;
-  std::string api_key;  // empty: any API key is accepted
-  bool api_key_expired = false;
-  int register_limit = 3;
-  int registered_accounts = 0;
-  std::string last_timezone;
-  int64_t last_report = 0;
-};
-
-struct AuthKey {
-  std::string key;
-  std::string account_id;
-  std::string serial;
-  int64_t issued_at = 0;
-  bool revoked = false;
-};
-
-struct AuthCode {
-  std::string code;
-  std::string client_id;
-  std::string redirect_uri;
-  std::string challenge;  // empty: issued without PKCE (the monitoring grant)
-  std::string account_id;
-  std::string scope;
-  std::string serial;
-  std::string family;  // shared by every token descended from this code
-  int64_t expires_at = 0;
-  bool used = false;
-};
-
-struct Token {
-  std::string token;
-  std::string kind;  // "access" or "refresh"
-  std::string account_id;
-  std::string client_id;
-  std::string scope;
-  std::string serial;
-  std::string family;
-  int64_t issued_at = 0;
-  int64_t expires_at = 0;
-  bool revoked = false;
-  bool used = false;  // a refresh token that has been rotated away
-};
-
-// A package's PKCE client, handed out by the account host as a configuration template.
-struct PackageClient {
-  std::string name;
-  std::string client_id;
-  std::string scope;
-  std::string audience;
-};
 
 struct Settings {
   int64_t access_token_lifetime = 3600;

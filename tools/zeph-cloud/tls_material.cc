@@ -17,6 +17,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/atomic_file.h"
+#include "base/unique_fd.h"
+
 namespace zeph_cloud {
 namespace {
 
@@ -32,20 +35,6 @@ struct BioFree {
 using X509Ptr = std::unique_ptr<X509, X509Free>;
 using KeyPtr = std::unique_ptr<EVP_PKEY, KeyFree>;
 using BioPtr = std::unique_ptr<BIO, BioFree>;
-
-class Fd {
- public:
-  explicit Fd(int fd) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Fd(const Fd &) = delete;
-  Fd &operator=(const Fd &) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 [[noreturn]] void Fail(const std::string &what) {
   throw std::runtime_error(what + (errno ? std::string(": ") + std::strerror(errno) : ""));
@@ -98,21 +87,8 @@ X509Ptr NewCertificate(EVP_PKEY *subject_key, const char *common_name) {
   return cert;
 }
 
-void WriteFileAtomically(const std::string &path, const std::string &content, mode_t mode) {
-  std::string temp = path + ".tmp." + std::to_string(::getpid());
-  Fd fd(::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
-  if (fd.get() < 0) Fail("cannot create " + temp);
-  size_t written = 0;
-  while (written < content.size()) {
-    ssize_t n = ::write(fd.get(), content.data() + written, content.size() - written);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      Fail("cannot write " + temp);
-    }
-    written += static_cast<size_t>(n);
-  }
-  if (::fsync(fd.get()) != 0) Fail("cannot sync " + temp);
-  if (::rename(temp.c_str(), path.c_str()) != 0) Fail("cannot rename " + temp);
+void WriteOrFail(const std::string &path, const std::string &content, mode_t mode) {
+  if (!vexozeph::WriteFileAtomically(path, content, mode)) Fail("cannot write " + path);
 }
 
 std::string PemOfCert(X509 *cert) {
@@ -180,11 +156,11 @@ void Generate(const TlsFiles &files, const std::string &ca_key_path) {
   AddExtension(server.get(), ca.get(), NID_authority_key_identifier, "keyid");
   if (X509_sign(server.get(), ca_key.get(), EVP_sha256()) == 0) Fail("signing failed");
 
-  WriteFileAtomically(ca_key_path, PemOfKey(ca_key.get()), 0600);
-  WriteFileAtomically(files.server_key, PemOfKey(server_key.get()), 0600);
-  WriteFileAtomically(files.server_cert, PemOfCert(server.get()), 0644);
+  WriteOrFail(ca_key_path, PemOfKey(ca_key.get()), 0600);
+  WriteOrFail(files.server_key, PemOfKey(server_key.get()), 0600);
+  WriteOrFail(files.server_cert, PemOfCert(server.get()), 0644);
   // Written last: its presence with a matching server certificate marks a complete set.
-  WriteFileAtomically(files.ca_cert, PemOfCert(ca.get()), 0644);
+  WriteOrFail(files.ca_cert, PemOfCert(ca.get()), 0644);
 }
 
 }  // namespace
@@ -199,9 +175,10 @@ TlsFiles EnsureTlsMaterial(const std::string &dir) {
   }
   TlsFiles files{dir + "/ca.pem", dir + "/server.pem", dir + "/server.key"};
 
-  Fd lock(::open((dir + "/.tls.lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (lock.get() < 0) Fail("cannot open the lock file in " + dir);
-  while (::flock(lock.get(), LOCK_EX) != 0) {
+  vexozeph::UniqueFd lock(
+      ::open((dir + "/.tls.lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!lock.Valid()) Fail("cannot open the lock file in " + dir);
+  while (::flock(lock.Get(), LOCK_EX) != 0) {
     if (errno != EINTR) Fail("cannot lock " + dir);
   }
   if (!Usable(files)) Generate(files, dir + "/ca.key");

@@ -1,11 +1,11 @@
-#include "internal/json_utils.h"
+#include "base/json_utils.h"
+
+#include <errno.h>
 
 #include <memory>
 
-#include "internal/atomic_file.h"
-#include "internal/log.h"
-#include "vexozeph/error_codes.h"
-#include "vexozeph/zeph_exception.h"
+#include "base/atomic_file.h"
+#include "base/log.h"
 
 namespace vexozeph {
 namespace json {
@@ -48,14 +48,16 @@ bool FromString(const std::string &text, Json::Value &out) {
   return false;
 }
 
-void ToFile(const Json::Value &value, const std::string &path) {
+bool WriteFileAtomically(const Json::Value &value, const std::string &path, mode_t mode) {
   Json::StreamWriterBuilder builder;
-  builder["indentation"] = "    ";
-  std::string text = Json::writeString(builder, value);
-  if (!WriteFileAtomically(path, text, 0600)) {
-    ZLOG("Failed to save json: %s", path.c_str());
-    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  builder["indentation"] = "  ";
+  if (::vexozeph::WriteFileAtomically(path, Json::writeString(builder, value) + "\n", mode)) {
+    return true;
   }
+  int saved = errno;
+  ZLOG("Failed to save json: %s", path.c_str());
+  errno = saved;
+  return false;
 }
 
 std::string ToCompactString(const Json::Value &value) {
@@ -74,24 +76,16 @@ const Json::Value &Member(const Json::Value &value, const char *key) {
   return found ? *found : NullValue();
 }
 
+const Json::Value &ArrayMember(const Json::Value &value, const char *key) {
+  static const Json::Value kEmpty(Json::arrayValue);
+  const Json::Value &member = Member(value, key);
+  return member.isArray() ? member : kEmpty;
+}
+
 bool GetString(const Json::Value &value, const char *key, std::string &out) {
   const Json::Value &member = Member(value, key);
   if (!member.isString()) return false;
   out = member.asString();
-  return true;
-}
-
-bool GetBool(const Json::Value &value, const char *key, bool &out) {
-  const Json::Value &member = Member(value, key);
-  if (!member.isBool()) return false;
-  out = member.asBool();
-  return true;
-}
-
-bool GetInt64(const Json::Value &value, const char *key, int64_t &out) {
-  const Json::Value &member = Member(value, key);
-  if (!member.isInt64()) return false;
-  out = member.asInt64();
   return true;
 }
 
@@ -111,6 +105,16 @@ bool ResultWord(const Json::Value &answer, std::string &word, const char *key) {
     return true;
   }
   return false;
+}
+
+bool BoolOr(const Json::Value &value, const char *key, bool fallback) {
+  const Json::Value &member = Member(value, key);
+  return member.isBool() ? member.asBool() : fallback;
+}
+
+int64_t Int64Or(const Json::Value &value, const char *key, int64_t fallback) {
+  const Json::Value &member = Member(value, key);
+  return member.isInt64() ? member.asInt64() : fallback;
 }
 
 }  // namespace json

@@ -1,12 +1,12 @@
 // A file descriptor that closes itself.
-#ifndef VEXO_PLATFORM_LINUX_UNIQUE_FD_H_
-#define VEXO_PLATFORM_LINUX_UNIQUE_FD_H_
+#ifndef VEXOZEPH_BASE_UNIQUE_FD_H_
+#define VEXOZEPH_BASE_UNIQUE_FD_H_
 
 #include <unistd.h>
 
 #include <utility>
 
-namespace vexo_platform {
+namespace vexozeph {
 
 class UniqueFd {
  public:
@@ -41,6 +41,6 @@ class UniqueFd {
   int fd_ = -1;
 };
 
-}  // namespace vexo_platform
+}  // namespace vexozeph
 
-#endif  // VEXO_PLATFORM_LINUX_UNIQUE_FD_H_
+#endif  // VEXOZEPH_BASE_UNIQUE_FD_H_

@@ -1,9 +1,9 @@
-#include "directories.h"
+#include "base/directories.h"
 
 #include <errno.h>
 #include <sys/stat.h>
 
-namespace vexo_platform {
+namespace vexozeph {
 
 bool MakeDirectories(const std::string &path, mode_t mode) {
   if (path.empty()) {
@@ -24,4 +24,4 @@ bool MakeDirectories(const std::string &path, mode_t mode) {
   return true;
 }
 
-}  // namespace vexo_platform
+}  // namespace vexozeph

@@ -1,7 +1,7 @@
 // Shares its log module with the C functions that sign requests.
 #define ZLOG_MODULE_NAME "zeph_token_generation"
 
-#include "internal/request_token.h"
+#include "base/request_token.h"
 
 #include <openssl/evp.h>
 
@@ -9,8 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "internal/log.h"
-#include "internal/string_utils.h"
+#include "base/log.h"
+#include "base/string_utils.h"
 
 namespace {
 

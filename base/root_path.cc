@@ -1,4 +1,4 @@
-#include "internal/root_path.h"
+#include "base/root_path.h"
 
 #include <cstdlib>
 

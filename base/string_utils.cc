@@ -1,10 +1,10 @@
-#include "internal/string_utils.h"
+#include "base/string_utils.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 

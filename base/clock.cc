@@ -1,4 +1,4 @@
-#include "internal/clock.h"
+#include "base/clock.h"
 
 #include <atomic>
 #include <ctime>

@@ -1,0 +1,67 @@
+// Whole files: reading them, and replacing them so that a reader sees either the old
+// content or the new one, never a torn mixture, even if the writer is killed half-way.
+#ifndef VEXOZEPH_BASE_ATOMIC_FILE_H_
+#define VEXOZEPH_BASE_ATOMIC_FILE_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "base/unique_fd.h"
+
+namespace vexozeph {
+
+// Writes `content` to a temporary file created with `mode` beside `path`, fsyncs it,
+// renames it over `path` and fsyncs the directory. For writers that take no lock: every
+// call uses a temporary name of its own. False (errno set) on failure, with the
+// temporary file removed.
+bool WriteFileAtomically(const std::string &path, const std::string &content, mode_t mode = 0600);
+
+// An exclusive flock on a directory, held for the life of the object. Every writer that
+// uses ReplaceFile for a file in that directory takes it around its read-modify-write, so
+// two processes changing different keys of one file never lose each other's update, and
+// the single temporary name per file can be reused (a leftover from a killed writer is
+// stale by definition and removed by the next writer).
+class DirectoryLock {
+ public:
+  // Opens `dir` and waits (up to 30 seconds) for the lock. Check Held().
+  explicit DirectoryLock(const std::string &dir);
+  DirectoryLock(const DirectoryLock &) = delete;
+  DirectoryLock &operator=(const DirectoryLock &) = delete;
+
+  // True when the lock is held; otherwise errno tells why.
+  bool Held() const { return held_; }
+  int DirFd() const { return dir_.Get(); }
+
+ private:
+  UniqueFd dir_;
+  bool held_ = false;
+};
+
+// The temporary file a ReplaceFile writer of `path` uses: ".<name>.vztmp" beside it.
+std::string TempNameFor(const std::string &path);
+
+// Replaces the file at `path` with `content`, mode `mode`: the temporary file is created
+// with O_EXCL|O_NOFOLLOW, written, fsynced and renamed over `path`; then the directory is
+// fsynced. `lock` must be held on the directory of `path`. False with errno set; the
+// temporary file is removed on failure.
+bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
+                 mode_t mode = 0600);
+
+// The whole content of `path` into `out`. False with errno set when it cannot be read, or
+// (EFBIG) when it is larger than `max_size`.
+bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size = SIZE_MAX);
+
+// Writes all of `data` to `fd`, retrying after interruptions. False with errno set.
+bool WriteAll(int fd, const std::string &data);
+
+// The directory part of `path` ("." when it has none).
+std::string DirectoryOf(const std::string &path);
+// The last component of `path`.
+std::string BaseNameOf(const std::string &path);
+
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_BASE_ATOMIC_FILE_H_

@@ -1,0 +1,84 @@
+// The base's whole-file helpers: an atomic write either replaces the file, with the mode
+// asked for, or leaves it as it was, and never leaves a temporary file behind.
+#include <dirent.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <set>
+#include <string>
+
+#include "base/atomic_file.h"
+#include "base/json_utils.h"
+#include "support/log_capture.h"
+#include "support/temp_root.h"
+
+namespace {
+
+using vexozeph::testing::LogCapture;
+using vexozeph::testing::TempRoot;
+
+std::set<std::string> Entries(const std::string &dir) {
+  std::set<std::string> names;
+  DIR *listing = ::opendir(dir.c_str());
+  if (listing == nullptr) return names;
+  while (dirent *entry = ::readdir(listing)) {
+    std::string name = entry->d_name;
+    if (name != "." && name != "..") names.insert(name);
+  }
+  ::closedir(listing);
+  return names;
+}
+
+mode_t ModeOf(const std::string &path) {
+  struct stat info;
+  return ::stat(path.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0;
+}
+
+TEST(BaseFiles, AtomicWriteReplacesWholeOrNotAtAllAndLeavesNoTemporary) {
+  TempRoot root;
+  root.WriteFile("/data/kept.conf", "old");
+  const std::string dir = root.Path("/data");
+  const std::string path = dir + "/kept.conf";
+
+  ASSERT_TRUE(vexozeph::WriteFileAtomically(path, "new", 0640));
+  EXPECT_EQ(root.ReadFile("/data/kept.conf"), "new");
+  EXPECT_EQ(ModeOf(path), 0640u);
+  EXPECT_EQ(Entries(dir), std::set<std::string>{"kept.conf"});
+
+  // The rename fails over a directory: the directory stays, and so does nothing else.
+  ASSERT_EQ(::mkdir((dir + "/taken").c_str(), 0700), 0);
+  errno = 0;
+  EXPECT_FALSE(vexozeph::WriteFileAtomically(dir + "/taken", "x"));
+  EXPECT_NE(errno, 0);
+  EXPECT_EQ(Entries(dir), (std::set<std::string>{"kept.conf", "taken"}));
+  EXPECT_FALSE(vexozeph::WriteFileAtomically(dir + "/missing/file", "x"));
+  EXPECT_EQ(errno, ENOENT);
+
+  // The JSON form goes the same way, 0600 unless asked otherwise, and says when it fails.
+  Json::Value value;
+  value["a"] = 1;
+  ASSERT_TRUE(vexozeph::json::WriteFileAtomically(value, dir + "/v.json"));
+  EXPECT_EQ(ModeOf(dir + "/v.json"), 0600u);
+  Json::Value read;
+  ASSERT_TRUE(vexozeph::json::FromFile(dir + "/v.json", read));
+  EXPECT_EQ(read, value);
+  LogCapture log;
+  EXPECT_FALSE(vexozeph::json::WriteFileAtomically(value, dir + "/taken"));
+  EXPECT_EQ(log.Count("Failed to save json: " + dir + "/taken"), 1u);
+}
+
+TEST(BaseFiles, WholeFileReadStopsAtItsCap) {
+  TempRoot root;
+  root.WriteFile("/data/ten", "0123456789");
+  std::string content;
+  EXPECT_TRUE(vexozeph::ReadWholeFile(root.Path("/data/ten"), content, 10));
+  EXPECT_EQ(content, "0123456789");
+  errno = 0;
+  EXPECT_FALSE(vexozeph::ReadWholeFile(root.Path("/data/ten"), content, 9));
+  EXPECT_EQ(errno, EFBIG);
+  EXPECT_FALSE(vexozeph::ReadWholeFile(root.Path("/data/none"), content));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+}  // namespace
