@@ -38,7 +38,7 @@ bool Parse(const std::string &text, Json::Value &out) {
 
 bool FromFile(const std::string &path, Json::Value &out) {
   std::string text;
-  if (!ReadWholeFile(path, text)) return false;
+  if (!ReadWholeFile(path, text, kMaxFileBytes)) return false;
   return Parse(text, out);
 }
 

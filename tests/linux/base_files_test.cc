@@ -79,6 +79,16 @@ TEST(BaseFiles, WholeFileReadStopsAtItsCap) {
   EXPECT_EQ(errno, EFBIG);
   EXPECT_FALSE(vexozeph::ReadWholeFile(root.Path("/data/none"), content));
   EXPECT_EQ(errno, ENOENT);
+
+  // A JSON file one byte over the cap is unreadable, however valid: a planted file cannot
+  // make a reader load it whole. At the cap it still parses.
+  const size_t cap = vexozeph::json::kMaxFileBytes;
+  std::string padded = "[" + std::string(cap - 2, ' ') + "]";
+  root.WriteFile("/data/at_cap.json", padded);
+  root.WriteFile("/data/over_cap.json", padded + " ");
+  Json::Value parsed;
+  EXPECT_TRUE(vexozeph::json::FromFile(root.Path("/data/at_cap.json"), parsed));
+  EXPECT_FALSE(vexozeph::json::FromFile(root.Path("/data/over_cap.json"), parsed));
 }
 
 }  // namespace

@@ -23,8 +23,12 @@ const int kMaxDepth = 64;
 // answer is parsed through here.
 bool Parse(const std::string &text, Json::Value &out);
 
+// The largest JSON file read: configurations and token files are a few KiB, and a file
+// planted to exhaust memory must count as unreadable, not be loaded.
+const size_t kMaxFileBytes = 4u * 1024u * 1024u;
+
 // Parses the file at `path` (already rooted by the caller). False when the file cannot be
-// read or is not JSON.
+// read, is larger than kMaxFileBytes, or is not JSON.
 bool FromFile(const std::string &path, Json::Value &out);
 
 // Parses `text`. False on a parse failure, which is logged
