@@ -9,7 +9,6 @@
 
 #include <functional>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -83,6 +82,14 @@ std::string HtmlUnescape(std::string text) {
   return text;
 }
 
+// The text after the first `open` at or after `from`, up to the next double quote.
+std::string Between(const std::string &page, const std::string &open, size_t from) {
+  const size_t start = page.find(open, from);
+  if (start == std::string::npos) return "";
+  const size_t begin = start + open.size();
+  return page.substr(begin, page.find('"', begin) - begin);
+}
+
 // A browser for the sign-in page: fetches a page, posts a form and follows redirects,
 // trusting only the emulator's CA.
 class Browser {
@@ -153,30 +160,32 @@ class AccountPkceSession : public AccountAppliance {
     Browser::Page page = browser.Open(authorize);
     EXPECT_EQ(page.status, 200) << page.body;
 
-    std::smatch form_tag;
-    EXPECT_TRUE(std::regex_search(page.body, form_tag,
-                                  std::regex("<form method=\"post\" action=\"([^\"]*)\">")))
-        << page.body;
+    const std::string action = Between(page.body, "<form method=\"post\" action=\"", 0);
+    EXPECT_FALSE(action.empty()) << page.body;
     std::string form;
-    const std::regex hidden("<input type=\"hidden\" name=\"([^\"]*)\" value=\"([^\"]*)\">");
-    for (auto it = std::sregex_iterator(page.body.begin(), page.body.end(), hidden);
-         it != std::sregex_iterator(); ++it) {
-      form += browser.Escape(HtmlUnescape((*it)[1])) + "=" +
-              browser.Escape(HtmlUnescape((*it)[2])) + "&";
+    const std::string hidden = "<input type=\"hidden\" name=\"";
+    for (size_t at = page.body.find(hidden); at != std::string::npos;
+         at = page.body.find(hidden, at + 1)) {
+      const std::string name = Between(page.body, hidden, at);
+      const std::string value = Between(page.body, "\" value=\"", at);
+      form += browser.Escape(HtmlUnescape(name)) + "=" + browser.Escape(HtmlUnescape(value)) + "&";
     }
     form += "email=" + browser.Escape(account.email) +
             "&password=" + browser.Escape(account.password) + "&consent=yes&action=allow";
-    page = browser.Open(cloud_->IdentityOrigin() + HtmlUnescape(form_tag[1]), &form);
+    page = browser.Open(cloud_->IdentityOrigin() + HtmlUnescape(action), &form);
     EXPECT_EQ(page.status, 200) << page.body;
     EXPECT_EQ(page.url.rfind(redirect + "?", 0), 0u) << page.url;
 
+    // The code and state arrive in the landing address's query.
     ParamPkceLogin param;
-    const std::string query = page.url.substr(page.url.find('?') + 1);
-    const std::regex pair("([^&=]*)=([^&]*)");
-    for (auto it = std::sregex_iterator(query.begin(), query.end(), pair);
-         it != std::sregex_iterator(); ++it) {
-      if ((*it)[1] == "code") param.code = browser.Unescape((*it)[2]);
-      if ((*it)[1] == "state") param.state = browser.Unescape((*it)[2]);
+    std::string query = page.url.substr(page.url.find('?') + 1) + "&";
+    for (size_t end = query.find('&'); end != std::string::npos; end = query.find('&')) {
+      const std::string item = query.substr(0, end);
+      query.erase(0, end + 1);
+      const size_t equals = item.find('=');
+      const std::string value = browser.Unescape(item.substr(equals + 1));
+      if (item.compare(0, equals, "code") == 0) param.code = value;
+      if (item.compare(0, equals, "state") == 0) param.state = value;
     }
     EXPECT_EQ(param.state, "s-4711");
     EXPECT_FALSE(param.code.empty()) << page.url;
