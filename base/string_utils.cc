@@ -31,4 +31,10 @@ std::string ShortenSecret(const std::string &secret) {
   return secret.substr(0, kShown) + "...";
 }
 
+std::string QuoteForShell(const std::string &text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 }  // namespace vexozeph

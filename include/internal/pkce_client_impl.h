@@ -27,6 +27,9 @@ class PkceClientImpl {
   Json::Value FormatPkceConfig(const Json::Value &tmpl) const;
   void SetPkceConfig(const Json::Value &config) { config_ = config; }
 
+  // The directory of every client's token file "<name>_token.json", without the root
+  // prefix and with its final '/'.
+  static const char *TokenDirectory();
   // The token file, under the root prefix.
   std::string GetTokenFilePath() const;
   bool HasTokenFile() const;

@@ -86,6 +86,12 @@ VEXOZEPH_API int VEXOZEPHAccountSet(const ZEPH_INFO *info);
  * the event cannot be raised or privileges cannot be taken. Leaves the last error as it
  * was. */
 VEXOZEPH_API int VEXOZEPHAccountRemove(void);
+/* Signs the appliance out. With `remote` the account host is told first (with the
+ * session's access token) and nothing local changes unless it confirms; -1 with the
+ * failure's code then. Without `remote` the server is never contacted. The local part
+ * removes the stored account, the report's schedule and every OAuth client's token file.
+ * The last error is left as it was on success. */
+VEXOZEPH_API int VEXOZEPHAccountLogout(bool remote);
 
 /* ---- Account registration and update ------------------------------------------- */
 

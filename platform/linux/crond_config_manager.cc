@@ -20,6 +20,7 @@
 #include "base/directories.h"
 #include "base/log.h"
 #include "base/root_path.h"
+#include "base/string_utils.h"
 #include "cron_schedule.h"
 #include "platform_error.h"
 #include "vexo_platform/vexo_scheduler.h"
@@ -68,9 +69,7 @@ bool CommandWord(const Json::Value &word, std::string &out) {
     out = text;
     return true;
   }
-  out = "'";
-  for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  out += "'";
+  out = vexozeph::QuoteForShell(text);
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include "internal/json_utils.h"
 #include "internal/log.h"
 #include "internal/pkce_client_impl.h"
+#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
@@ -17,32 +18,6 @@ namespace vexozeph {
 namespace {
 
 const long kRequestTimeoutMs = 30000;
-// Enough of an answer to diagnose it; a whole (capped) body would swamp the log.
-const size_t kShownAnswerBytes = 2048;
-const char *const kTokenMembers[] = {"access_token", "id_token", "refresh_token"};
-
-std::string Truncated(const std::string &text) {
-  if (text.size() <= kShownAnswerBytes) return text;
-  return text.substr(0, kShownAnswerBytes) + format("...(%zu bytes)", text.size());
-}
-
-// An answer as it may appear in a log line or an exception text: as received, unless it
-// holds tokens (a half-good answer still carries live ones), which are then shortened in
-// a re-rendering of the parsed value. Styled rendering is always a re-rendering.
-std::string Shown(const Json::Value &answer, const std::string &text, bool styled = false) {
-  Json::Value shown = answer;
-  bool holds_tokens = false;
-  if (shown.isObject()) {
-    for (const char *key : kTokenMembers) {
-      std::string token;
-      if (!json::GetString(shown, key, token)) continue;
-      shown[key] = ShortenSecret(token);
-      holds_tokens = true;
-    }
-  }
-  if (styled) return Truncated(shown.toStyledString());
-  return Truncated(holds_tokens ? json::ToCompactString(shown) : text);
-}
 
 http::Response PostForm(const Json::Value &config, const http::Payload &form) {
   const std::string client_id = json::StringOr(config, "client_id");
@@ -73,12 +48,12 @@ void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &c
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to exchange token, code=%ld, resp=%s", response.status_code,
-                               Truncated(response.text).c_str()));
+                               TruncatedAnswer(response.text).c_str()));
   }
   Json::Value answer;
   if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
   if (!IsTokenSet(answer)) {
-    const std::string shown = Shown(answer, response.text);
+    const std::string shown = ShownAnswer(answer, response.text);
     ZLOG("Failed to PkceLogin by [%s|%s], resp=%s", ShortenSecret(code).c_str(),
          ShortenSecret(code_verifier).c_str(), shown.c_str());
     // The wording names the auth-key exchange; callers and log readers know it so.
@@ -116,7 +91,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
   if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
   if (!answer.isObject()) {
     std::string message = format("Failed to parse renew token resp, code=%ld, resp=%s",
-                                 response.status_code, Shown(answer, response.text).c_str());
+                                 response.status_code, ShownAnswer(answer, response.text).c_str());
     ZLOG("%s", message.c_str());
     throw ZephException(VEXOZEPH_ERR_NO_REPLY, message);
   }
@@ -124,16 +99,16 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
     // Whatever the status, a JSON refusal means the refresh token is no longer good.
     std::string message =
         format("Failed to renew token, refresh_token is expired or revoked, code=%ld, resp=%s",
-               response.status_code, Shown(answer, response.text).c_str());
+               response.status_code, ShownAnswer(answer, response.text).c_str());
     ZLOG("%s", message.c_str());
     throw ZephException(VEXOZEPH_ERR_AUTH, message);
   }
   if (!IsTokenSet(answer)) {
     ZLOG("Failed to RenewToken by [%s], resp=%s", ShortenSecret(refresh_token).c_str(),
-         Shown(answer, response.text, true).c_str());
+         ShownAnswer(answer, response.text, true).c_str());
     throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
                         format("Failed to parse renew token resp, code=%ld, resp=%s",
-                               response.status_code, Shown(answer, response.text).c_str()));
+                               response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
   SaveToken(answer);
 }

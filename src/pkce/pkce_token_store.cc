@@ -35,6 +35,10 @@ int64_t TimeMember(const PkceClientImpl &client, const char *key) {
 
 }  // namespace
 
+const char *PkceClientImpl::TokenDirectory() {
+  return kTokenDirectory;
+}
+
 std::string PkceClientImpl::GetTokenFilePath() const {
   return RootedPath(kTokenDirectory + name_ + "_token.json");
 }

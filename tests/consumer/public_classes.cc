@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+#include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/server_info.h"
@@ -55,6 +56,15 @@ int main() {
 
   vexozeph::AccountService service("https://account.example", "https://identity.example");
   Expect(service.GetAccountHost() == "https://account.example", "fixed hosts are kept");
+
+  // The device session needs its sign-in template, which an empty root lacks.
+  try {
+    vexozeph::AccountPkceService session;
+    session.LogoutLocal();
+    Expect(false, "a session without its sign-in template cannot be built");
+  } catch (const vexozeph::ZephException &e) {
+    Expect(e.GetCode() == 2, "a missing sign-in template is code 2");
+  }
 
   // A process that cannot raise its privileges gets code 6; either way nobody is signed in.
   try {

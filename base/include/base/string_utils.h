@@ -16,6 +16,10 @@ std::string format(const char *fmt, ...) noexcept __attribute__((format(printf, 
 // the "..." so that a reader never mistakes it for the whole value.
 std::string ShortenSecret(const std::string &secret);
 
+// `text` as one word for the POSIX shell: enclosed in single quotes, each embedded quote
+// written as '\''. Nothing inside is expanded by the shell.
+std::string QuoteForShell(const std::string &text);
+
 }  // namespace vexozeph
 
 #endif  // VEXOZEPH_BASE_STRING_UTILS_H_

@@ -1,0 +1,24 @@
+// The C interface's sign-out: a thin wrapper over the device session's.
+#include "internal/c_edge.h"
+#include "internal/log.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_exception.h"
+
+extern "C" VEXOZEPH_API int VEXOZEPHAccountLogout(bool remote) {
+  return vexozeph::GuardCInterface("VEXOZEPHAccountLogout", [remote] {
+    try {
+      vexozeph::AccountPkceService session;
+      if (remote) {
+        session.Logout();
+      } else {
+        session.LogoutLocal();
+      }
+    } catch (const vexozeph::ZephException &e) {
+      VEXOZEPHErrSet(e.GetCode());
+      ZLOG("Failed to logout: %s", e.what());
+      return -1;
+    }
+    return 0;
+  });
+}

@@ -1,0 +1,136 @@
+// The device session's two auth-key calls at the account host: trading an access token
+// for the device auth key, and granting a new authorization code for that key (the
+// rescue that needs no user).
+#define ZLOG_MODULE_NAME "account_pkce_service"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "internal/account_pkce_service_impl.h"
+#include "internal/clock.h"
+#include "internal/http/session.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "internal/shown_answer.h"
+#include "internal/string_utils.h"
+#include "internal/user_impl.h"
+#include "vexo_platform/vexo_pkce.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/user.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+const long kRequestTimeoutMs = 30000;
+const char kExchangePath[] = "/oauth2/api/v1/device/core/authkey/exchange";
+const char kGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
+// The platform's pair: at most 43 characters each and the NUL.
+const size_t kPkceBufferSize = 44;
+
+// A member that can go into the account file as it stands: non-empty text without line
+// breaks, short enough to be read back whole.
+bool StorableText(const Json::Value &answer, const char *key) {
+  std::string text;
+  return json::GetString(answer, key, text) && !text.empty() && IsStorableUserValue(text);
+}
+
+}  // namespace
+
+Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string &access_token) const {
+  http::Session session;
+  session.SetUrl(http::Url{GetAccountHost() + kExchangePath});
+  session.SetTimeout(http::Timeout{kRequestTimeoutMs});
+  session.SetUserAgent(http::UserAgent{TarnService().GetUserAgent()});
+  // Two header sets in this order: a session keeps only the last, so the request carries
+  // "Authorization" alone. The account host identifies the client by the token itself.
+  session.SetHeader(http::Header{{"X-Client-ID", GetClientId()}});
+  session.SetHeader(http::Header{{"Authorization", "Bearer " + access_token}});
+  const http::Response response = session.Post();
+  if (response.error) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to exchange authkey, reqcode=%d, reqmsg=%s",
+                               response.error.code, response.error.message.c_str()));
+  }
+  if (response.status_code != 200) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to exchange authkey, code=%ld, resp=%s",
+                               response.status_code, TruncatedAnswer(response.text).c_str()));
+  }
+  Json::Value answer;
+  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  if (StorableText(answer, "user_id") && StorableText(answer, "auth_key")) return answer;
+
+  const std::string shown = ShownAnswer(answer, response.text);
+  ZLOG("Failed to ExchangeAuthKey by [%s], code=%ld, resp=%s", ShortenSecret(access_token).c_str(),
+       response.status_code, shown.c_str());
+  throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
+                      format("Failed to parse exchange authkey resp, code=%ld, resp=%s",
+                             response.status_code, shown.c_str()));
+}
+
+void AccountPkceServiceImpl::GrantByAuthKey() const {
+  const Json::Value config = GetLoginPkceConfig();
+  const std::string client_id = json::StringOr(config, "client_id");
+  const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
+
+  char challenge[kPkceBufferSize] = {0};
+  char verifier[kPkceBufferSize] = {0};
+  if (vexo_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)) <
+      0) {
+    throw ZephException(VEXOZEPH_ERR_SYSTEM, "Failed to get code challenge & verifier");
+  }
+  // Read only up to the buffers' end, whatever the platform left in them.
+  const std::string challenge_text(challenge, strnlen(challenge, sizeof(challenge)));
+  const std::string verifier_text(verifier, strnlen(verifier, sizeof(verifier)));
+
+  http::Payload form{
+      {"client_id", client_id},
+      {"redirect_url", redirect_uri},
+      {"state", format("%ld", static_cast<long>(clock::Now()))},
+      {"code_challenge", challenge_text},
+      {"auth_key", User().GetAuthKey()},
+  };
+  // Split at every single space: the pieces keep their order, and a run of spaces gives
+  // empty pieces, which are sent as empty fields.
+  std::vector<std::string> scopes;
+  boost::split(scopes, json::StringOr(config, "scope"), boost::is_any_of(" "));
+  for (const std::string &scope : scopes) form.Add("scopes[]", scope);
+
+  // The grant goes to the configured account host, not to hosts fixed for this object.
+  const http::Response response =
+      http::Post(http::Url{AccountService().GetAccountHost() + kGrantPath},
+                 http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
+                 http::Header{{"X-Client-ID", client_id}}, form);
+  if (response.error) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to grant by authkey, reqcode=%d, reqmsg=%s",
+                               response.error.code, response.error.message.c_str()));
+  }
+  if (response.status_code == 401) {
+    throw ZephException(VEXOZEPH_ERR_AUTH,
+                        format("Failed to auth on grant by authkey, code=%ld, resp=%s",
+                               response.status_code, TruncatedAnswer(response.text).c_str()));
+  }
+  if (response.status_code != 200) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to grant by authkey, code=%ld, resp=%s",
+                               response.status_code, TruncatedAnswer(response.text).c_str()));
+  }
+  Json::Value answer;
+  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  std::string grant_code;
+  if (!json::GetString(answer, "grant_code", grant_code) || grant_code.empty()) {
+    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                        format("Failed to parse grant by authkey resp, code=%ld, resp=%s",
+                               response.status_code, ShownAnswer(answer, response.text).c_str()));
+  }
+  pkce_.ExchangeToken(grant_code, verifier_text, redirect_uri);
+}
+
+}  // namespace vexozeph

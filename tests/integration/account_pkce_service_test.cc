@@ -1,0 +1,559 @@
+// The device session against the cloud emulator: a sign-in through the identity host's
+// own page, the rescue by auth key when the refresh token dies, the forced sign-out when
+// the rescue is refused, the sign-out itself, and answers that must change nothing.
+#include <curl/curl.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "account_appliance.h"
+#include "internal/account_pkce_service_impl.h"
+#include "internal/clock.h"
+#include "internal/https_transfer.h"
+#include "internal/json_utils.h"
+#include "support/log_capture.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/user.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+using Keys = std::vector<std::string>;
+
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
+const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
+const char kHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
+const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
+const char kEventLog[] = "/var/log/vexozeph/events.jsonl";
+const char kExchangePath[] = "/oauth2/api/v1/device/core/authkey/exchange";
+const char kGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
+const char kLogoutPath[] = "/device/api/logout";
+const Keys kGrantFormStart = {"client_id", "redirect_url", "state", "code_challenge", "auth_key"};
+
+int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
+  try {
+    body();
+  } catch (const ZephException &e) {
+    if (message != nullptr) *message = e.what();
+    return static_cast<int>(e.GetCode());
+  }
+  return -1;
+}
+
+size_t AppendBody(char *data, size_t size, size_t count, void *target) {
+  static_cast<std::string *>(target)->append(data, size * count);
+  return size * count;
+}
+
+std::string Unescape(CURL *curl, const std::string &text) {
+  int length = 0;
+  char *plain = curl_easy_unescape(curl, text.c_str(), static_cast<int>(text.size()), &length);
+  std::string result(plain, static_cast<size_t>(length));
+  curl_free(plain);
+  return result;
+}
+
+std::string Escape(CURL *curl, const std::string &text) {
+  char *escaped = curl_easy_escape(curl, text.c_str(), static_cast<int>(text.size()));
+  std::string result(escaped);
+  curl_free(escaped);
+  return result;
+}
+
+std::string HtmlUnescape(std::string text) {
+  const std::vector<std::pair<std::string, std::string>> entities = {
+      {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"}};
+  for (const auto &entity : entities) {
+    for (size_t at = text.find(entity.first); at != std::string::npos;
+         at = text.find(entity.first, at + entity.second.size())) {
+      text.replace(at, entity.first.size(), entity.second);
+    }
+  }
+  return text;
+}
+
+// The text after the first `open` at or after `from`, up to the next double quote.
+std::string Between(const std::string &page, const std::string &open, size_t from) {
+  const size_t start = page.find(open, from);
+  if (start == std::string::npos) return "";
+  const size_t begin = start + open.size();
+  return page.substr(begin, page.find('"', begin) - begin);
+}
+
+// A browser for the sign-in page: fetches a page, posts a form and follows redirects,
+// trusting only the emulator's CA.
+class Browser {
+ public:
+  explicit Browser(const std::string &ca_file)
+      : curl_(curl_easy_init(), curl_easy_cleanup), ca_file_(ca_file) {}
+
+  struct Page {
+    long status = 0;
+    std::string url;  // where the browser ended up
+    std::string body;
+  };
+
+  Page Open(const std::string &url, const std::string *form = nullptr) {
+    CURL *curl = curl_.get();
+    curl_easy_reset(curl);
+    Page page;
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_CAINFO, ca_file_.c_str());
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, AppendBody);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &page.body);
+    if (form != nullptr) curl_easy_setopt(curl, CURLOPT_POSTFIELDS, form->c_str());
+    EXPECT_EQ(curl_easy_perform(curl), CURLE_OK) << url;
+    char *final_url = nullptr;
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &page.status);
+    curl_easy_getinfo(curl, CURLINFO_EFFECTIVE_URL, &final_url);
+    if (final_url != nullptr) page.url = final_url;
+    return page;
+  }
+
+  std::string Escape(const std::string &text) { return testing::Escape(curl_.get(), text); }
+  std::string Unescape(const std::string &text) { return testing::Unescape(curl_.get(), text); }
+
+ private:
+  std::unique_ptr<CURL, void (*)(CURL *)> curl_;
+  std::string ca_file_;
+};
+
+class AccountPkceSession : public AccountAppliance {
+ protected:
+  void SetUp() override {
+    AccountAppliance::SetUp();
+    NewAccount wanted;
+    wanted.full_name = "Pat Owner";
+    owner_ = MakeAccount("pat@example.com", wanted);
+    // Each plugin event notes what it was and whether the session's token file existed.
+    root_.WriteFile(kHook, "#!/bin/sh\necho \"$VEXOZEPH_ACTION $VEXOZEPH_PHASE $(test -f \"" +
+                               root_.Path(kTokenFile) + "\" && echo token || echo none)\" >> " +
+                               root_.Path("/tmp/heard") + "\n");
+    ASSERT_EQ(::chmod(root_.Path(kHook).c_str(), 0755), 0);
+  }
+
+  // What the user's browser does: opens the authorization address the sign-in
+  // configuration gives, fills in the page's form and follows the redirect back to the
+  // account host, where the code and state arrive.
+  ParamPkceLogin BrowserSignIn(const Account &account) {
+    const Json::Value config = AccountPkceService().GetLoginPkceConfig();
+    const PkcePair pkce = PkcePair::Make();
+    Browser browser(cloud_->CaFile());
+    const std::string redirect = json::StringOr(config, "login_redirect_uri");
+    const std::string authorize =
+        json::StringOr(config, "auth_endpoint") +
+        "?response_type=code&client_id=" + browser.Escape(json::StringOr(config, "client_id")) +
+        "&redirect_uri=" + browser.Escape(redirect) +
+        "&scope=" + browser.Escape(json::StringOr(config, "scope")) +
+        "&state=s-4711&code_challenge=" + pkce.challenge + "&code_challenge_method=S256";
+    Browser::Page page = browser.Open(authorize);
+    EXPECT_EQ(page.status, 200) << page.body;
+
+    const std::string action = Between(page.body, "<form method=\"post\" action=\"", 0);
+    EXPECT_FALSE(action.empty()) << page.body;
+    std::string form;
+    const std::string hidden = "<input type=\"hidden\" name=\"";
+    for (size_t at = page.body.find(hidden); at != std::string::npos;
+         at = page.body.find(hidden, at + 1)) {
+      const std::string name = Between(page.body, hidden, at);
+      const std::string value = Between(page.body, "\" value=\"", at);
+      form += browser.Escape(HtmlUnescape(name)) + "=" + browser.Escape(HtmlUnescape(value)) + "&";
+    }
+    form += "email=" + browser.Escape(account.email) +
+            "&password=" + browser.Escape(account.password) + "&consent=yes&action=allow";
+    page = browser.Open(cloud_->IdentityOrigin() + HtmlUnescape(action), &form);
+    EXPECT_EQ(page.status, 200) << page.body;
+    EXPECT_EQ(page.url.rfind(redirect + "?", 0), 0u) << page.url;
+
+    // The code and state arrive in the landing address's query.
+    ParamPkceLogin param;
+    std::string query = page.url.substr(page.url.find('?') + 1) + "&";
+    for (size_t end = query.find('&'); end != std::string::npos; end = query.find('&')) {
+      const std::string item = query.substr(0, end);
+      query.erase(0, end + 1);
+      const size_t equals = item.find('=');
+      const std::string value = browser.Unescape(item.substr(equals + 1));
+      if (item.compare(0, equals, "code") == 0) param.code = value;
+      if (item.compare(0, equals, "state") == 0) param.state = value;
+    }
+    EXPECT_EQ(param.state, "s-4711");
+    EXPECT_FALSE(param.code.empty()) << page.url;
+    param.code_verifier = pkce.verifier;
+    param.redirect_uri = redirect;
+    return param;
+  }
+
+  // Signs the owner in at `now` on the library's clock.
+  Json::Value SignIn(int64_t now) {
+    clock::SetForTesting(now);
+    return AccountPkceService().Login(BrowserSignIn(owner_));
+  }
+
+  Json::Value TokenFile() const {
+    Json::Value file;
+    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
+    return file;
+  }
+
+  // Puts the library's clock one second past the session's access token.
+  void LapseToken() {
+    const Json::Value file = TokenFile();
+    clock::SetForTesting(file["created_at"].asInt64() + file["expires_in"].asInt64() + 1);
+  }
+
+  std::vector<LoggedRequest> TokenRequests(const std::string &grant_type) {
+    std::vector<LoggedRequest> matching;
+    for (const auto &request : cloud_->Requests("identity", "/oauth2/token")) {
+      if (request.FormValue("grant_type") == grant_type) matching.push_back(request);
+    }
+    return matching;
+  }
+
+  void Answer(const std::string &path, int status, const std::string &body) {
+    Fault fault;
+    fault.path = path;
+    fault.origin = "account";
+    fault.status = status;
+    fault.body = body;
+    fault.content_type = "application/json";
+    cloud_->QueueFault(fault);
+  }
+
+  std::string Heard() const { return root_.ReadFile("/tmp/heard"); }
+
+  size_t LogoutEvents() const {
+    const std::string events = root_.ReadFile(kEventLog);
+    size_t count = 0;
+    for (size_t at = events.find("0x13A00002"); at != std::string::npos;
+         at = events.find("0x13A00002", at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+
+  Account owner_;
+};
+
+TEST_F(AccountPkceSession, ABrowserSignInStoresTokensIdentityAndProfileBetweenTheTwoEvents) {
+  LogCapture log;
+  const Json::Value profile = SignIn(1700000000);
+  EXPECT_EQ(json::StringOr(profile, "email"), owner_.email);
+  EXPECT_EQ(json::StringOr(profile, "full_name"), "Pat Owner");
+
+  // The pre-event comes before the code is exchanged, the post-event after everything.
+  EXPECT_EQ(Heard(), "zeph/login pre none\nzeph/login post token\n");
+
+  struct stat info;
+  ASSERT_EQ(::stat(root_.Path(kTokenFile).c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  const Json::Value tokens = TokenFile();
+  EXPECT_EQ(tokens["created_at"].asInt64(), 1700000000);
+  const std::string access_token = json::StringOr(tokens, "access_token");
+  ASSERT_FALSE(access_token.empty());
+
+  // The account host saw the browser land with the code, then the auth-key exchange
+  // (bearer alone), then the profile query.
+  std::vector<LoggedRequest> sent = cloud_->Requests("account");
+  ASSERT_EQ(sent.size(), 3u);
+  EXPECT_EQ(sent[0].path, "/device/oauth/login/callback");
+  sent.erase(sent.begin());
+  EXPECT_EQ(sent[0].path, kExchangePath);
+  EXPECT_EQ(sent[0].Header("Authorization"), "Bearer " + access_token);
+  EXPECT_FALSE(sent[0].HasHeader("X-Client-ID"));
+  EXPECT_EQ(sent[1].path, "/device/api/user/query");
+
+  User user;
+  EXPECT_EQ(user.GetAccountHost(), cloud_->AccountOrigin());
+  EXPECT_EQ(user.GetIdentityHost(), cloud_->IdentityOrigin());
+  EXPECT_EQ(user.GetUserId(), owner_.id);
+  EXPECT_EQ(user.GetEmail(), owner_.email);
+  EXPECT_EQ(user.GetName(), "Pat Owner");
+  const Json::Value keys = cloud_->GetAccount(owner_.id)["auth_keys"];
+  ASSERT_EQ(keys.size(), 1u);
+  EXPECT_EQ(user.GetAuthKey(), keys[0]["key"].asString());
+  EXPECT_EQ(sent[1].FormValue("auth_key"), user.GetAuthKey());
+  EXPECT_TRUE(root_.Exists(kCronJobs));
+  EXPECT_EQ(log.Count("account_pkce_service:"), 1u);
+  EXPECT_EQ(log.Count("Logged in Vexona Account as [pat@example.com]"), 1u);
+
+  EXPECT_TRUE(AccountPkceService().HasToken());
+  EXPECT_EQ(AccountPkceService().GetAccessToken(), access_token);
+  EXPECT_EQ(AccountPkceService().GetIdToken(), json::StringOr(tokens, "id_token"));
+}
+
+TEST_F(AccountPkceSession,
+       ASignInWhoseAuthKeyAnswerIsUnusableStoresNoIdentityAndRaisesNoPostEvent) {
+  Answer(kExchangePath, 200, "{\"user_id\":\"2000001\",\"auth_key\":\"line\\nbreak=\\\"x\\\"\"}");
+  EXPECT_EQ(CodeOf([&] { SignIn(1700000000); }), VEXOZEPH_ERR_TOKEN_STATE);
+  EXPECT_EQ(Heard(), "zeph/login pre none\n");
+  EXPECT_EQ(User().GetUserId(), "");
+  EXPECT_EQ(User().GetAuthKey(), "");
+  // The hosts the emulator installed are still the only lines of the account file.
+  EXPECT_EQ(AccountFile().find("zephIDSerial"), std::string::npos) << AccountFile();
+  EXPECT_FALSE(root_.Exists(kCronJobs));
+}
+
+TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchange) {
+  SignIn(1700000000);
+  const Json::Value before = TokenFile();
+  cloud_->RevokeRefreshToken(json::StringOr(before, "refresh_token"));
+  LapseToken();
+  cloud_->ClearRequests();
+  LogCapture log;
+
+  const std::string fresh = AccountPkceService().GetAccessToken();
+  EXPECT_NE(fresh, json::StringOr(before, "access_token"));
+  EXPECT_EQ(log.Count("Rescue tarn renew pkce token by authkey"), 1u);
+  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+  EXPECT_EQ(TokenRequests("authorization_code").size(), 1u);
+  const std::vector<LoggedRequest> grants = cloud_->Requests("account", kGrantPath);
+  ASSERT_EQ(grants.size(), 1u);
+  EXPECT_EQ(grants[0].status, 200);
+  EXPECT_EQ(grants[0].FormValue("auth_key"), User().GetAuthKey());
+  EXPECT_EQ(grants[0].FormValue("state"), std::to_string(clock::Now()));
+
+  // The new session is the one on file, saved at this second, and it keeps working.
+  const Json::Value after = TokenFile();
+  EXPECT_EQ(json::StringOr(after, "access_token"), fresh);
+  EXPECT_EQ(after["created_at"].asInt64(), clock::Now());
+  EXPECT_EQ(AccountPkceService().GetAccessToken(), fresh);
+  EXPECT_TRUE(User().Exists());
+  for (const auto &line : log.Lines()) {
+    EXPECT_EQ(line.find(User().GetAuthKey()), std::string::npos) << line;
+  }
+}
+
+TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoToken) {
+  SignIn(1700000000);
+  root_.WriteFile(kPackageTokenFile, "{}");
+  const std::string auth_key = User().GetAuthKey();
+  cloud_->RevokeRefreshToken(json::StringOr(TokenFile(), "refresh_token"));
+  cloud_->RevokeAuthKey(auth_key);
+  LapseToken();
+  cloud_->ClearRequests();
+  LogCapture log;
+
+  std::string message;
+  EXPECT_EQ(CodeOf([&] { AccountPkceService().GetAccessToken(); }, &message),
+            VEXOZEPH_ERR_TOKEN_STATE);
+  EXPECT_NE(message.find("Failed to find an existed token file"), std::string::npos) << message;
+  EXPECT_EQ(log.Count("Failed to rescue by authkey, force logout"), 1u);
+
+  // One refused grant, then the sign-out without the token, the form in order.
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account");
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].path, kGrantPath);
+  EXPECT_EQ(sent[0].status, 401);
+  EXPECT_EQ(sent[1].path, kLogoutPath);
+  EXPECT_EQ(sent[1].FormKeys(), (Keys{"serial_no", "id", "auth_key"}));
+  EXPECT_EQ(sent[1].FormValue("serial_no"), kSerial);
+  EXPECT_EQ(sent[1].FormValue("id"), owner_.id);
+  EXPECT_EQ(sent[1].FormValue("auth_key"), auth_key);
+  EXPECT_EQ(sent[1].Header("X-Client-ID"), "zeph-device");
+  EXPECT_EQ(sent[1].status, 200);
+
+  EXPECT_FALSE(HasAccountFile());
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+  EXPECT_FALSE(root_.Exists(kCronJobs));
+  EXPECT_EQ(LogoutEvents(), 1u);
+  EXPECT_EQ(log.Count("Logged out Vexona Account: pat@example.com"), 1u);
+  // The listeners heard of the sign-out before anything was removed.
+  EXPECT_NE(Heard().find("zeph/logout pre token\n"), std::string::npos) << Heard();
+
+  // Signed out, with nothing to rescue from: no token, and no request for it.
+  cloud_->InstallHosts();
+  cloud_->ClearRequests();
+  EXPECT_FALSE(AccountPkceService().HasToken());
+  EXPECT_TRUE(cloud_->Requests().empty());
+}
+
+TEST_F(AccountPkceSession, ALostTokenFileIsGrantedAgainWithEveryScopePieceInOrder) {
+  SignIn(1700000000);
+  ASSERT_EQ(::unlink(root_.Path(kTokenFile).c_str()), 0);
+  // A scope with a double and a trailing space: every single space splits.
+  Json::Value tmpl;
+  ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
+  tmpl["scope"] = "openid  offline_access device_sn:$sn$ ";
+  root_.WriteFile(kLoginTemplate, json::ToCompactString(tmpl));
+  cloud_->ClearRequests();
+
+  const std::string token = AccountPkceService().GetAccessToken();
+  EXPECT_EQ(json::StringOr(TokenFile(), "access_token"), token);
+  const std::vector<LoggedRequest> grants = cloud_->Requests("account", kGrantPath);
+  ASSERT_EQ(grants.size(), 1u);
+  Keys expected = kGrantFormStart;
+  expected.insert(expected.end(), 5, "scopes[]");
+  EXPECT_EQ(grants[0].FormKeys(), expected);
+  EXPECT_EQ(grants[0].FormValues("scopes[]"),
+            (Keys{"openid", "", "offline_access", std::string("device_sn:") + kSerial, ""}));
+  EXPECT_EQ(grants[0].FormValue("client_id"), "zeph-device");
+  EXPECT_EQ(grants[0].Header("X-Client-ID"), "zeph-device");
+  EXPECT_EQ(grants[0].FormValue("redirect_url"), cloud_->LoginRedirectUri());
+  EXPECT_EQ(grants[0].FormValue("code_challenge").size(), 43u);
+  const std::vector<LoggedRequest> exchanges = TokenRequests("authorization_code");
+  ASSERT_EQ(exchanges.size(), 1u);
+  EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), cloud_->LoginRedirectUri());
+  EXPECT_EQ(TokenRequests("refresh_token").size(), 0u);
+}
+
+TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnlyWhenConfirmed) {
+  SignIn(1700000000);
+  root_.WriteFile(kPackageTokenFile, "{}");
+  const std::string account_file = AccountFile();
+  const std::string token_file = root_.ReadFile(kTokenFile);
+  const std::string access_token = json::StringOr(TokenFile(), "access_token");
+  auto kept = [&](const std::string &why) {
+    EXPECT_EQ(AccountFile(), account_file) << why;
+    EXPECT_EQ(root_.ReadFile(kTokenFile), token_file) << why;
+    EXPECT_TRUE(root_.Exists(kPackageTokenFile)) << why;
+    EXPECT_TRUE(root_.Exists(kCronJobs)) << why;
+    EXPECT_EQ(LogoutEvents(), 0u) << why;
+  };
+
+  // Refusals of every kind keep the whole session.
+  struct Case {
+    int status;
+    std::string body;
+    int code;
+  };
+  const std::vector<Case> refusals = {
+      {500, "{\"code\":\"good\"}", VEXOZEPH_ERR_NO_REPLY},
+      {200, "<html>maintenance</html>", VEXOZEPH_ERR_BAD_JSON},
+      {200, "[\"good\"]", VEXOZEPH_ERR_BAD_JSON},
+      {200, std::string(200000, '[') + std::string(200000, ']'), VEXOZEPH_ERR_BAD_JSON},
+      {200, "{\"code\":\"badauth\"}", VEXOZEPH_ERR_AUTH},
+      // A result word of another type is no known word.
+      {200, "{\"code\":0}", VEXOZEPH_ERR_UNKNOWN},
+      {200, "{\"code\":true}", VEXOZEPH_ERR_UNKNOWN},
+      {200, std::string(https::kMaxReplyBytes + 1, ' '), VEXOZEPH_ERR_NO_REPLY},
+  };
+  for (const Case &c : refusals) {
+    Answer(kLogoutPath, c.status, c.body);
+    EXPECT_EQ(CodeOf([&] { AccountPkceService().Logout(); }), c.code) << c.body.substr(0, 80);
+    kept(c.body.substr(0, 80));
+  }
+  cloud_->SetAnswer("device/api/logout", "badparam", 1);
+  EXPECT_EQ(VEXOZEPHAccountLogout(true), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  kept("forced badparam");
+
+  // Confirmed: the server revokes the session and every client's token file goes.
+  cloud_->ClearRequests();
+  EXPECT_EQ(VEXOZEPHAccountLogout(true), 0);
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account", kLogoutPath);
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].FormKeys(), (Keys{"serial_no", "id", "auth_key", "access_token"}));
+  EXPECT_EQ(sent[0].FormValue("access_token"), access_token);
+  EXPECT_EQ(cloud_->RevokeAccessToken(access_token), 0);
+  EXPECT_FALSE(HasAccountFile());
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+  EXPECT_FALSE(root_.Exists(kCronJobs));
+  EXPECT_EQ(LogoutEvents(), 1u);
+}
+
+TEST_F(AccountPkceSession, SigningOutLocallyNeverAsksTheServer) {
+  SignIn(1700000000);
+  root_.WriteFile(kPackageTokenFile, "{}");
+  root_.WriteFile("/usr/vexo/etc/vexona-account/private/notes.json", "{}");
+  cloud_->ClearRequests();
+  EXPECT_EQ(VEXOZEPHAccountLogout(false), 0);
+  EXPECT_TRUE(cloud_->Requests().empty());
+  EXPECT_FALSE(HasAccountFile());
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+  EXPECT_TRUE(root_.Exists("/usr/vexo/etc/vexona-account/private/notes.json"));
+  EXPECT_FALSE(root_.Exists(kCronJobs));
+  EXPECT_EQ(LogoutEvents(), 1u);
+
+  // Without an account, a remote sign-out has no one to sign out and clears locally.
+  root_.WriteFile(kPackageTokenFile, "{}");
+  cloud_->InstallHosts();
+  AccountPkceService().Logout();
+  EXPECT_TRUE(cloud_->Requests().empty());
+  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+}
+
+TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
+  SignIn(1700000000);
+  const std::string account_file = AccountFile();
+  const std::string token_file = root_.ReadFile(kTokenFile);
+  const std::string access_token = json::StringOr(TokenFile(), "access_token");
+  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+  const std::string huge(https::kMaxReplyBytes + 1, 'x');
+  AccountPkceServiceImpl session("", "");
+
+  struct Case {
+    int status;
+    std::string body;
+    int code;
+  };
+  const std::vector<Case> exchanges = {
+      {403, "{\"error\":\"insufficient_scope\"}", VEXOZEPH_ERR_NO_REPLY},
+      {200, "not json", VEXOZEPH_ERR_BAD_JSON},
+      {200, deep, VEXOZEPH_ERR_BAD_JSON},
+      {200, huge, VEXOZEPH_ERR_NO_REPLY},
+      {200, "[]", VEXOZEPH_ERR_TOKEN_STATE},
+      {200, "{\"user_id\":2000001,\"auth_key\":\"k\"}", VEXOZEPH_ERR_TOKEN_STATE},
+      {200, "{\"user_id\":\"2000001\",\"auth_key\":\"\"}", VEXOZEPH_ERR_TOKEN_STATE},
+      {200, "{\"user_id\":\"2000\\n001\",\"auth_key\":\"secret-auth-key-0123456789\"}",
+       VEXOZEPH_ERR_TOKEN_STATE},
+      {200, "{\"auth_key\":\"secret-auth-key-0123456789\"}", VEXOZEPH_ERR_TOKEN_STATE},
+  };
+  for (const Case &c : exchanges) {
+    LogCapture log;
+    Answer(kExchangePath, c.status, c.body);
+    std::string message;
+    EXPECT_EQ(CodeOf([&] { session.ExchangeAuthKey(access_token); }, &message), c.code)
+        << c.body.substr(0, 80);
+    if (c.code == VEXOZEPH_ERR_TOKEN_STATE) {
+      EXPECT_EQ(log.Count("Failed to ExchangeAuthKey by [" + access_token.substr(0, 10) + "...]"),
+                1u);
+    }
+    for (const auto &line : log.Lines()) {
+      EXPECT_EQ(line.find(access_token), std::string::npos) << line;
+      EXPECT_EQ(line.find("secret-auth-key-0123456789"), std::string::npos) << line;
+    }
+    EXPECT_EQ(message.find("secret-auth-key-0123456789"), std::string::npos) << message;
+  }
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account", kExchangePath);
+  EXPECT_FALSE(sent.back().HasHeader("X-Client-ID"));
+
+  const std::vector<Case> grants = {
+      {401, "{\"error\":\"invalid_grant\"}", VEXOZEPH_ERR_AUTH},
+      {500, "{\"grant_code\":\"g\"}", VEXOZEPH_ERR_NO_REPLY},
+      {200, "<html/>", VEXOZEPH_ERR_BAD_JSON},
+      {200, deep, VEXOZEPH_ERR_BAD_JSON},
+      {200, huge, VEXOZEPH_ERR_NO_REPLY},
+      {200, "[\"grant_code\"]", VEXOZEPH_ERR_NO_REPLY},
+      {200, "{\"grant_code\":42}", VEXOZEPH_ERR_NO_REPLY},
+      {200, "{\"state\":\"1\"}", VEXOZEPH_ERR_NO_REPLY},
+  };
+  for (const Case &c : grants) {
+    Answer(kGrantPath, c.status, c.body);
+    EXPECT_EQ(CodeOf([&] { session.GrantByAuthKey(); }), c.code) << c.body.substr(0, 80);
+  }
+  // A grant code the identity host does not know is refused at the exchange.
+  Answer(kGrantPath, 200, "{\"grant_code\":\"forged-code\"}");
+  EXPECT_EQ(CodeOf([&] { session.GrantByAuthKey(); }), VEXOZEPH_ERR_NO_REPLY);
+
+  EXPECT_EQ(AccountFile(), account_file);
+  EXPECT_EQ(root_.ReadFile(kTokenFile), token_file);
+  EXPECT_TRUE(session.HasToken());
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
