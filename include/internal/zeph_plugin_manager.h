@@ -1,11 +1,13 @@
-// The host's plugin events around account actions, so that other installed components
-// can react to a sign-in or sign-out. Every event is raised under the plugin "zeph" with
-// an action name such as "zeph/login": 4 is the pre-event, 5 the post-event.
+// Host events: the plugin events raised around account actions, so that other installed
+// components can react to a sign-in or sign-out, and system notifications. Every plugin
+// event is raised under the plugin "zeph" with an action name such as "zeph/login": 4 is
+// the pre-event, 5 the post-event.
 #ifndef VEXOZEPH_INTERNAL_ZEPH_PLUGIN_MANAGER_H_
 #define VEXOZEPH_INTERNAL_ZEPH_PLUGIN_MANAGER_H_
 
 #include <string>
 
+#include "internal/form_hash.h"
 #include "internal/log.h"
 #include "vexo_platform/vlib_types.h"
 
@@ -48,6 +50,11 @@ class ZephPluginManager {
   // The post-event (5).
   void Post(const std::string &action_name) const;
 };
+
+// Posts the system notification `tag` with the "%NAME%" variables in `variables`
+// (VEXOSysNotifySendNotifiction); false when the host refuses it. Nothing is logged:
+// TarnService::SendSysNotify is the class side's way, with its lines.
+bool SendSysNotification(const std::string &tag, const FormHash &variables);
 
 }  // namespace vexozeph
 

@@ -8,7 +8,7 @@
 #include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
-#include "internal/sys_notification.h"
+#include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -49,7 +49,7 @@ void NotifyPasswordChanged() {
     ZLOG("VEXOZEPHAccountQueryInfo failed, code=%u", static_cast<unsigned int>(VEXOZEPHErrGet()));
     return;
   }
-  vexozeph::SysNotification notification;
+  vexozeph::FormHash notification;
   if (!notification.ok()) {
     ZLOG("Failed to alloc notification hash, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return;
@@ -57,7 +57,7 @@ void NotifyPasswordChanged() {
   const std::string email = vexozeph::json::StringOr(account, "email");
   if (!notification.Set("%ZEPH_ACCOUNT%", email)) {
     ZLOG("Cant set zeph account");
-  } else if (!notification.Send("ZephPasswordChanged")) {
+  } else if (!vexozeph::SendSysNotification("ZephPasswordChanged", notification)) {
     ZLOG("Send notification failed");
   }
 }

@@ -1,5 +1,6 @@
 #include "internal/zeph_plugin_manager.h"
 
+#include "vexo_platform/vexo_notify.h"
 #include "vexo_platform/vlib_plugin.h"
 
 namespace vexozeph {
@@ -50,6 +51,10 @@ void ZephPluginManager::Pre(const std::string &action_name) const {
 
 void ZephPluginManager::Post(const std::string &action_name) const {
   TriggerEvent(action_name, VLIB_PLUGIN_ACTION_POST);
+}
+
+bool SendSysNotification(const std::string &tag, const FormHash &variables) {
+  return VEXOSysNotifySendNotifiction(tag.c_str(), variables.get()) >= 0;
 }
 
 }  // namespace vexozeph

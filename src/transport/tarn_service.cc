@@ -3,7 +3,7 @@
 #include "internal/device.h"
 #include "internal/error_state.h"
 #include "internal/log.h"
-#include "internal/sys_notification.h"
+#include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
@@ -60,17 +60,18 @@ std::string TarnService::NewApiKey() const {
 
 void TarnService::SendSysNotify(const std::string &tag,
                                 const std::map<std::string, std::string> &variables) const {
-  SysNotification notification;
+  FormHash notification;
   if (!notification.ok()) {
     ZLOG("Failed to notify: out of memory");
     return;
   }
   for (const auto &variable : variables) {
-    if (!notification.Set(variable.first, variable.second)) {
+    if (!notification.Set(variable.first.c_str(), variable.second)) {
       ZLOG("Failed to set notify param: %s => %s", variable.first.c_str(), variable.second.c_str());
     }
   }
-  if (!notification.Send(tag)) ZLOG("Failed to send notify by VEXOSysNotifySendNotifiction");
+  if (!SendSysNotification(tag, notification))
+    ZLOG("Failed to send notify by VEXOSysNotifySendNotifiction");
 }
 
 }  // namespace vexozeph
