@@ -1,6 +1,5 @@
-// Pieces every C account operation is built from: the appliance settings they read, the
-// zone name they send, and a form request to the account host whose hash and reply free
-// themselves on every path.
+// A form request to the account host, as every C account operation sends one: the host
+// from the server configuration, the POST itself, and a reply that frees itself.
 #ifndef VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_
 #define VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_
 
@@ -8,46 +7,15 @@
 
 #include <string>
 
-#include "vexo_platform/vlib_types.h"
+#include "internal/form_hash.h"
+#include "internal/log.h"
 #include "vexozeph/vexozeph.h"
 
 namespace vexozeph {
 
-// The size the account operations allocate their hashes with.
-const int kAccountHashSize = 1024;
-
-// "language" of /etc/vexoinfo.conf, or "enu" when missing or empty.
-std::string ReadInterfaceLanguage();
-
-// True when /etc/vexoinfo.conf holds zeph_disable_report="yes".
-bool IsReportDisabled();
-
-// The appliance zone's database name ("nameInTZDB") into `zone`. On failure the lines are
-// logged under `module` and -1 is returned: the last error is left as it was when the
-// zone name cannot be read, and set to 6 when its information cannot.
-int ReadZoneNameInTzdb(const char *module, std::string &zone);
-
 // The account base of the server configuration into `host`. On failure logs
-// "VEXOZEPHServerConfigGet, code=%u" under `module`, sets 23 and returns -1.
-int ReadAccountHost(const char *module, std::string &host);
-
-// A platform string hash owned by this object.
-class FormHash {
- public:
-  FormHash();
-  ~FormHash();
-  FormHash(const FormHash &) = delete;
-  FormHash &operator=(const FormHash &) = delete;
-
-  bool ok() const { return hash_ != nullptr; }
-  // Sets `key`; false when the hash refuses it.
-  bool Set(const char *key, const std::string &value);
-  PVLIBSZHASH get() const { return hash_; }
-  PVLIBSZHASH *address() { return &hash_; }
-
- private:
-  PVLIBSZHASH hash_;
-};
+// "VEXOZEPHServerConfigGet, code=%u" at `where`, sets 23 and returns -1.
+int ReadAccountHost(const log::Place &where, std::string &host);
 
 // A reply of VEXOZEPHHttpsRequestSend that frees itself.
 class HttpsReply {

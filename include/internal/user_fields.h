@@ -31,16 +31,24 @@
 
 #define VEXOZEPH_USER_NUMBER_FIELDS(X) X(LastQueryTime, "last_query_time", 0)
 
-// The profile an account query takes from a server answer, stores and answers with, in
-// the order it is stored: X(answer member, accessor name). Texts first, then the flags; the
-// critical-version texts, the real-name flag, the schedule and the query time follow them
-// in the query's own code, since they are not copied one to one.
+// The profile: what an account query takes from a server answer, checks, stores and
+// answers with, and what the C record ZEPH_INFO (vexozeph.h) copies from and to the
+// account file. Answer members and record fields bear the same names.
+// X(answer member / record field, accessor name), in the order they are stored. The
+// identity (user id, auth key) and the query time are copied by hand around them, since
+// their order differs between the reader and the writers.
+
+// The holder's texts, without the e-mail: the C record stores the e-mail with the
+// identity, ahead of the rest of the profile.
+#define VEXOZEPH_HOLDER_TEXT_FIELDS(X) \
+  X(full_name, Name)                   \
+  X(country, Country)                  \
+  X(timezone, Timezone)                \
+  X(notify_language, NotifyLanguage)
+
 #define VEXOZEPH_PROFILE_TEXT_FIELDS(X) \
   X(email, Email)                       \
-  X(full_name, Name)                    \
-  X(country, Country)                   \
-  X(timezone, Timezone)                 \
-  X(notify_language, NotifyLanguage)
+  VEXOZEPH_HOLDER_TEXT_FIELDS(X)
 
 #define VEXOZEPH_PROFILE_FLAG_FIELDS(X)           \
   X(activated, IsActivated)                       \
@@ -48,5 +56,11 @@
   X(enews, IsEnews)                               \
   X(enews_local_promotion, IsEnewsLocalPromotion) \
   X(critical_release, IsCriticalRelease)
+
+// The critical-version texts: the query derives both from the answer's object
+// "critical_version_list"; the C record copies them one to one. Not in the query's answer.
+#define VEXOZEPH_PROFILE_VERSION_FIELDS(X)      \
+  X(critical_version_list, CriticalVersionList) \
+  X(critical_version_domain, CriticalVersionDomain)
 
 #endif  // VEXOZEPH_INTERNAL_USER_FIELDS_H_

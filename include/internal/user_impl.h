@@ -3,33 +3,19 @@
 #ifndef VEXOZEPH_INTERNAL_USER_IMPL_H_
 #define VEXOZEPH_INTERNAL_USER_IMPL_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "internal/account_file.h"
 #include "internal/user_fields.h"
 
 namespace vexozeph {
-
-// The account file's path (root prefix applied).
-std::string AccountFilePath();
-
-// Values are read back through a 2048-byte buffer, so a longer one could never be read
-// whole again.
-const size_t kMaxUserValueLength = 2047;
-
-// True when `value` can be stored and read back whole: at most kMaxUserValueLength
-// characters and no CR, LF or NUL (no escaping is applied; a line break would forge
-// further keys, a NUL would cut the value).
-bool IsStorableUserValue(const std::string &value);
 
 // Keys of the account file to be stored together by UserImpl::SetMany, in order, with
 // the values written exactly as the single setters write them.
 class UserUpdate {
  public:
-  using Entries = std::vector<std::pair<std::string, std::string>>;
+  using Entries = AccountValues;
 
   UserUpdate &Text(const std::string &key, const std::string &value);
   UserUpdate &Bool(const std::string &key, bool value);

@@ -37,8 +37,7 @@ int VEXOCloudServiceActionHandler(int action) {
   }
   char key[kApiKeySize] = {0};
   if (VEXOCloudServiceRegisterApiKey(key, sizeof(key)) < 0) {
-    ZLOG("renewing the expired API key failed [0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("renewing the expired API key failed [0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return -1;
   }
   ZLOG_AT(LOG_NOTICE, "expired API key replaced by a new one");

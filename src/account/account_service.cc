@@ -1,12 +1,8 @@
 #include "vexozeph/account_service.h"
 
-#include <unistd.h>
-
-#include "internal/account_request.h"
+#include "internal/account_file.h"
 #include "internal/log.h"
-#include "internal/privilege_section.h"
-#include "internal/user_impl.h"
-#include "vexo_platform/vexo_scheduler.h"
+#include "internal/report_schedule.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -15,8 +11,6 @@
 namespace vexozeph {
 
 namespace {
-const char kReportCommandLine[] = "/usr/vexo/bin/vexozeph --report_info";
-
 [[noreturn]] void ThrowLastError() {
   throw ZephException(static_cast<unsigned int>(VEXOZEPHErrGet()));
 }
@@ -43,13 +37,7 @@ class AccountServiceImpl {
     Json::Value result(Json::objectValue);
     if (VEXOZEPHAccountQueryInfo(result, true, true) < 0) {
       // An account the server cannot confirm is not kept: the caller sees it signed out.
-      // The file is root's: lift a non-root caller for the removal as for any access.
-      const std::string path = AccountFilePath();
-      const std::string module = log::ModuleOf(__FILE__);
-      PrivilegeSection section(module.c_str(), __LINE__);
-      section.Enter();
-      if (::unlink(path.c_str()) != 0) ZLOG("Failed to unlink %s", path.c_str());
-      section.Leave();
+      RemoveAccountFile(ZLOG_HERE, RemovalRule::kAnywayLoggingFailure);
       ThrowLastError();
     }
     return result;
@@ -65,11 +53,8 @@ class AccountServiceImpl {
   std::string GetAccountHost() const { return account_host_; }
 
   void SetReportCrontab() const {
-    // Devices upgraded from the legacy scheduler must not report twice.
-    VEXOScheduleRemove(kReportCommandLine);
-    if (IsReportDisabled()) return;
-    if (VEXOZEPHAccountRegisterCrond() != 0) return;
-    ZLOG("Failed to add crontab for zeph");
+    RemoveLegacyReportEntry();
+    ScheduleReport(ZLOG_HERE);
   }
 
  private:
@@ -92,12 +77,20 @@ Json::Value AccountService::GetAndSyncRemoteJsonAccount() const {
   return impl_->GetAndSyncRemoteJsonAccount();
 }
 
-Json::Value AccountService::GetLocalJsonAccount() const { return impl_->GetLocalJsonAccount(); }
+Json::Value AccountService::GetLocalJsonAccount() const {
+  return impl_->GetLocalJsonAccount();
+}
 
-std::string AccountService::GetIdentityHost() const { return impl_->GetIdentityHost(); }
+std::string AccountService::GetIdentityHost() const {
+  return impl_->GetIdentityHost();
+}
 
-std::string AccountService::GetAccountHost() const { return impl_->GetAccountHost(); }
+std::string AccountService::GetAccountHost() const {
+  return impl_->GetAccountHost();
+}
 
-void AccountService::SetReportCrontab() const { impl_->SetReportCrontab(); }
+void AccountService::SetReportCrontab() const {
+  impl_->SetReportCrontab();
+}
 
 }  // namespace vexozeph

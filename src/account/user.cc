@@ -1,62 +1,21 @@
 #include "vexozeph/user.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cinttypes>
 #include <cstdio>
-#include <vector>
 
-#include "internal/log.h"
-#include "internal/privilege_section.h"
-#include "internal/root_path.h"
-#include "internal/string_utils.h"
+#include "internal/account_file.h"
 #include "internal/user_impl.h"
-#include "vexo_platform/vlib_file.h"
-#include "vexozeph/error_codes.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
 namespace {
-
-// The account file's log lines name two fixed places, one for reads and one for writes,
-// so that operators can grep one pattern whatever the release.
-const char kModule[] = "user";
-const int kReadLine = 340;
-const int kWriteLine = 379;
-
-const size_t kValueBufferSize = 2048;
-const char kLineFormat[] = "%s=\"%s\"\n";
-
-void EnterOrThrow(PrivilegeSection &section) {
-  if (!section.Enter()) throw ZephException(VEXOZEPH_ERR_SYSTEM);
-}
-
-// Any stored value may be a credential (the auth key above all): only its start is logged.
-void LogFailedWrite(const std::string &key, const std::string &value) {
-  log::Write(LOG_ERR, "%s:%d Failed to set zeph config for %s:%s", kModule, kWriteLine, key.c_str(),
-             ShortenSecret(value).c_str());
-}
-
+// Numbers are formatted through a buffer as large as the file's read buffer.
+const size_t kNumberBufferSize = 2048;
 }  // namespace
 
-std::string AccountFilePath() {
-  return RootedPath("/usr/vexo/etc/vexona-account/private/user.conf");
-}
-
 std::string UserImpl::Get(const std::string &key, const std::string &fallback) const {
-  PrivilegeSection section(kModule, kReadLine);
-  EnterOrThrow(section);
-  char value[kValueBufferSize] = {0};
-  int found = VLIBCFileGetKeyValue(AccountFilePath().c_str(), key.c_str(), value, sizeof(value), 0);
-  section.Leave();
-  return found > 0 ? std::string(value) : fallback;
-}
-
-bool IsStorableUserValue(const std::string &value) {
-  return value.size() <= kMaxUserValueLength &&
-         value.find_first_of(std::string("\r\n\0", 3)) == std::string::npos;
+  std::string value;
+  return ReadAccountValue(key, value) ? value : fallback;
 }
 
 UserUpdate &UserUpdate::Text(const std::string &key, const std::string &value) {
@@ -69,7 +28,7 @@ UserUpdate &UserUpdate::Bool(const std::string &key, bool value) {
 }
 
 UserUpdate &UserUpdate::Number(const std::string &key, int64_t value) {
-  char text[kValueBufferSize];
+  char text[kNumberBufferSize];
   std::snprintf(text, sizeof(text), "%lld", static_cast<long long>(value));
   return Text(key, text);
 }
@@ -79,43 +38,7 @@ void UserImpl::Set(const std::string &key, const std::string &value) const {
 }
 
 void UserImpl::SetMany(const UserUpdate &update) const {
-  const UserUpdate::Entries &entries = update.entries();
-  if (entries.empty()) return;
-  // A value the file cannot give back whole refuses the whole update before the file is
-  // touched: half a profile, or an identity mixed from two accounts, must never stand.
-  for (const auto &entry : entries) {
-    if (!IsStorableUserValue(entry.second)) {
-      LogFailedWrite(entry.first, entry.second);
-      throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
-    }
-  }
-  std::vector<const char *> keys;
-  std::vector<const char *> values;
-  for (const auto &entry : entries) {
-    keys.push_back(entry.first.c_str());
-    values.push_back(entry.second.c_str());
-  }
-
-  const std::string path = AccountFilePath();
-  PrivilegeSection section(kModule, kWriteLine);
-  EnterOrThrow(section);
-  const int written = entries.size() == 1
-                          ? VLIBCFileSetKeyValue(path.c_str(), keys[0], values[0], kLineFormat)
-                          : VLIBCFileSetKeyValues(path.c_str(), keys.data(), values.data(),
-                                                  keys.size(), kLineFormat);
-  const bool failed = written < 0;
-  if (failed) {
-    for (const auto &entry : entries) LogFailedWrite(entry.first, entry.second);
-  }
-  // The file holds the device's credentials: root alone may read it, whoever wrote it.
-  if (::chmod(path.c_str(), 0600) != 0) {
-    log::Write(LOG_ERR, "%s:%d chmod failed, path=%s, reason=%m", kModule, kWriteLine, path.c_str());
-  }
-  if (::chown(path.c_str(), 0, 0) != 0) {
-    log::Write(LOG_ERR, "%s:%d chown failed, path=%s, reason=%m", kModule, kWriteLine, path.c_str());
-  }
-  section.Leave();
-  if (failed) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+  WriteAccountValues(update.entries());
 }
 
 bool UserImpl::GetBool(const std::string &key, bool fallback) const {

@@ -1,6 +1,8 @@
 #include <json/value.h>
 
+#include "internal/appliance_settings.h"
 #include "internal/log.h"
+#include "internal/report_schedule.h"
 #include "vexo_platform/vexo_scheduler.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_account.h"
@@ -9,6 +11,10 @@
 namespace {
 
 const char kCronGroup[] = "zeph";
+const char kReportCommand[] = "/usr/vexo/bin/vexozeph";
+const char kReportOption[] = "--report_info";
+// The same command as the legacy scheduler knew it.
+const char kReportCommandLine[] = "/usr/vexo/bin/vexozeph --report_info";
 
 // The one job of the group: run the periodic report as root on the stored schedule,
 // passed on unchanged (its "~" marks belong to the cron manager).
@@ -19,8 +25,8 @@ Json::Value ReportJobList() {
   job["crontab"] = vexozeph::User().GetReportCronTimestring();
   job["user"] = "root";
   Json::Value command(Json::arrayValue);
-  command.append("/usr/vexo/bin/vexozeph");
-  command.append("--report_info");
+  command.append(kReportCommand);
+  command.append(kReportOption);
   job["cmd_list"] = command;
   Json::Value jobs(Json::arrayValue);
   jobs.append(job);
@@ -28,6 +34,19 @@ Json::Value ReportJobList() {
 }
 
 }  // namespace
+
+namespace vexozeph {
+
+void ScheduleReport(const log::Place &where) {
+  if (IsReportDisabled()) return;
+  if (VEXOZEPHAccountRegisterCrond() == 0) ZLOG_FROM(where, "Failed to add crontab for zeph");
+}
+
+void RemoveLegacyReportEntry() {
+  VEXOScheduleRemove(kReportCommandLine);
+}
+
+}  // namespace vexozeph
 
 // Both report the manager's answer only: 0 means not done. They leave the last error
 // alone, so a failure here never masks the error of the operation that called them.

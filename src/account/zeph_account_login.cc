@@ -2,20 +2,21 @@
 // management interface already holds, or by adopting a known user id and auth key.
 // The password and token logins share one path (device facts, form exchange with the
 // single API-key re-registration, completion); they differ only in their form and path.
-#include <unistd.h>
-
 #include <string>
 
+#include "internal/account_file.h"
 #include "internal/account_request.h"
+#include "internal/appliance_settings.h"
 #include "internal/c_edge.h"
+#include "internal/device.h"
 #include "internal/error_state.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
-#include "internal/privilege_section.h"
+#include "internal/report_schedule.h"
 #include "internal/user_impl.h"
+#include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vexo_notify.h"
-#include "vexo_platform/vlib_device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_plugin.h"
 #include "vexozeph/user.h"
@@ -25,9 +26,6 @@
 
 namespace {
 
-const char kModule[] = "zeph_account_login";
-const size_t kSerialSize = 36;
-const size_t kMacSize = 24;
 const size_t kApiKeySize = 1024;
 
 const int kLoginEventType = 2;
@@ -36,38 +34,6 @@ const unsigned int kLoginEventCode = 0x13A00001;
 
 const char kPasswordLoginPath[] = "device/api/password_login";
 const char kTokenLoginPath[] = "good/user/launch";
-
-// The "zeph/login" plugin context, closed on every exit.
-class LoginPlugin {
- public:
-  LoginPlugin() = default;
-  ~LoginPlugin() { VLIBPluginExit(handle_); }
-  LoginPlugin(const LoginPlugin &) = delete;
-  LoginPlugin &operator=(const LoginPlugin &) = delete;
-
-  // False (logged) when the context cannot be opened. The error state is left alone: a
-  // host without listeners is not the caller's fault.
-  bool Open() {
-    if (VLIBPluginSDKInit("zeph", "zeph/login", &handle_) < 0) {
-      ZLOG("VLIBPluginSDKInit failed");
-      return false;
-    }
-    return true;
-  }
-
-  // The post-event that tells listeners the account is in place.
-  bool RaisePost() {
-    if (VLIBPluginAction(handle_, VLIB_PLUGIN_ACTION_POST) < 0) {
-      ZLOG("VLIBPluginAction failed, action=%u",
-           static_cast<unsigned int>(VLIB_PLUGIN_ACTION_POST));
-      return false;
-    }
-    return true;
-  }
-
- private:
-  PVLIBPLUGIN handle_ = nullptr;
-};
 
 int Fail(unsigned int code) {
   return VEXOZEPHErrSet(code), -1;
@@ -85,22 +51,17 @@ int ReadApiKey(char *api_key, size_t size) {
 // What the appliance tells the server about itself in both form logins.
 struct DeviceFacts {
   std::string account_host;
-  char serial[kSerialSize] = {0};
-  char mac[kMacSize] = {0};
+  std::string serial;
+  std::string mac;
   char api_key[kApiKeySize] = {0};
 };
 
 int ReadDeviceFacts(DeviceFacts &facts) {
-  if (vexozeph::ReadAccountHost(kModule, facts.account_host) < 0) return -1;
-  if (VLIBGetSerialNumber(facts.serial, sizeof(facts.serial)) < 0) {
-    ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+  if (vexozeph::ReadAccountHost(ZLOG_HERE, facts.account_host) < 0) return -1;
+  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, facts.serial)) {
     return Fail(VEXOZEPH_ERR_SERIAL);
   }
-  if (VEXOBxinfoCloudServiceGetMacAddress(facts.mac, sizeof(facts.mac)) < 0) {
-    ZLOG("Failed to get mac address");
-    return Fail(VEXOZEPH_ERR_MAC);
-  }
+  if (!vexozeph::device::ReadMacAddress(ZLOG_HERE, facts.mac)) return Fail(VEXOZEPH_ERR_MAC);
   return ReadApiKey(facts.api_key, sizeof(facts.api_key));
 }
 
@@ -122,7 +83,7 @@ struct Locale {
 
 int ReadLocale(Locale &locale) {
   locale.language = vexozeph::ReadInterfaceLanguage();
-  return vexozeph::ReadZoneNameInTzdb(kModule, locale.zone);
+  return vexozeph::ReadZoneNameInTzdb(ZLOG_HERE, locale.zone);
 }
 
 // Fills the form in the order the server's signature check and logs expect.
@@ -145,8 +106,7 @@ int ExchangeOnce(const std::string &host, const char *path, const vexozeph::Form
                  Json::Value &response, std::string &body) {
   vexozeph::HttpsReply reply;
   if (vexozeph::SendAccountForm(host, path, form, false, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SEND);
   }
   body = reply.body();
@@ -180,8 +140,7 @@ int ExchangeLogin(const FormLogin &login, DeviceFacts &facts, vexozeph::FormHash
     }
     // The hash replaces a key's value in place, so the field keeps its position.
     if (!form.Set("api_key", facts.api_key)) {
-      ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-           VLIBCErrorGetLine());
+      ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
       return Fail(VEXOZEPH_ERR_SYSTEM);
     }
     if (ExchangeOnce(facts.account_host, path, form, response, body) < 0) return -1;
@@ -239,12 +198,6 @@ int StoreIdentity(const std::string &user_id, const std::string &auth_key) {
   return 0;
 }
 
-// Installs the periodic report unless the appliance has it switched off. Best effort.
-void ScheduleReport() {
-  if (vexozeph::IsReportDisabled()) return;
-  if (VEXOZEPHAccountRegisterCrond() == 0) ZLOG("Failed to add crontab for zeph");
-}
-
 void RecordSignIn(const std::string &email) {
   ZLOG("Logged in Zeph Center as %s", email.c_str());
   VEXOLogSet1(kLoginEventType, kLoginEventLevel, kLoginEventCode, email.c_str(), "", "", "");
@@ -258,7 +211,7 @@ void RefreshProfile() {
   VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
 }
 
-int Complete(const FormLogin &login, const Json::Value &response, LoginPlugin &plugin) {
+int Complete(const FormLogin &login, const Json::Value &response, vexozeph::PluginContext &plugin) {
   std::string user_id;
   std::string auth_key;
   if (!IdentityOf(response, user_id, auth_key)) {
@@ -267,11 +220,11 @@ int Complete(const FormLogin &login, const Json::Value &response, LoginPlugin &p
     return Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   if (StoreIdentity(user_id, auth_key) < 0) return -1;
-  ScheduleReport();
+  vexozeph::ScheduleReport(ZLOG_HERE);
   RecordSignIn(login.kind == LoginKind::kPassword ? std::string(login.email)
                                                   : vexozeph::json::StringOr(response, "email"));
   RefreshProfile();
-  if (!plugin.RaisePost()) return -1;
+  if (!plugin.Raise(VLIB_PLUGIN_ACTION_POST, ZLOG_HERE)) return -1;
   return 0;
 }
 
@@ -284,8 +237,9 @@ int FormLoginRun(const FormLogin &login, Json::Value &response) {
     ZLOG("Bad Parameters");
     return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
-  LoginPlugin plugin;
-  if (!plugin.Open()) return -1;
+  // No listeners to tell is not the caller's fault: the error state is left alone.
+  vexozeph::PluginContext plugin("zeph/login");
+  if (!plugin.Open(ZLOG_HERE)) return -1;
   DeviceFacts facts;
   if (ReadDeviceFacts(facts) < 0) return -1;
   Locale locale;
@@ -293,23 +247,13 @@ int FormLoginRun(const FormLogin &login, Json::Value &response) {
 
   vexozeph::FormHash form;
   if (!form.ok() || !FillForm(login, facts, locale, form)) {
-    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SYSTEM);
   }
   if (ExchangeLogin(login, facts, form, response) < 0) return -1;
   // Only the credentials were to be checked: nothing is stored, scheduled or announced.
   if (login.kind == LoginKind::kPassword && login.verify_only) return 0;
   return Complete(login, response, plugin);
-}
-
-// Removes the account file of a key that the server did not confirm. Privilege trouble
-// is only logged: the half-adopted key must go whatever happens.
-void DiscardAdoptedKey() {
-  vexozeph::PrivilegeSection section(kModule, __LINE__);
-  section.Enter();
-  ::unlink(vexozeph::AccountFilePath().c_str());
-  section.Leave();
 }
 
 // Copies the members a key login reports from the query's answer.
@@ -329,8 +273,9 @@ int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) 
   // The key is not sent here; reading it proves the cloud-service platform is ready.
   char api_key[kApiKeySize] = {0};
   if (ReadApiKey(api_key, sizeof(api_key)) < 0) return -1;
-  LoginPlugin plugin;
-  if (!plugin.Open()) return -1;
+  // No listeners to tell is not the caller's fault: the error state is left alone.
+  vexozeph::PluginContext plugin("zeph/login");
+  if (!plugin.Open(ZLOG_HERE)) return -1;
 
   // Stored whole or not at all, so a refusal leaves the earlier account as it was.
   if (StoreIdentity(user_id, auth_key) < 0) return -1;
@@ -338,12 +283,13 @@ int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) 
   if (VEXOZEPHAccountQueryInfo(query, true, true) < 0) {
     ZLOG("VEXOZEPHAccountQueryInfo failed");
     VEXOZEPHErrSet(VEXOZEPH_ERR_AUTH);
-    DiscardAdoptedKey();
+    // Privilege trouble is only logged: the half-adopted key must go whatever happens.
+    vexozeph::RemoveAccountFile(ZLOG_HERE, vexozeph::RemovalRule::kAnyway);
     return -1;
   }
   CopyKeyLoginResult(query, result);
-  if (!plugin.RaisePost()) return -1;
-  ScheduleReport();
+  if (!plugin.Raise(VLIB_PLUGIN_ACTION_POST, ZLOG_HERE)) return -1;
+  vexozeph::ScheduleReport(ZLOG_HERE);
   RecordSignIn(vexozeph::json::StringOr(query, "email"));
   return 0;
 }

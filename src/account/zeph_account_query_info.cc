@@ -11,11 +11,11 @@
 #include "internal/account_request.h"
 #include "internal/c_edge.h"
 #include "internal/clock.h"
+#include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
 #include "internal/string_utils.h"
 #include "internal/user_impl.h"
-#include "vexo_platform/vlib_device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/user.h"
@@ -25,10 +25,8 @@
 
 namespace {
 
-const char kModule[] = "zeph_account_query_info";
 const char kQueryPath[] = "device/api/user/query";
 const unsigned int kLockTimeoutSeconds = 30;
-const size_t kSerialSize = 36;
 
 // How long a stored profile stands: fresh callers accept under 300 seconds, the others
 // under a day.
@@ -183,24 +181,18 @@ int AnswerFromFile(Json::Value &result) {
 
 int AskServer(const StoredIdentity &identity, bool short_timeout) {
   std::string host;
-  if (vexozeph::ReadAccountHost(kModule, host) < 0) return -1;
-  char serial[kSerialSize] = {0};
-  if (VLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
-    ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
-    return Fail(VEXOZEPH_ERR_SERIAL);
-  }
+  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
+  std::string serial;
+  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) return Fail(VEXOZEPH_ERR_SERIAL);
   vexozeph::FormHash form;
   if (!form.ok() || !form.Set("id", identity.user_id) || !form.Set("auth_key", identity.auth_key) ||
       !form.Set("serial_no", serial)) {
-    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SYSTEM);
   }
   vexozeph::HttpsReply reply;
   if (vexozeph::SendAccountForm(host, kQueryPath, form, short_timeout, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SEND);
   }
   Json::Value answer;

@@ -5,22 +5,19 @@
 
 #include "internal/account_request.h"
 #include "internal/c_edge.h"
+#include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
-#include "vexo_platform/vexo_notify.h"
-#include "vexo_platform/vlib_device.h"
+#include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vlib_error.h"
-#include "vexozeph/tarn_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
 
 namespace {
 
-const size_t kSerialSize = 36;
-
 // Fills the update form in its fixed order. The e-mail and the password only change
 // together with the current password; without it they are left out, silently.
-bool FillUpdateForm(vexozeph::FormHash &form, const ZEPH_INFO &stored, const char *serial,
+bool FillUpdateForm(vexozeph::FormHash &form, const ZEPH_INFO &stored, const std::string &serial,
                     const char *full_name, const char *new_email, const char *password,
                     const char *new_password, const char *country, const char *notify_language,
                     const char *timezone, int enews, int critical_release,
@@ -52,16 +49,15 @@ void NotifyPasswordChanged() {
     ZLOG("VEXOZEPHAccountQueryInfo failed, code=%u", static_cast<unsigned int>(VEXOZEPHErrGet()));
     return;
   }
-  vexozeph::FormHash variables;
-  if (!variables.ok()) {
-    ZLOG("Failed to alloc notification hash, err=[0x%04X %s:%d]", VLIBCErrGet(),
-         VLIBCErrorGetFile(), VLIBCErrorGetLine());
+  vexozeph::FormHash notification;
+  if (!notification.ok()) {
+    ZLOG("Failed to alloc notification hash, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return;
   }
   const std::string email = vexozeph::json::StringOr(account, "email");
-  if (!variables.Set("%ZEPH_ACCOUNT%", email)) {
+  if (!notification.Set("%ZEPH_ACCOUNT%", email)) {
     ZLOG("Cant set zeph account");
-  } else if (VEXOSysNotifySendNotifiction("ZephPasswordChanged", variables.get()) < 0) {
+  } else if (!vexozeph::SendSysNotification("ZephPasswordChanged", notification)) {
     ZLOG("Send notification failed");
   }
 }
@@ -76,13 +72,10 @@ int SetInfo(const char *full_name, const char *new_email, const char *password,
     ZLOG("VEXOZEPHAccountGet failed");
     return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
   }
-  const std::string module = vexozeph::log::ModuleOf(__FILE__);
   std::string host;
-  if (vexozeph::ReadAccountHost(module.c_str(), host) < 0) return -1;
-  char serial[kSerialSize] = {0};
-  if (VLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
-    ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
+  std::string serial;
+  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
     return VEXOZEPHErrSet(VEXOZEPH_ERR_SERIAL), -1;
   }
   vexozeph::FormHash form;
@@ -90,14 +83,12 @@ int SetInfo(const char *full_name, const char *new_email, const char *password,
       !FillUpdateForm(form, *stored, serial, full_name, new_email, password, new_password, country,
                       notify_language, timezone, enews, critical_release, enews_local_promotion,
                       critical_version_list)) {
-    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
   }
   vexozeph::HttpsReply reply;
   if (vexozeph::SendAccountForm(host, "device/api/user/update", form, false, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
   }
   if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
@@ -112,14 +103,12 @@ int SetInfo(const char *full_name, const char *new_email, const char *password,
 
 extern "C" VEXOZEPH_API int VEXOZEPHAccountSetInfo(const char *full_name, const char *new_email,
                                                    const char *password, const char *new_password,
-                                                   const char *country,
-                                                   const char *notify_language,
+                                                   const char *country, const char *notify_language,
                                                    const char *timezone, int enews,
                                                    int critical_release, int enews_local_promotion,
                                                    const char *critical_version_list) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountSetInfo", [&] {
-    return SetInfo(full_name, new_email, password, new_password, country, notify_language,
-                   timezone, enews, critical_release, enews_local_promotion,
-                   critical_version_list);
+    return SetInfo(full_name, new_email, password, new_password, country, notify_language, timezone,
+                   enews, critical_release, enews_local_promotion, critical_version_list);
   });
 }

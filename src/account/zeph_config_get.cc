@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "internal/c_edge.h"
+#include "internal/user_fields.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
@@ -23,19 +24,14 @@ int AccountGet(ZEPH_INFO *info) {
     if (auth_key.empty() || user_id.empty()) return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
     CopyText(info->auth_key, auth_key);
     CopyText(info->user_id, user_id);
-    CopyText(info->email, user.GetEmail());
-    CopyText(info->full_name, user.GetName());
-    CopyText(info->country, user.GetCountry());
-    CopyText(info->timezone, user.GetTimezone());
-    CopyText(info->notify_language, user.GetNotifyLanguage());
+#define VEXOZEPH_COPY_TEXT(field, Name) CopyText(info->field, user.Get##Name());
+#define VEXOZEPH_COPY_FLAG(field, Name) info->field = user.Get##Name() ? 1 : 0;
+    VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_COPY_TEXT)
     info->last_query_time = static_cast<int32_t>(user.GetLastQueryTime());
-    info->activated = user.GetIsActivated() ? 1 : 0;
-    info->disabled = user.GetIsDisabled() ? 1 : 0;
-    info->enews = user.GetIsEnews() ? 1 : 0;
-    info->critical_release = user.GetIsCriticalRelease() ? 1 : 0;
-    info->enews_local_promotion = user.GetIsEnewsLocalPromotion() ? 1 : 0;
-    CopyText(info->critical_version_list, user.GetCriticalVersionList());
-    CopyText(info->critical_version_domain, user.GetCriticalVersionDomain());
+    VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_COPY_FLAG)
+    VEXOZEPH_PROFILE_VERSION_FIELDS(VEXOZEPH_COPY_TEXT)
+#undef VEXOZEPH_COPY_TEXT
+#undef VEXOZEPH_COPY_FLAG
   } catch (const vexozeph::ZephException &e) {
     // The fields copied so far stay filled; the caller goes by the result.
     VEXOZEPHErrSet(e.GetCode());

@@ -23,18 +23,14 @@ int AccountSet(const ZEPH_INFO *info) {
       .SetUserId(TextOf(info->user_id));
   // A caller with only the sign-in identity passes no query time and keeps the profile.
   if (info->last_query_time > 0) {
-    update.SetName(TextOf(info->full_name))
-        .SetCountry(TextOf(info->country))
-        .SetTimezone(TextOf(info->timezone))
-        .SetNotifyLanguage(TextOf(info->notify_language))
-        .SetIsActivated(info->activated != 0)
-        .SetIsDisabled(info->disabled != 0)
-        .SetIsEnews(info->enews != 0)
-        .SetIsEnewsLocalPromotion(info->enews_local_promotion != 0)
-        .SetIsCriticalRelease(info->critical_release != 0)
-        .SetCriticalVersionList(TextOf(info->critical_version_list))
-        .SetCriticalVersionDomain(TextOf(info->critical_version_domain))
-        .SetLastQueryTime(static_cast<int64_t>(info->last_query_time));
+#define VEXOZEPH_TAKE_TEXT(field, Name) update.Set##Name(TextOf(info->field));
+#define VEXOZEPH_TAKE_FLAG(field, Name) update.Set##Name(info->field != 0);
+    VEXOZEPH_HOLDER_TEXT_FIELDS(VEXOZEPH_TAKE_TEXT)
+    VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_TAKE_FLAG)
+    VEXOZEPH_PROFILE_VERSION_FIELDS(VEXOZEPH_TAKE_TEXT)
+#undef VEXOZEPH_TAKE_TEXT
+#undef VEXOZEPH_TAKE_FLAG
+    update.SetLastQueryTime(static_cast<int64_t>(info->last_query_time));
   }
   // One replacement of the file: a record that cannot be stored whole changes nothing.
   try {

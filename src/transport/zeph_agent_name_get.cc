@@ -1,5 +1,5 @@
+#include "internal/device.h"
 #include "internal/log.h"
-#include "vexo_platform/vlib_device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
 
@@ -10,9 +10,8 @@ extern "C" VEXOZEPH_API int VEXOZEPHUserAgentNameGet(char *buf, int size) {
   }
   // A request without the appliance's own agent still works, so a platform failure is
   // logged and the caller's (cleared) buffer goes out as it is.
-  if (VLIBBxinfoUserAgentGet(buf, static_cast<size_t>(size)) < 0) {
-    ZLOG("VLIBBxinfoUserAgentGet failed, vexoerr=[0x%04X %s:%d]", VLIBCErrGet(),
-         VLIBCErrorGetFile(), VLIBCErrorGetLine());
+  if (!vexozeph::device::ReadUserAgent(buf, static_cast<size_t>(size))) {
+    ZLOG("VLIBBxinfoUserAgentGet failed, vexoerr=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
   }
   return 0;
 }

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "internal/c_edge.h"
+#include "internal/device.h"
 #include "internal/https_retry_pause.h"
 #include "internal/https_timeouts.h"
 #include "internal/https_transfer.h"
@@ -55,7 +56,6 @@ const size_t kSerialSize = 256;
 const size_t kTokenSize = 33;
 const int kMaxFormKeys = 512;
 const size_t kUrlSize = 4096;
-const int kUserAgentSize = 256;
 const size_t kHeaderSize = 128;
 const long kLowSpeedLimitBytes = 128;
 const int kLongAttempts = 3;
@@ -129,13 +129,11 @@ class FormRequest {
     }
     KeyList keys(VLIBCSzListAlloc(kMaxFormKeys));
     if (!keys) {
-      ZLOG("out of memory, ERR=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-           VLIBCErrorGetLine());
+      ZLOG("out of memory, ERR=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
       return false;
     }
     if (request_.params == nullptr || VLIBCSzHashEnumKey(request_.params, keys.get()) <= 0) {
-      ZLOG("no key in the hash, ERR=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-           VLIBCErrorGetLine());
+      ZLOG("no key in the hash, ERR=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
       return false;
     }
     if (!AppendPair("bx_sn", serial) || !AppendPair("bx_token", token)) return false;
@@ -206,8 +204,8 @@ class FormRequest {
       ZLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
       return false;
     }
-    char agent[kUserAgentSize] = {0};
-    VEXOZEPHUserAgentNameGet(agent, kUserAgentSize);
+    char agent[vexozeph::device::kUserAgentSize] = {0};
+    VEXOZEPHUserAgentNameGet(agent, static_cast<int>(sizeof(agent)));
     if ((rc = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
       ZLOG("failed to set agent=%s, return value=%d, err=%s", agent, rc, curl_easy_strerror(rc));
       return false;

@@ -5,16 +5,15 @@
 #include <string>
 
 #include "internal/c_edge.h"
+#include "internal/device.h"
 #include "internal/log.h"
 #include "internal/request_token.h"
-#include "vexo_platform/vlib_device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
-const size_t kSerialBufferSize = 36;
 const size_t kTokenInputInitialSize = 1024;
 
 // Only the first character is examined: firmware has always accepted any serial that
@@ -25,6 +24,24 @@ bool SerialLooksValid(const char *serial) {
          (first >= 'A' && first <= 'Z');
 }
 
+int GetSerialNumber(char *buf, size_t size) {
+  if (buf == nullptr) {
+    ZLOG("Wrong parameters");
+    return -1;
+  }
+  std::string serial;
+  if (!vexozeph::device::ReadSerialNumber(serial)) {
+    ZLOG("Failed to get serial number from flash. [0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
+    return -1;
+  }
+  if (size > 0) std::snprintf(buf, size, "%s", serial.c_str());
+  if (size == 0 || !SerialLooksValid(buf)) {
+    ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial.c_str(), VLIB_LAST_ERROR_ARGS);
+    return -1;
+  }
+  return 0;
+}
+
 struct HeapText {
   char *data = nullptr;
   size_t capacity = 0;
@@ -32,14 +49,13 @@ struct HeapText {
 };
 
 void LogGenerateTokenFailed() {
-  ZLOG("GenerateToken Failed, err=[0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrorGetFile(),
-       VLIBCErrorGetLine());
+  ZLOG("GenerateToken Failed, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
 }
 
 // Reads the serial into the caller's buffer whole, or fails: a token signed over a cut
 // serial would not match the "bx_sn" the server is sent.
 int ReadSerialInto(char *serial, size_t serial_size) {
-  char whole[kSerialBufferSize] = {0};
+  char whole[vexozeph::device::kSerialNumberSize] = {0};
   if (VEXOZEPHGetSerialNumber(serial != nullptr ? whole : nullptr, sizeof(whole)) < 0) return -1;
   size_t length = std::strlen(whole);
   if (length >= serial_size) {
@@ -59,8 +75,7 @@ int GenerateToken(const char *account, const char *password, char *serial, size_
       return -1;
     }
     if (!SerialLooksValid(serial)) {
-      ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIBCErrGet(),
-           VLIBCErrorGetFile(), VLIBCErrorGetLine());
+      ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIB_LAST_ERROR_ARGS);
       return -1;
     }
   } else if (ReadSerialInto(serial, serial_size) < 0) {
@@ -99,23 +114,8 @@ int GenerateToken(const char *account, const char *password, char *serial, size_
 extern "C" {
 
 VEXOZEPH_API int VEXOZEPHGetSerialNumber(char *buf, size_t size) {
-  if (buf == nullptr) {
-    ZLOG("Wrong parameters");
-    return -1;
-  }
-  char serial[kSerialBufferSize] = {0};
-  if (VLIBGetSerialNumber(serial, sizeof(serial)) < 0) {
-    ZLOG("Failed to get serial number from flash. [0x%04X %s:%d]", VLIBCErrGet(),
-         VLIBCErrorGetFile(), VLIBCErrorGetLine());
-    return -1;
-  }
-  if (size > 0) std::snprintf(buf, size, "%s", serial);
-  if (size == 0 || !SerialLooksValid(buf)) {
-    ZLOG("Serial number is invalid: [%s][0x%04X %s:%d]", serial, VLIBCErrGet(), VLIBCErrorGetFile(),
-         VLIBCErrorGetLine());
-    return -1;
-  }
-  return 0;
+  return vexozeph::GuardCInterface("VEXOZEPHGetSerialNumber",
+                                   [&] { return GetSerialNumber(buf, size); });
 }
 
 VEXOZEPH_API int VEXOZEPHGenerateToken(const char *account, const char *password, char *serial,

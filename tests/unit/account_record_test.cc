@@ -74,4 +74,42 @@ TEST(AccountRecordStore, TheWholeRecordIsOneWriteAndAFailedWriteChangesNothing) 
   EXPECT_EQ(log.Count("Failed on VEXOZEPHAccountSet"), 1u);
 }
 
+// Every field comes back from its own key: each text is distinct, and each flag is set
+// alone in a round of its own, so that two fields sharing a key cannot go unnoticed.
+TEST(AccountRecordStore, EveryFieldOfTheRecordComesBackFromItsOwnKey) {
+  fake::Reset();
+  TempRoot root;
+  std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
+  std::strcpy(info->email, "owner@example.com");
+  std::strcpy(info->auth_key, "auth-key");
+  std::strcpy(info->user_id, "2000001");
+  std::strcpy(info->full_name, "Owner Name");
+  std::strcpy(info->country, "DE");
+  std::strcpy(info->timezone, "Europe/Berlin");
+  std::strcpy(info->notify_language, "ger");
+  std::strcpy(info->critical_version_list, "7.1");
+  std::strcpy(info->critical_version_domain, "7.0,7.1");
+  info->last_query_time = 1700000000;
+  int32_t ZEPH_INFO::*const flags[] = {&ZEPH_INFO::activated, &ZEPH_INFO::disabled,
+                                       &ZEPH_INFO::enews, &ZEPH_INFO::critical_release,
+                                       &ZEPH_INFO::enews_local_promotion};
+  for (auto flag : flags) {
+    for (auto other : flags) info.get()->*other = other == flag ? 1 : 0;
+    ASSERT_EQ(VEXOZEPHAccountSet(info.get()), 0);
+    std::unique_ptr<ZEPH_INFO> back(new ZEPH_INFO());
+    ASSERT_EQ(VEXOZEPHAccountGet(back.get()), 0);
+    EXPECT_STREQ(back->email, "owner@example.com");
+    EXPECT_STREQ(back->auth_key, "auth-key");
+    EXPECT_STREQ(back->user_id, "2000001");
+    EXPECT_STREQ(back->full_name, "Owner Name");
+    EXPECT_STREQ(back->country, "DE");
+    EXPECT_STREQ(back->timezone, "Europe/Berlin");
+    EXPECT_STREQ(back->notify_language, "ger");
+    EXPECT_STREQ(back->critical_version_list, "7.1");
+    EXPECT_STREQ(back->critical_version_domain, "7.0,7.1");
+    EXPECT_EQ(back->last_query_time, 1700000000);
+    for (auto other : flags) EXPECT_EQ(back.get()->*other, other == flag ? 1 : 0);
+  }
+}
+
 }  // namespace

@@ -2,13 +2,16 @@
 #include <openssl/evp.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "fakes/fake_platform.h"
 #include "internal/request_token.h"
 #include "support/log_capture.h"
+#include "support/temp_root.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {
@@ -235,6 +238,81 @@ TEST_F(DeviceIdentity, NotificationsCarryTheirVariablesInKeyOrder) {
   fake::FailNext("VEXOSysNotifySendNotifiction");
   tarn.SendSysNotify("x", {});
   EXPECT_EQ(log.Count("Failed to send notify by VEXOSysNotifySendNotifiction"), 1u);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(DeviceIdentity, AnUnreadableFactIsLoggedUnderTheOperationThatAskedForIt) {
+  vexozeph::testing::TempRoot root;
+  root.WriteFile("/usr/vexo/etc/vexona-account/private/user.conf",
+                 "zephIDSerial=\"2000001\"\nbx_auth_key=\"key\"\n");
+  struct Case {
+    const char *module;
+    const char *failing;
+    std::function<int()> call;
+    const char *line;
+  };
+  auto tarn_call = [](std::string (vexozeph::TarnService::*get)() const) {
+    return [get]() -> int {
+      try {
+        (vexozeph::TarnService().*get)();
+      } catch (const vexozeph::ZephException &e) {
+        return static_cast<int>(e.GetCode());
+      }
+      return 0;
+    };
+  };
+  const char kSerialLine[] = "Failed to get serial number, err=[0x0005 ";
+  const Case cases[] = {
+      {"tarn_service", "VLIBGetSerialNumber", tarn_call(&vexozeph::TarnService::GetSerialNo),
+       kSerialLine},
+      {"tarn_service", "VEXOBxinfoCloudServiceGetMacAddress",
+       tarn_call(&vexozeph::TarnService::GetMac), "Failed to get mac address"},
+      {"zeph_account_register", "VLIBGetSerialNumber",
+       [] { return VEXOZEPHAccountRegister("a@b.c", "pw", "Ann", false, false, false, nullptr); },
+       kSerialLine},
+      {"zeph_account_set_info", "VLIBGetSerialNumber",
+       [] {
+         return VEXOZEPHAccountSetInfo("Ann", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                       -1, -1, -1, nullptr);
+       },
+       kSerialLine},
+      {"zeph_account_query_info", "VLIBGetSerialNumber",
+       [] {
+         Json::Value result;
+         return VEXOZEPHAccountQueryInfo(result, true, true);
+       },
+       kSerialLine},
+      {"zeph_account_login", "VLIBGetSerialNumber",
+       [] {
+         Json::Value response;
+         return VEXOZEPHAccountLogin("a@b.c", "pw", response, false);
+       },
+       kSerialLine},
+      {"zeph_account_login", "VEXOBxinfoCloudServiceGetMacAddress",
+       [] {
+         Json::Value response;
+         return VEXOZEPHAccountLogin("a@b.c", "pw", response, false);
+       },
+       "Failed to get mac address"},
+      {"zeph_token_generation", "VLIBGetSerialNumber",
+       [] {
+         char serial[36];
+         return VEXOZEPHGetSerialNumber(serial, sizeof(serial));
+       },
+       "Failed to get serial number from flash. [0x0005 "},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(std::string(c.module) + " / " + c.failing);
+    fake::Reset();
+    LogCapture log;
+    fake::FailNext(c.failing, 1, EIO);
+    EXPECT_NE(c.call(), 0);
+    EXPECT_EQ(log.Count(std::string(c.module) + ":"), log.Lines().size());
+    EXPECT_EQ(log.Count(c.line), 1u);
+  }
 }
 
 }  // namespace

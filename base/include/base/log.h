@@ -24,6 +24,13 @@ void Write(int priority, const char *format, ...) __attribute__((format(printf, 
 // The module name of a source file: its base name without extension.
 std::string ModuleOf(const char *file);
 
+// Where a line comes from. A helper that logs on its caller's behalf takes the caller's
+// place (ZLOG_HERE), so that the line names the operation that failed, not the helper.
+struct Place {
+  std::string module;
+  int line;
+};
+
 }  // namespace log
 }  // namespace vexozeph
 
@@ -39,7 +46,14 @@ std::string ModuleOf(const char *file);
 #define ZLOG(fmt, ...) \
   ::vexozeph::log::Write(LOG_ERR, "%s:%d " fmt, ZLOG_MODULE_, __LINE__, ##__VA_ARGS__)
 
-// The same at another priority.
+// An error-priority line prefixed with `place` ("module:line ") instead of this file's.
+#define ZLOG_FROM(place, fmt, ...) \
+  ::vexozeph::log::Write(LOG_ERR, "%s:%d " fmt, (place).module.c_str(), (place).line, ##__VA_ARGS__)
+
+// This file's module and this line, for a helper that logs on the caller's behalf.
+#define ZLOG_HERE (::vexozeph::log::Place{ZLOG_MODULE_, __LINE__})
+
+// The same as ZLOG at another priority.
 #define ZLOG_AT(priority, fmt, ...) \
   ::vexozeph::log::Write(priority, "%s:%d " fmt, ZLOG_MODULE_, __LINE__, ##__VA_ARGS__)
 

@@ -14,6 +14,11 @@ const char *VLIBCErrorGetFile(void);
 /* Source line of the last error; 0 when none. */
 int VLIBCErrorGetLine(void);
 
+/* The three values that fill "[0x%04X %s:%d]" in a log line, in that order. The format
+ * stays written out in each line, so that the line can be found by its text:
+ *   ZLOG("Failed to get serial number, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS); */
+#define VLIB_LAST_ERROR_ARGS VLIBCErrGet(), VLIBCErrorGetFile(), VLIBCErrorGetLine()
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,23 @@
+// The periodic report's schedule: the cron job that runs "/usr/vexo/bin/vexozeph
+// --report_info" as root on the stored schedule. Its C faces are
+// VEXOZEPHAccountRegisterCrond and VEXOZEPHAccountUnregisterCrond (zeph_account.h), its
+// class face AccountService::SetReportCrontab.
+#ifndef VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
+#define VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
+
+#include "internal/log.h"
+
+namespace vexozeph {
+
+// Installs the report's job unless /etc/vexoinfo.conf switches the report off. Best
+// effort: a job the cron manager does not store is logged at `where` as "Failed to add
+// crontab for zeph", and nothing else happens.
+void ScheduleReport(const log::Place &where);
+
+// Removes the legacy scheduler's entry for the report's command, so that a device
+// upgraded from it does not report twice. Its result is of no use to anyone.
+void RemoveLegacyReportEntry();
+
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_

@@ -1,0 +1,112 @@
+#include "internal/account_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "internal/privilege_section.h"
+#include "internal/root_path.h"
+#include "internal/string_utils.h"
+#include "vexo_platform/vlib_file.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+// The reads and writes name two fixed places in their lines, one for reads and one for
+// writes, so that operators can grep one pattern whatever the release.
+const char kModule[] = "user";
+const int kReadLine = 340;
+const int kWriteLine = 379;
+
+const size_t kValueBufferSize = kMaxUserValueLength + 1;
+const char kLineFormat[] = "%s=\"%s\"\n";
+
+void EnterOrThrow(PrivilegeSection &section) {
+  if (!section.Enter()) throw ZephException(VEXOZEPH_ERR_SYSTEM);
+}
+
+// Any stored value may be a credential (the auth key above all): only its start is logged.
+void LogFailedWrite(const std::string &key, const std::string &value) {
+  log::Write(LOG_ERR, "%s:%d Failed to set zeph config for %s:%s", kModule, kWriteLine, key.c_str(),
+             ShortenSecret(value).c_str());
+}
+
+}  // namespace
+
+std::string AccountFilePath() {
+  return RootedPath("/usr/vexo/etc/vexona-account/private/user.conf");
+}
+
+bool IsStorableUserValue(const std::string &value) {
+  return value.size() <= kMaxUserValueLength &&
+         value.find_first_of(std::string("\r\n\0", 3)) == std::string::npos;
+}
+
+bool ReadAccountValue(const std::string &key, std::string &value) {
+  PrivilegeSection section(kModule, kReadLine);
+  EnterOrThrow(section);
+  char buffer[kValueBufferSize] = {0};
+  int found =
+      VLIBCFileGetKeyValue(AccountFilePath().c_str(), key.c_str(), buffer, sizeof(buffer), 0);
+  section.Leave();
+  if (found <= 0) return false;
+  value = buffer;
+  return true;
+}
+
+void WriteAccountValues(const AccountValues &values) {
+  if (values.empty()) return;
+  // A value the file cannot give back whole refuses the whole update before the file is
+  // touched: half a profile, or an identity mixed from two accounts, must never stand.
+  for (const auto &entry : values) {
+    if (!IsStorableUserValue(entry.second)) {
+      LogFailedWrite(entry.first, entry.second);
+      throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+    }
+  }
+  std::vector<const char *> keys;
+  std::vector<const char *> texts;
+  for (const auto &entry : values) {
+    keys.push_back(entry.first.c_str());
+    texts.push_back(entry.second.c_str());
+  }
+
+  const std::string path = AccountFilePath();
+  PrivilegeSection section(kModule, kWriteLine);
+  EnterOrThrow(section);
+  const int written = values.size() == 1
+                          ? VLIBCFileSetKeyValue(path.c_str(), keys[0], texts[0], kLineFormat)
+                          : VLIBCFileSetKeyValues(path.c_str(), keys.data(), texts.data(),
+                                                  keys.size(), kLineFormat);
+  const bool failed = written < 0;
+  if (failed) {
+    for (const auto &entry : values) LogFailedWrite(entry.first, entry.second);
+  }
+  // The file holds the device's credentials: root alone may read it, whoever wrote it.
+  if (::chmod(path.c_str(), 0600) != 0) {
+    log::Write(LOG_ERR, "%s:%d chmod failed, path=%s, reason=%m", kModule, kWriteLine,
+               path.c_str());
+  }
+  if (::chown(path.c_str(), 0, 0) != 0) {
+    log::Write(LOG_ERR, "%s:%d chown failed, path=%s, reason=%m", kModule, kWriteLine,
+               path.c_str());
+  }
+  section.Leave();
+  if (failed) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+}
+
+RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule) {
+  const std::string path = AccountFilePath();
+  PrivilegeSection section(where.module.c_str(), where.line);
+  if (!section.Enter() && rule == RemovalRule::kOnlyWhenLifted) return RemovalResult::kNotLifted;
+  const bool deleted = ::unlink(path.c_str()) == 0;
+  if (!deleted && rule == RemovalRule::kAnywayLoggingFailure) {
+    ZLOG_FROM(where, "Failed to unlink %s", path.c_str());
+  }
+  section.Leave();
+  return deleted ? RemovalResult::kRemoved : RemovalResult::kDeletionFailed;
+}
+
+}  // namespace vexozeph
