@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -40,6 +41,16 @@ struct Defined {
   CLI::App *app;
   std::unique_ptr<Command> command;
 };
+
+// Runs one job of the tool, turning a ZephException into the library failure it is.
+int RunGuarded(const Output &out, const std::function<int(const Output &)> &job) {
+  try {
+    return job(out);
+  } catch (const vexozeph::ZephException &e) {
+    // what() carries a backtrace: for the system log, not for the user.
+    return out.LibraryFailure(e.GetCode());
+  }
+}
 
 int Run(int argc, char **argv) {
   CLI::App app(kDescription, "vexozeph");
@@ -78,16 +89,12 @@ int Run(int argc, char **argv) {
   // The library reads this at every log line; set it before the first call.
   if (verbose) setenv("VEXOZEPH_LOG_STDERR", "1", 1);
 
-  if (report_info) return vexozeph::cli::RunReportInfo(Output(json, ""));
+  if (report_info) return RunGuarded(Output(json, ""), vexozeph::cli::RunReportInfo);
   for (Defined &entry : defined) {
     if (!entry.app->parsed()) continue;
-    Output out(json, entry.app->get_name());
-    try {
-      return entry.command->Run(out);
-    } catch (const vexozeph::ZephException &e) {
-      // what() carries a backtrace: for the system log, not for the user.
-      return out.LibraryFailure(e.GetCode());
-    }
+    Command *command = entry.command.get();
+    return RunGuarded(Output(json, entry.app->get_name()),
+                      [command](const Output &out) { return command->Run(out); });
   }
   std::cerr << app.help();
   return vexozeph::cli::kExitUsage;
