@@ -1,0 +1,383 @@
+// The vexozeph tool run as a program against the cloud emulator: what it prints, what it
+// keeps secret, and that its exit status is the library's error code.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli_run.h"
+#include "support/cloud_emulator.h"
+#include "support/temp_root.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const char kSerial[] = "SN2207CLI0";
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+const char kRelayConfig[] = "/usr/vexo/etc/vexorelayd/vexorelayd.conf";
+const std::vector<std::string> kCommands = {"status", "query",    "login", "scan",
+                                            "hosts",  "register", "update"};
+
+std::string ReadSourceFile(const std::string &path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The value of `key` in a key-value file's text: key="value".
+std::string KeyValue(const std::string &file, const std::string &key) {
+  std::istringstream lines(file);
+  const std::string start = key + "=\"";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.compare(0, start.size(), start) != 0) continue;
+    const size_t end = line.find('"', start.size());
+    return line.substr(start.size(), end == std::string::npos ? end : end - start.size());
+  }
+  return "";
+}
+
+// Every "--name" in a help text.
+std::set<std::string> LongOptions(const std::string &help) {
+  std::set<std::string> names;
+  for (size_t at = help.find("--"); at != std::string::npos; at = help.find("--", at + 2)) {
+    size_t end = at + 2;
+    if (end >= help.size() || help[end] < 'a' || help[end] > 'z') continue;
+    while (end < help.size() &&
+           ((help[end] >= 'a' && help[end] <= 'z') || help[end] == '-' || help[end] == '_')) {
+      ++end;
+    }
+    names.insert(help.substr(at, end - at));
+  }
+  return names;
+}
+
+// A manual page's text with roff's escaped hyphens ("\\-") made plain.
+std::string Unescaped(std::string roff) {
+  for (size_t at = roff.find("\\-"); at != std::string::npos; at = roff.find("\\-", at)) {
+    roff.erase(at, 1);
+  }
+  return roff;
+}
+
+class Cli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+    root_.WriteFile("/etc/vexozeph/mac", "00:11:32:0c:0d:01\n");
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+  }
+
+  Account MakeAccount(const std::string &email) {
+    NewAccount wanted;
+    wanted.email = email;
+    wanted.password = "Pw-" + email + "-9f3k";
+    wanted.full_name = "Ada Owner";
+    return cloud_->CreateAccount(wanted);
+  }
+
+  CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
+    return RunCli(VEXOZEPH_CLI_BINARY, args, input);
+  }
+
+  CliResult SignIn(const Account &account, const std::vector<std::string> &extra = {}) {
+    std::vector<std::string> args = {"login", "--email", account.email, "--password-stdin"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return Run(args, account.password + "\n");
+  }
+
+  std::string StoredAuthKey() const {
+    return KeyValue(root_.ReadFile(kAccountFile), "bx_auth_key");
+  }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> cloud_;
+};
+
+TEST_F(Cli, PasswordLoginFromStdinSignsInAndStatusShowsTheAccount) {
+  const Account account = MakeAccount("ada@example.com");
+
+  CliResult login = SignIn(account);
+  ASSERT_EQ(login.status, 0) << login.err;
+  EXPECT_EQ(login.out, "Signed in as ada@example.com (user " + account.id + ").\n");
+  EXPECT_EQ(login.err, "");
+  const std::string auth_key = StoredAuthKey();
+  ASSERT_FALSE(auth_key.empty());
+
+  CliResult status = Run({"status", "--json"});
+  ASSERT_EQ(status.status, 0) << status.err;
+  Json::Value shown = status.Json();
+  EXPECT_TRUE(shown["signed_in"].asBool());
+  EXPECT_EQ(shown["email"].asString(), account.email);
+  EXPECT_EQ(shown["user_id"].asString(), account.id);
+  EXPECT_EQ(shown["full_name"].asString(), "Ada Owner");
+  EXPECT_EQ(shown["account_host"].asString(), cloud_->AccountOrigin());
+  EXPECT_GT(shown["last_query_time"].asInt64(), 0) << "the sign-in queried the profile";
+  EXPECT_FALSE(shown["session_token"].asBool()) << "a password sign-in holds no OAuth session";
+  EXPECT_FALSE(shown.isMember("auth_key"));
+
+  CliResult text = Run({"status"});
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("E-mail"), std::string::npos);
+  EXPECT_NE(text.out.find(account.email), std::string::npos);
+  EXPECT_NE(text.out.find("UTC"), std::string::npos) << "the last query as a date:\n" << text.out;
+
+  CliResult query = Run({"query", "--fresh"});
+  ASSERT_EQ(query.status, 0) << query.err;
+  EXPECT_NE(query.out.find("Ada Owner"), std::string::npos);
+  for (const CliResult *result : {&status, &text, &query}) {
+    EXPECT_EQ(result->out.find(auth_key), std::string::npos) << "the auth key is never shown";
+  }
+}
+
+TEST_F(Cli, VerboseRunsMirrorTheLibrarysLogLinesButNeverTheSecrets) {
+  const Account account = MakeAccount("bea@example.com");
+
+  CliResult login = SignIn(account, {"-v"});
+  ASSERT_EQ(login.status, 0) << login.err;
+  EXPECT_NE(login.err.find("Logged in Zeph Center as bea@example.com"), std::string::npos)
+      << "-v mirrors the library's log lines:\n"
+      << login.err;
+  const std::string auth_key = StoredAuthKey();
+  ASSERT_GT(auth_key.size(), 10u);
+
+  CliResult wrong = Run({"-v", "login", "--email", account.email, "--password-stdin"},
+                        "Not-" + account.password + "\n");
+  EXPECT_EQ(wrong.status, 14);
+
+  CliResult query = Run({"query", "--fresh", "-v", "--json"});
+  ASSERT_EQ(query.status, 0) << query.err;
+
+  const std::string user_id = KeyValue(root_.ReadFile(kAccountFile), "zephIDSerial");
+  CliResult by_key =
+      RunCli(VEXOZEPH_CLI_BINARY, {"login", "-v", "--key", user_id}, auth_key + "\n");
+  ASSERT_EQ(by_key.status, 0) << by_key.err;
+
+  for (const CliResult *result : {&login, &wrong, &query, &by_key}) {
+    EXPECT_EQ(result->err.find(account.password), std::string::npos) << result->err;
+    EXPECT_EQ(result->err.find(auth_key), std::string::npos) << result->err;
+    EXPECT_EQ(result->out.find(auth_key), std::string::npos) << result->out;
+  }
+
+  CliResult quiet = Run({"query", "--fresh"});
+  EXPECT_EQ(quiet.status, 0);
+  EXPECT_EQ(quiet.err, "") << "without -v a success prints nothing on stderr";
+}
+
+TEST_F(Cli, ExitStatusIsTheLibrarysErrorCode) {
+  const Account account = MakeAccount("cy@example.com");
+
+  CliResult none = Run({"status", "--json"});
+  EXPECT_EQ(none.status, 3) << "no stored account";
+  EXPECT_FALSE(none.Json()["signed_in"].asBool());
+  EXPECT_EQ(none.err, "") << "not signed in is an answer, not an error";
+  EXPECT_EQ(Run({"query"}).status, 3);
+  EXPECT_EQ(Run({"update", "--name", "X"}).status, 3);
+
+  CliResult refused =
+      Run({"login", "--email", account.email, "--password-stdin", "--json"}, "wrong password\n");
+  EXPECT_EQ(refused.status, 14);
+  EXPECT_EQ(refused.err, "vexozeph login: Failed to auth (error 14)\n");
+  Json::Value error = refused.Json()["error"];
+  EXPECT_EQ(error["code"].asInt(), 14);
+  EXPECT_EQ(error["message"].asString(), "Failed to auth");
+  EXPECT_EQ(error["exit_status"].asInt(), 14);
+  EXPECT_EQ(StoredAuthKey(), "");
+
+  // A key the service does not know: refused, and nothing of it is kept.
+  CliResult bad_key = Run({"login", "--key", account.id}, "0123456789abcdef0123\n");
+  EXPECT_EQ(bad_key.status, 14) << bad_key.err;
+  EXPECT_FALSE(root_.Exists(kAccountFile));
+
+  // The service unreachable: the request could not be sent.
+  cloud_->InstallHosts();
+  ASSERT_EQ(SignIn(account).status, 0);
+  cloud_->Stop();
+  CliResult unreachable = Run({"update", "--name", "Cy", "--json"});
+  EXPECT_EQ(unreachable.status, 4) << unreachable.err;
+  EXPECT_EQ(unreachable.Json()["error"]["code"].asInt(), 4);
+}
+
+TEST_F(Cli, UsageMistakesAndMissingSecretsExitWithSixtyFour) {
+  const std::string email = "dee@example.com";
+  struct Case {
+    std::vector<std::string> args;
+    std::string input;
+    std::string says;
+  };
+  const std::vector<Case> cases = {
+      {{}, "", "Usage"},
+      {{"frobnicate"}, "", "frobnicate"},
+      {{"login"}, "", "--email"},
+      {{"login", "--email", email, "--key", "1"}, "", "excludes"},
+      {{"login", "--email", email}, "", "no terminal"},
+      {{"login", "--email", email, "--password-stdin"}, "", "stdin"},
+      {{"login", "--email", email, "--password-stdin"}, "\n", "stdin"},
+      {{"login", "--key", "2000001"}, "", "stdin"},
+      {{"register", "--email", email}, "", "--name"},
+      {{"update"}, "", "nothing to change"},
+      {{"update", "--enews", "maybe"}, "", "maybe"},
+      {{"status", "--report_info"}, "", "excludes"},
+  };
+  for (const Case &c : cases) {
+    CliResult result = Run(c.args, c.input);
+    EXPECT_EQ(result.status, 64) << ::testing::PrintToString(c.args) << "\n" << result.err;
+    EXPECT_NE(result.err.find(c.says), std::string::npos)
+        << ::testing::PrintToString(c.args) << "\n"
+        << result.err;
+  }
+  EXPECT_TRUE(cloud_->Requests("account").empty()) << "no usage mistake reaches the service";
+}
+
+TEST_F(Cli, ReportOptionSaysPlainlyThatThisBuildLacksTheReport) {
+  const Account account = MakeAccount("eve@example.com");
+  ASSERT_EQ(SignIn(account).status, 0);
+  cloud_->ClearRequests();
+
+  CliResult report = Run({"--report_info"});
+  EXPECT_EQ(report.status, 69);
+  EXPECT_EQ(report.out, "") << "cron mails whatever the job prints on stdout";
+  EXPECT_NE(report.err.find("not available in this build"), std::string::npos) << report.err;
+  EXPECT_TRUE(cloud_->Requests("account", "device/api/report").empty());
+}
+
+TEST_F(Cli, KeyLoginTakesTheAuthKeyFromStdin) {
+  const Account account = MakeAccount("fay@example.com");
+  ASSERT_EQ(SignIn(account).status, 0);
+  const std::string auth_key = StoredAuthKey();
+  ASSERT_EQ(unlink(root_.Path(kAccountFile).c_str()), 0);
+  cloud_->InstallHosts();
+
+  CliResult login = Run({"login", "--key", account.id, "--json"}, auth_key + "\n");
+  ASSERT_EQ(login.status, 0) << login.err;
+  Json::Value shown = login.Json();
+  EXPECT_EQ(shown["email"].asString(), account.email);
+  EXPECT_EQ(shown["user_id"].asString(), account.id);
+  EXPECT_TRUE(shown["activated"].asBool());
+  EXPECT_EQ(StoredAuthKey(), auth_key);
+  EXPECT_EQ(Run({"status", "--json"}).Json()["email"].asString(), account.email);
+}
+
+TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
+  CliResult created = Run({"register", "--email", "gus@example.com", "--name", "Gus Owner",
+                           "--country", "NZ", "--enews", "--password-stdin", "--json"},
+                          "First-pass-1\n");
+  ASSERT_EQ(created.status, 0) << created.err;
+  EXPECT_TRUE(created.Json()["created"].asBool());
+  EXPECT_EQ(StoredAuthKey(), "") << "registering signs nothing in";
+  Account gus{"", "gus@example.com", "First-pass-1"};
+  ASSERT_EQ(SignIn(gus).status, 0);
+  gus.id = KeyValue(root_.ReadFile(kAccountFile), "zephIDSerial");
+  EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Owner");
+
+  CliResult renamed =
+      Run({"update", "--name", "Gus Renamed", "--critical-release", "yes", "--json"});
+  ASSERT_EQ(renamed.status, 0) << renamed.err;
+  Json::Value updated = renamed.Json()["updated"];
+  ASSERT_EQ(updated.size(), 2u);
+  EXPECT_EQ(updated[0].asString(), "name");
+  EXPECT_EQ(updated[1].asString(), "critical-release");
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account", "device/api/user/update");
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].FormValue("critical_release"), "true");
+  EXPECT_TRUE(sent[0].FormValues("enews").empty()) << "a flag not given is not sent";
+  EXPECT_TRUE(sent[0].FormValues("passwd").empty()) << "no password asked, none sent";
+  EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Renamed");
+
+  CliResult password =
+      Run({"update", "--new-password", "--password-stdin"}, "First-pass-1\nSecond-pass-2\n");
+  ASSERT_EQ(password.status, 0) << password.err;
+  EXPECT_EQ(
+      Run({"login", "--email", gus.email, "--password-stdin", "--verify-only"}, "Second-pass-2\n")
+          .status,
+      0);
+  EXPECT_EQ(
+      Run({"login", "--email", gus.email, "--password-stdin", "--verify-only"}, "First-pass-1\n")
+          .status,
+      14);
+}
+
+TEST_F(Cli, EveryCommandsJsonOutputIsOneDocument) {
+  const Account account = MakeAccount("hal@example.com");
+  root_.WriteFile(
+      kRelayConfig,
+      R"({"server_alias": {"alias": "hal-nas"}, "server_zeph": {"account": "relay@example.com"}})");
+
+  CliResult verify = SignIn(account, {"--verify-only", "--json"});
+  ASSERT_EQ(verify.status, 0) << verify.err;
+  EXPECT_FALSE(verify.Json()["stored"].asBool());
+  EXPECT_EQ(StoredAuthKey(), "") << "a verification stores nothing";
+
+  CliResult login = SignIn(account, {"--json"});
+  ASSERT_EQ(login.status, 0) << login.err;
+  EXPECT_EQ(login.Json()["user_id"].asString(), account.id);
+  EXPECT_TRUE(login.Json()["stored"].asBool());
+
+  for (const std::vector<std::string> &args :
+       std::vector<std::vector<std::string>>{{"status"}, {"query"}, {"query", "--fresh"}}) {
+    std::vector<std::string> with_json = args;
+    with_json.push_back("--json");
+    CliResult result = Run(with_json);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.Json()["email"].asString(), account.email);
+    EXPECT_TRUE(result.Json()["activated"].isBool());
+  }
+
+  CliResult hosts = Run({"--json", "hosts"});
+  ASSERT_EQ(hosts.status, 0) << hosts.err;
+  EXPECT_EQ(hosts.Json()["account_host"].asString(), cloud_->AccountOrigin());
+  EXPECT_EQ(hosts.Json()["identity_host"].asString(), cloud_->IdentityOrigin());
+  EXPECT_FALSE(hosts.Json()["payment_host"].asString().empty());
+
+  CliResult scan = Run({"scan", "--json"});
+  ASSERT_EQ(scan.status, 0) << scan.err;
+  Json::Value relay = scan.Json()["relay@example.com"]["services"];
+  ASSERT_EQ(relay.size(), 1u) << scan.out;
+  EXPECT_EQ(relay[0]["type"].asString(), "zipreach");
+  EXPECT_EQ(relay[0]["value"].asString(), "hal-nas");
+  CliResult scan_text = Run({"scan"});
+  EXPECT_NE(scan_text.out.find("relay@example.com\n  zipreach  hal-nas\n"), std::string::npos)
+      << scan_text.out;
+}
+
+// Every subcommand and every option the tool's help lists is in the reference page and
+// the man page: the three are read by different people and must not drift apart.
+TEST_F(Cli, HelpOfTheToolAndEveryCommandMatchesTheReferenceAndTheManPage) {
+  const std::string reference = ReadSourceFile(VEXOZEPH_CLI_REFERENCE);
+  const std::string man_page = Unescaped(ReadSourceFile(VEXOZEPH_MAN_PAGE));
+  ASSERT_FALSE(reference.empty());
+  ASSERT_FALSE(man_page.empty());
+
+  CliResult top = Run({"--help"});
+  ASSERT_EQ(top.status, 0);
+  std::vector<std::string> helps = {top.out};
+  for (const std::string &command : kCommands) {
+    EXPECT_NE(top.out.find("  " + command), std::string::npos) << command;
+    EXPECT_NE(reference.find("### `vexozeph " + command), std::string::npos) << command;
+    EXPECT_NE(man_page.find(".SS " + command), std::string::npos) << command;
+    CliResult help = Run({command, "--help"});
+    EXPECT_EQ(help.status, 0) << command;
+    EXPECT_NE(help.out.find("vexozeph " + command), std::string::npos) << help.out;
+    helps.push_back(help.out);
+  }
+  std::set<std::string> options;
+  for (const std::string &help : helps) {
+    for (const std::string &name : LongOptions(help)) options.insert(name);
+  }
+  EXPECT_GT(options.size(), 15u);
+  for (const std::string &name : options) {
+    EXPECT_NE(reference.find(name), std::string::npos) << name << " is missing from docs/cli.md";
+    EXPECT_NE(man_page.find(name), std::string::npos) << name << " is missing from the man page";
+  }
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph

@@ -1,0 +1,34 @@
+// The subcommands of vexozeph. A new command is one file with its Command and its maker,
+// and one entry here.
+#include "command.h"
+
+namespace vexozeph {
+namespace cli {
+
+std::unique_ptr<Command> MakeStatusCommand();
+std::unique_ptr<Command> MakeQueryCommand();
+std::unique_ptr<Command> MakeLoginCommand();
+std::unique_ptr<Command> MakeScanCommand();
+std::unique_ptr<Command> MakeHostsCommand();
+std::unique_ptr<Command> MakeRegisterCommand();
+std::unique_ptr<Command> MakeUpdateCommand();
+
+const std::vector<CommandEntry> &Commands() {
+  static const std::vector<CommandEntry> commands = {
+      {"status", "Show the account this device is signed in to (local, no network)",
+       MakeStatusCommand},
+      {"query", "Show the account's profile, asking the account service when stale",
+       MakeQueryCommand},
+      {"login", "Sign this device in: by e-mail and password, or by user id and auth key",
+       MakeLoginCommand},
+      {"scan", "List the cloud accounts other features of this device are bound to",
+       MakeScanCommand},
+      {"hosts", "Show the server bases this device talks to", MakeHostsCommand},
+      {"register", "Create a new cloud account from this device", MakeRegisterCommand},
+      {"update", "Change the signed-in account's profile, e-mail or password", MakeUpdateCommand},
+  };
+  return commands;
+}
+
+}  // namespace cli
+}  // namespace vexozeph

@@ -1,0 +1,110 @@
+// `vexozeph login`: signs the device in. Each way of signing in is one mode below, chosen
+// by its option; the password or key comes from a no-echo prompt or from stdin, never
+// from the command line (where other users could read it in the process list).
+#include <json/value.h>
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+#include "command.h"
+#include "exit_status.h"
+#include "output.h"
+#include "secret_input.h"
+#include "vexozeph/zeph_account.h"
+
+namespace vexozeph {
+namespace cli {
+namespace {
+
+// The server's user id, a number or a text.
+std::string UserId(const Json::Value &response) {
+  if (!response.isObject()) return "";
+  const Json::Value &id = response["id"];
+  return id.isString() || id.isIntegral() ? id.asString() : "";
+}
+
+class LoginCommand : public Command {
+ public:
+  void Define(CLI::App &app) override {
+    CLI::Option *email =
+        app.add_option("--email", email_, "Sign in with this account's e-mail and password")
+            ->type_name("EMAIL");
+    CLI::Option *key = app.add_option("--key", user_id_,
+                                      "Sign in with this user id and its auth key, read from stdin")
+                           ->type_name("USERID");
+    email->excludes(key);
+    app.add_flag("--password-stdin", password_stdin_,
+                 "Read the password from the first line of stdin instead of a prompt")
+        ->needs(email);
+    app.add_flag("--verify-only", verify_only_,
+                 "Only check the e-mail and password; store and schedule nothing")
+        ->needs(email);
+    app.footer("One of --email or --key is required.");
+  }
+
+  int Run(const Output &out) override {
+    if (!email_.empty()) return LoginWithPassword(out);
+    if (!user_id_.empty()) return LoginWithKey(out);
+    return out.Usage("give --email EMAIL or --key USERID (see --help)");
+  }
+
+ private:
+  int LoginWithPassword(const Output &out) {
+    SecretInput input(password_stdin_ ? SecretInput::Source::kStdin
+                                      : SecretInput::Source::kTerminal);
+    Secret password;
+    std::string why;
+    if (!input.Read("Password for " + email_, &password, &why)) {
+      return out.Usage("no password: " + why);
+    }
+    Json::Value response;
+    if (VEXOZEPHAccountLogin(email_.c_str(), password.c_str(), response, verify_only_) != 0) {
+      return out.LastLibraryFailure();
+    }
+    const std::string user_id = UserId(response);
+    Json::Value document(Json::objectValue);
+    document["email"] = email_;
+    document["user_id"] = user_id;
+    document["stored"] = !verify_only_;
+    out.Document(document, verify_only_
+                               ? "The password of " + email_ + " is right. Nothing was stored.\n"
+                               : "Signed in as " + email_ + " (user " + user_id + ").\n");
+    return kExitSuccess;
+  }
+
+  int LoginWithKey(const Output &out) {
+    Secret auth_key;
+    std::string why;
+    if (!SecretInput(StdinOrTerminal()).Read("Auth key of user " + user_id_, &auth_key, &why)) {
+      return out.Usage("no auth key: " + why);
+    }
+    Json::Value result;
+    if (VEXOZEPHAccountLoginByKey(user_id_.c_str(), auth_key.c_str(), result) != 0) {
+      return out.LastLibraryFailure();
+    }
+    const std::string email = StringMember(result, "email");
+    Json::Value document(Json::objectValue);
+    document["email"] = email;
+    document["user_id"] = user_id_;
+    document["activated"] = BoolMember(result, "activated");
+    document["stored"] = true;
+    out.Document(document,
+                 "Signed in as " + email + " (user " + user_id_ + ") with its auth key.\n");
+    return kExitSuccess;
+  }
+
+  std::string email_;
+  std::string user_id_;
+  bool password_stdin_ = false;
+  bool verify_only_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> MakeLoginCommand() {
+  return std::make_unique<LoginCommand>();
+}
+
+}  // namespace cli
+}  // namespace vexozeph
