@@ -44,7 +44,10 @@ bool FromFile(const std::string &path, Json::Value &out) {
 
 bool FromString(const std::string &text, Json::Value &out) {
   if (Parse(text, out)) return true;
-  ZLOG("Failed to parse json: %s", text.c_str());
+  // A hostile answer may be megabytes long; the start is enough to recognise it.
+  const size_t kLoggedBytes = 2048;
+  std::string shown = text.size() > kLoggedBytes ? text.substr(0, kLoggedBytes) + "..." : text;
+  ZLOG("Failed to parse json: %s", shown.c_str());
   return false;
 }
 

@@ -32,7 +32,8 @@ const size_t kMaxFileBytes = 4u * 1024u * 1024u;
 bool FromFile(const std::string &path, Json::Value &out);
 
 // Parses `text`. False on a parse failure, which is logged
-// "%s:%d Failed to parse json: %s".
+// "%s:%d Failed to parse json: %s" with the text (its first 2048 bytes and "..." when
+// longer).
 bool FromString(const std::string &text, Json::Value &out);
 
 // Writes `value`, indented, to `path` through WriteFileAtomically (temporary file with
