@@ -101,7 +101,7 @@ bool FileLock::Lock(unsigned int timeout_seconds) {
     if (VLIBCFileLockByFile(path_.c_str(), kind_ == 0 ? 1 : 0, &handle_) != 0) return true;
     handle_ = -1;
     if (!generator_ready) {
-      generator.seed(RandomStartingValue());
+      generator = std::minstd_rand0(RandomStartingValue());
       generator_ready = true;
     }
     ::usleep(pause(generator));
