@@ -1,6 +1,7 @@
 // Runs every benchmark beside its floor and prints, after Google Benchmark's own report,
 // one line per pair for bench/run-bench:
 //   pair<TAB>what<TAB>measured ns<TAB>floor ns<TAB>ratio<TAB>budget<TAB>met|missed
+// (measured, floor and ratio are "-" when a side gave no result).
 // A pair's figures are the fastest repetition of each side (CPU time per iteration): on a
 // shared machine the fastest run is the one least disturbed by other work, and both sides
 // are taken the same way. Defaults: 15 repetitions of at least 0.2 s, randomly interleaved, so that
@@ -91,7 +92,11 @@ int main(int argc, char **argv) {
   for (const Pair &pair : kPairs) {
     const double measured = reporter.Fastest(pair.measured);
     const double floor = reporter.Fastest(pair.floor);
-    if (measured != measured || floor != floor) continue;  // filtered out or failed
+    if (measured != measured || floor != floor) {  // filtered out, or it failed
+      std::printf("pair\t%s\t-\t-\t-\t%.1f\tnot measured: no result (see the report above)\n",
+                  pair.what, pair.budget);
+      continue;
+    }
     const double ratio = measured / floor;
     std::printf("pair\t%s\t%.0f\t%.0f\t%.2f\t%.1f\t%s\n", pair.what, measured, floor, ratio,
                 pair.budget, ratio <= pair.budget ? "met" : "missed");
