@@ -2,10 +2,12 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <random>
 
 #include "internal/log.h"
@@ -24,22 +26,24 @@ const mode_t kLockFileMode = 0666;
 // A file removed between the failed create and the open is created again, a few times.
 const int kPrepareAttempts = 3;
 
-// Opens the lock file, creating it if needed. A file created here is given its mode with
-// fchmod, readable and writable by every user so that a process of any user can later
-// lock the same name; the process umask is never changed, since other threads create
-// their own files under it meanwhile. An existing file keeps its owner and mode.
+// Opens the lock file, creating it if needed. The file nearly always exists already, so
+// it is opened as it is first and created only when missing. A file created here is given
+// its mode with fchmod, readable and writable by every user so that a process of any user
+// can later lock the same name; the process umask is never changed, since other threads
+// create their own files under it meanwhile. An existing file keeps its owner and mode.
 int OpenLockFile(const std::string &path) {
   for (int attempt = 0; attempt < kPrepareAttempts; ++attempt) {
-    int fd = ::open(path.c_str(), kOpenFlags | O_CREAT | O_EXCL, kLockFileMode);
+    // A planted link fails here (O_NOFOLLOW) with ELOOP and is never followed.
+    int fd = ::open(path.c_str(), kOpenFlags);
+    if (fd >= 0 || errno != ENOENT) return fd;
+    fd = ::open(path.c_str(), kOpenFlags | O_CREAT | O_EXCL, kLockFileMode);
     if (fd >= 0) {
       if (::fchmod(fd, kLockFileMode) == 0) return fd;
       ::close(fd);
       return -1;
     }
+    // Another process created it in between: open that one.
     if (errno != EEXIST) return -1;
-    // A planted link also ends up here, and O_NOFOLLOW refuses it.
-    fd = ::open(path.c_str(), kOpenFlags);
-    if (fd >= 0 || errno != ENOENT) return fd;
   }
   return -1;
 }
@@ -55,6 +59,20 @@ bool PrepareLockFile(const std::string &path) {
     return false;
   }
   return true;
+}
+
+// The starting value of a waiter's pause generator, from the kernel's random source. It
+// is drawn only once the lock is found busy, so an uncontended lock costs no more than
+// its opens. Each call draws afresh: forked processes never share a sequence.
+uint32_t RandomStartingValue() {
+  uint32_t value = 0;
+  if (::getrandom(&value, sizeof(value), GRND_NONBLOCK) == static_cast<ssize_t>(sizeof(value))) {
+    return value;
+  }
+  // Entropy not yet available at early boot: the time and the process still differ
+  // between waiters.
+  const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+  return static_cast<uint32_t>(now) ^ (static_cast<uint32_t>(::getpid()) << 16);
 }
 
 }  // namespace
@@ -73,14 +91,19 @@ bool FileLock::Lock(unsigned int timeout_seconds) {
   using Clock = std::chrono::system_clock;
   const Clock::time_point deadline = Clock::now() + std::chrono::seconds(timeout_seconds);
 
-  // Waiting processes draw their pauses independently so they do not retry in step.
-  std::random_device device("default");
-  std::minstd_rand0 generator(device());
+  // Waiting processes draw their pauses independently so they do not retry in step. The
+  // minimal-standard generator maps a starting value of 0 (mod 2^31-1) to 1 itself.
+  std::minstd_rand0 generator;
+  bool generator_ready = false;
   std::uniform_int_distribution<unsigned int> pause(kMinPauseMicros, kMaxPauseMicros);
 
   while (Clock::now() < deadline) {
     if (VLIBCFileLockByFile(path_.c_str(), kind_ == 0 ? 1 : 0, &handle_) != 0) return true;
     handle_ = -1;
+    if (!generator_ready) {
+      generator = std::minstd_rand0(RandomStartingValue());
+      generator_ready = true;
+    }
     ::usleep(pause(generator));
   }
   return false;

@@ -57,6 +57,25 @@ TEST_F(DeviceIdentity, TokenMatchesIndependentlyComputedValues) {
   EXPECT_TRUE(fake::CallsTo("VLIBGetSerialNumber").empty()) << "a given serial is not re-read";
 }
 
+TEST_F(DeviceIdentity, LongInputsCountPassesOnTheWholeTextButHashOnlyItsFirst4095Characters) {
+  // Computed outside the library: passes from md5 of the whole input, x cut to 4095.
+  struct {
+    std::string input;
+    int passes;
+    const char *token;
+  } const cases[] = {
+      {"SN" + std::string(4093, 'b'), 12, "105d9b251a9c5a4977c42eccfd2b77da"},  // fits exactly
+      {"SN" + std::string(4094, 'c'), 16, "926b9fd7f82582510d5a1ca57f145852"},  // one over
+      {"SN0068" + std::string(5000, 'a'), 3, "73c0a49fb7f1bb1affa8e612e97541da"},
+  };
+  for (const auto &known : cases) {
+    std::string token;
+    EXPECT_EQ(vexozeph::RequestTokenPasses(known.input.c_str()), known.passes);
+    ASSERT_TRUE(vexozeph::RequestTokenFromInput(known.input.c_str(), token));
+    EXPECT_EQ(token, known.token) << known.input.size() << " characters";
+  }
+}
+
 TEST_F(DeviceIdentity, EmptySerialIsReadFromThePlatformAndWrittenBack) {
   fake::SetSerialNumber("SN0068");
   char serial[256] = "";
