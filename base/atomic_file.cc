@@ -38,6 +38,25 @@ bool CommitTemporary(int dir, UniqueFd fd, const std::string &temp, const std::s
   return ok;
 }
 
+// The rest of `fd` into `out`, at most `max_size` bytes (EFBIG beyond).
+bool ReadToEnd(int fd, std::string &out, size_t max_size) {
+  out.clear();
+  char chunk[8192];
+  for (;;) {
+    ssize_t n = ::read(fd, chunk, sizeof(chunk));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (n == 0) return true;
+    if (static_cast<size_t>(n) > max_size - out.size()) {
+      errno = EFBIG;
+      return false;
+    }
+    out.append(chunk, static_cast<size_t>(n));
+  }
+}
+
 }  // namespace
 
 bool WriteFileAtomically(const std::string &path, const std::string &content, mode_t mode) {
@@ -109,21 +128,21 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size) {
   UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd.Valid()) return false;
-  out.clear();
-  char chunk[8192];
-  for (;;) {
-    ssize_t n = ::read(fd.Get(), chunk, sizeof(chunk));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    if (n == 0) return true;
-    if (static_cast<size_t>(n) > max_size - out.size()) {
-      errno = EFBIG;
-      return false;
-    }
-    out.append(chunk, static_cast<size_t>(n));
+  return ReadToEnd(fd.Get(), out, max_size);
+}
+
+bool ReadTrustedFile(const std::string &path, std::string &out, size_t max_size) {
+  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!fd.Valid()) return false;
+  // Judged on the file that was opened, not on the name, which may change meanwhile.
+  struct stat info;
+  if (::fstat(fd.Get(), &info) != 0) return false;
+  const bool owner_trusted = info.st_uid == ::geteuid() || info.st_uid == 0;
+  if (!S_ISREG(info.st_mode) || !owner_trusted || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    errno = EPERM;
+    return false;
   }
+  return ReadToEnd(fd.Get(), out, max_size);
 }
 
 bool WriteAll(int fd, const std::string &data) {

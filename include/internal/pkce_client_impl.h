@@ -64,6 +64,11 @@ class PkceClientImpl {
   // True when `answer` can become the token file: an object with the three tokens as
   // text and a whole-number "expires_in", so that every later read of it works.
   static bool IsTokenSet(const Json::Value &answer);
+  // The lock file of `word` (a client name and the suffix of what it guards):
+  // "/tmp/account_<word>.lock", rooted by FileLock.
+  static std::string LockFilePath(const std::string &word);
+  // Takes `lock` within the 30-second wait, or throws code 22 naming its file.
+  static void LockOrThrow(FileLock &lock);
 
  private:
   // The token under "_get_token", renewed first if the file read under the lock lapsed.
@@ -74,8 +79,6 @@ class PkceClientImpl {
   // The member `key` of the token file; `text_only` refuses numbers (tokens are text).
   std::string ReadTokenMember(const std::string &key, bool text_only) const;
   std::string LockPath(const char *suffix) const;
-  // Takes `lock` within the 30-second wait, or throws code 22 naming its file.
-  static void LockOrThrow(FileLock &lock);
 
   std::string name_;
   Json::Value config_;

@@ -3,21 +3,17 @@
 // rescue that needs no user).
 #define ZLOG_MODULE_NAME "account_pkce_service"
 
-#include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/split.hpp>
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "internal/account_pkce_service_impl.h"
 #include "internal/clock.h"
 #include "internal/http/session.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/pkce_grant.h"
 #include "internal/shown_answer.h"
 #include "internal/string_utils.h"
 #include "internal/user_impl.h"
-#include "vexo_platform/vexo_pkce.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"
@@ -30,8 +26,6 @@ namespace {
 const long kRequestTimeoutMs = 30000;
 const char kExchangePath[] = "/oauth2/api/v1/device/core/authkey/exchange";
 const char kGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
-// The platform's pair: at most 43 characters each and the NUL.
-const size_t kPkceBufferSize = 44;
 
 // A member that can go into the account file as it stands: non-empty text without line
 // breaks, short enough to be read back whole.
@@ -79,28 +73,16 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
   const std::string client_id = json::StringOr(config, "client_id");
   const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
 
-  char challenge[kPkceBufferSize] = {0};
-  char verifier[kPkceBufferSize] = {0};
-  if (vexo_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)) <
-      0) {
-    throw ZephException(VEXOZEPH_ERR_SYSTEM, "Failed to get code challenge & verifier");
-  }
-  // Read only up to the buffers' end, whatever the platform left in them.
-  const std::string challenge_text(challenge, strnlen(challenge, sizeof(challenge)));
-  const std::string verifier_text(verifier, strnlen(verifier, sizeof(verifier)));
+  const PkcePair pair = MakePkcePair();
 
   http::Payload form{
       {"client_id", client_id},
       {"redirect_url", redirect_uri},
       {"state", format("%ld", static_cast<long>(clock::Now()))},
-      {"code_challenge", challenge_text},
+      {"code_challenge", pair.challenge},
       {"auth_key", User().GetAuthKey()},
   };
-  // Split at every single space: the pieces keep their order, and a run of spaces gives
-  // empty pieces, which are sent as empty fields.
-  std::vector<std::string> scopes;
-  boost::split(scopes, json::StringOr(config, "scope"), boost::is_any_of(" "));
-  for (const std::string &scope : scopes) form.Add("scopes[]", scope);
+  AddScopePieces(json::StringOr(config, "scope"), form);
 
   // The grant goes to the configured account host, not to hosts fixed for this object.
   const http::Response response =
@@ -130,7 +112,7 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
                         format("Failed to parse grant by authkey resp, code=%ld, resp=%s",
                                response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
-  pkce_.ExchangeToken(grant_code, verifier_text, redirect_uri);
+  pkce_.ExchangeToken(grant_code, pair.verifier, redirect_uri);
 }
 
 }  // namespace vexozeph

@@ -1,30 +1,14 @@
 #include "vexozeph/pkce_client.h"
 
+#include "internal/client_name.h"
 #include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
-#include "internal/string_utils.h"
 #include "vexozeph/account_service.h"
-#include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
 namespace {
-
-const size_t kMaxNameLength = 64;
-
-// The name ends up in "<name>_token.json" and "/tmp/account_<name>_....lock": nothing in
-// it may reach another directory or hide the file.
-bool IsValidClientName(const std::string &name) {
-  if (name.empty() || name.size() > kMaxNameLength || name[0] == '.') return false;
-  for (char c : name) {
-    bool allowed = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                   c == '-' || c == '_' || c == '.';
-    if (!allowed) return false;
-  }
-  return true;
-}
 
 // Every occurrence, left to right; the inserted text is not searched again.
 std::string ReplaceAll(std::string text, const std::string &from, const std::string &to) {
@@ -36,12 +20,7 @@ std::string ReplaceAll(std::string text, const std::string &from, const std::str
 
 }  // namespace
 
-PkceClientImpl::PkceClientImpl(const std::string &name) : name_(name) {
-  if (!IsValidClientName(name)) {
-    throw ZephException(VEXOZEPH_ERR_BAD_PARAMETER,
-                        format("Invalid client name: %s", name.c_str()));
-  }
-}
+PkceClientImpl::PkceClientImpl(const std::string &name) : name_(CheckedClientName(name)) {}
 
 Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value &tmpl) const {
   TarnService tarn;

@@ -43,8 +43,12 @@ std::string PkceClientImpl::GetTokenFilePath() const {
   return RootedPath(kTokenDirectory + name_ + "_token.json");
 }
 
+std::string PkceClientImpl::LockFilePath(const std::string &word) {
+  return format("/tmp/account_%s.lock", word.c_str());
+}
+
 std::string PkceClientImpl::LockPath(const char *suffix) const {
-  return format("/tmp/account_%s.lock", (name_ + suffix).c_str());
+  return LockFilePath(name_ + suffix);
 }
 
 void PkceClientImpl::LockOrThrow(FileLock &lock) {

@@ -7,7 +7,9 @@
 
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
+#include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/file_lock.h"
+#include "vexozeph/package_pkce_client.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"
@@ -64,6 +66,23 @@ int main() {
     Expect(false, "a session without its sign-in template cannot be built");
   } catch (const vexozeph::ZephException &e) {
     Expect(e.GetCode() == 2, "a missing sign-in template is code 2");
+  }
+
+  // A package name is checked before it becomes part of a path.
+  try {
+    vexozeph::PackagePkceClient package("../etc");
+    Expect(false, "a package name with a path in it is refused");
+  } catch (const vexozeph::ZephException &e) {
+    Expect(e.GetCode() == 1, "an invalid package name is code 1");
+  }
+
+  // A package borrows the device session, which an empty root cannot build either.
+  try {
+    vexozeph::AccountVigilonService monitoring;
+    monitoring.Grant("vigilon-cloud", "monitor", "https://monitor.example/cb", "s1");
+    Expect(false, "a monitoring grant without a device session fails");
+  } catch (const vexozeph::ZephException &e) {
+    Expect(e.GetCode() == 2, "the missing sign-in template surfaces as code 2");
   }
 
   // A process that cannot raise its privileges gets code 6; either way nobody is signed in.

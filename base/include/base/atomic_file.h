@@ -54,6 +54,13 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
 // (EFBIG) when it is larger than `max_size`.
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size = SIZE_MAX);
 
+// Reads `path` only when it can be trusted in a directory that others may write to, such
+// as /tmp: opened without following a link and without blocking (a planted FIFO), a
+// regular file, owned by this process's effective user or by root, and writable by
+// neither its group nor others. False with errno set: ELOOP for a link, EPERM for a file
+// that fails the checks, EFBIG when it is larger than `max_size`.
+bool ReadTrustedFile(const std::string &path, std::string &out, size_t max_size = SIZE_MAX);
+
 // Writes all of `data` to `fd`, retrying after interruptions. False with errno set.
 bool WriteAll(int fd, const std::string &data);
 

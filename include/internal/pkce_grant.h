@@ -1,0 +1,28 @@
+// Pieces shared by the account host's authorization-code grants (the device session's
+// grant by auth key, a package's grant by the device session): the PKCE pair for the
+// code about to be granted, and the scope sent as "scopes[]" fields.
+#ifndef VEXOZEPH_INTERNAL_PKCE_GRANT_H_
+#define VEXOZEPH_INTERNAL_PKCE_GRANT_H_
+
+#include <string>
+
+#include "internal/http/pairs.h"
+
+namespace vexozeph {
+
+struct PkcePair {
+  std::string challenge;
+  std::string verifier;  // kept in memory only, for the exchange of the granted code
+};
+
+// A fresh pair from the platform, never stored. Throws ZephException code 6 with "Failed
+// to get code challenge & verifier" when the platform cannot make one.
+PkcePair MakePkcePair();
+
+// One "scopes[]" field per piece of `scope` split at every single space, in order: a run
+// of spaces gives empty pieces and an empty scope one empty piece, sent as empty fields.
+void AddScopePieces(const std::string &scope, http::Payload &form);
+
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_INTERNAL_PKCE_GRANT_H_

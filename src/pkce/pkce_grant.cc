@@ -1,0 +1,41 @@
+#include "internal/pkce_grant.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <cstring>
+#include <vector>
+
+#include "vexo_platform/vexo_pkce.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace vexozeph {
+
+namespace {
+
+// The platform's pair: at most 43 characters each and the NUL.
+const size_t kPkceBufferSize = 44;
+
+}  // namespace
+
+PkcePair MakePkcePair() {
+  char challenge[kPkceBufferSize] = {0};
+  char verifier[kPkceBufferSize] = {0};
+  if (vexo_challenge_verifier_no_save(challenge, sizeof(challenge), verifier, sizeof(verifier)) <
+      0) {
+    throw ZephException(VEXOZEPH_ERR_SYSTEM, "Failed to get code challenge & verifier");
+  }
+  // Read only up to the buffers' end, whatever the platform left in them.
+  PkcePair pair;
+  pair.challenge.assign(challenge, strnlen(challenge, sizeof(challenge)));
+  pair.verifier.assign(verifier, strnlen(verifier, sizeof(verifier)));
+  return pair;
+}
+
+void AddScopePieces(const std::string &scope, http::Payload &form) {
+  std::vector<std::string> pieces;
+  boost::split(pieces, scope, boost::is_any_of(" "));
+  for (const std::string &piece : pieces) form.Add("scopes[]", piece);
+}
+
+}  // namespace vexozeph

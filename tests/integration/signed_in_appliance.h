@@ -1,0 +1,53 @@
+// An appliance in a throwaway root whose device session is signed in through the
+// browser, at a fixed time on the library's clock, for the tests of the clients that
+// borrow that session (packages, the monitoring grant).
+#ifndef VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
+#define VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <cstdint>
+#include <string>
+
+#include "account_appliance.h"
+#include "internal/clock.h"
+#include "internal/json_utils.h"
+#include "support/browser_sign_in.h"
+#include "vexozeph/account_pkce_service.h"
+
+namespace vexozeph {
+namespace testing {
+
+class SignedInAppliance : public AccountAppliance {
+ protected:
+  static constexpr int64_t kSignedInAt = 1700000000;
+  static constexpr const char *kSessionTokenFile =
+      "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+
+  void SetUp() override {
+    AccountAppliance::SetUp();
+    owner_ = MakeAccount("pat@example.com");
+    clock::SetForTesting(kSignedInAt);
+    AccountPkceService().Login(
+        SignInWithBrowser(*cloud_, AccountPkceService().GetLoginPkceConfig(), owner_));
+    cloud_->ClearRequests();
+  }
+
+  Json::Value JsonFile(const std::string &absolute) const {
+    Json::Value file;
+    EXPECT_TRUE(json::FromFile(root_.Path(absolute), file)) << absolute;
+    return file;
+  }
+
+  std::string SessionToken() const {
+    return json::StringOr(JsonFile(kSessionTokenFile), "access_token");
+  }
+
+  Account owner_;
+};
+
+}  // namespace testing
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
