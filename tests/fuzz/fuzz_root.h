@@ -17,12 +17,12 @@ inline const testing::TempRoot &Root() {
 }
 
 // Stops the run at once with a message: libFuzzer then keeps the input as a crash.
-#define FUZZ_CHECK(condition)                                                        \
-  do {                                                                               \
-    if (!(condition)) {                                                              \
+#define FUZZ_CHECK(condition)                                                       \
+  do {                                                                              \
+    if (!(condition)) {                                                             \
       fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition); \
-      abort();                                                                       \
-    }                                                                                \
+      abort();                                                                      \
+    }                                                                               \
   } while (0)
 
 }  // namespace fuzz

@@ -27,8 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   vexozeph::fuzz::Root();
   vexozeph::fake::Reset();
   vexozeph::clock::SetForTesting(kNow);
-  vexozeph::fuzz::Root().WriteFile("/usr/vexo/etc/vexona-account/private/user.conf",
-                                   "user_id=\"2000001\"\nauth_key=\"key\"\nemail=\"old@example.com\"\n");
+  vexozeph::fuzz::Root().WriteFile(
+      "/usr/vexo/etc/vexona-account/private/user.conf",
+      "user_id=\"2000001\"\nauth_key=\"key\"\nemail=\"old@example.com\"\n");
   const std::string before = AccountFileContent();
 
   const std::string body(reinterpret_cast<const char *>(data), size);

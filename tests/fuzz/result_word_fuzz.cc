@@ -14,13 +14,18 @@
 namespace {
 
 void CheckWord(const std::string &word) {
-  static const std::set<unsigned int> kWordCodes = {
-      VEXOZEPH_ERR_SUCCESS,           VEXOZEPH_ERR_BAD_PARAMETER,
-      VEXOZEPH_ERR_AUTH,              VEXOZEPH_ERR_SYSTEM,
-      VEXOZEPH_ERR_NETWORK,           VEXOZEPH_ERR_ACCOUNT_IN_USE,
-      VEXOZEPH_ERR_SERIAL_MAX_ACCOUNTS, VEXOZEPH_ERR_ACCOUNT_UNVERIFIED,
-      VEXOZEPH_ERR_ACCOUNT_NOT_FOUND, VEXOZEPH_ERR_APIKEY_NOT_FOUND,
-      VEXOZEPH_ERR_APIKEY_EXPIRED,    VEXOZEPH_ERR_UNKNOWN};
+  static const std::set<unsigned int> kWordCodes = {VEXOZEPH_ERR_SUCCESS,
+                                                    VEXOZEPH_ERR_BAD_PARAMETER,
+                                                    VEXOZEPH_ERR_AUTH,
+                                                    VEXOZEPH_ERR_SYSTEM,
+                                                    VEXOZEPH_ERR_NETWORK,
+                                                    VEXOZEPH_ERR_ACCOUNT_IN_USE,
+                                                    VEXOZEPH_ERR_SERIAL_MAX_ACCOUNTS,
+                                                    VEXOZEPH_ERR_ACCOUNT_UNVERIFIED,
+                                                    VEXOZEPH_ERR_ACCOUNT_NOT_FOUND,
+                                                    VEXOZEPH_ERR_APIKEY_NOT_FOUND,
+                                                    VEXOZEPH_ERR_APIKEY_EXPIRED,
+                                                    VEXOZEPH_ERR_UNKNOWN};
   const unsigned int code = GetErrorCodeFromAccountError(word.c_str());
   FUZZ_CHECK(kWordCodes.count(code) == 1);
   if (word.compare(0, 4, "good") == 0) FUZZ_CHECK(code == VEXOZEPH_ERR_SUCCESS);
