@@ -54,6 +54,9 @@ bool FromString(const std::string &text, Json::Value &out) {
 bool WriteFileAtomically(const Json::Value &value, const std::string &path, mode_t mode) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
+  // Texts are written as the bytes received: the escaping writer replaces bytes that are
+  // not UTF-8 with U+FFFD, so a token holding one would read back as another token.
+  builder["emitUTF8"] = true;
   if (::vexozeph::WriteFileAtomically(path, Json::writeString(builder, value) + "\n", mode)) {
     return true;
   }

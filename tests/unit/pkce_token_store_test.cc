@@ -100,6 +100,16 @@ TEST_F(PkceTokenStore, TokenIsValidThroughItsLastSecondAndLapsedOneSecondLater) 
   EXPECT_EQ(root_.ReadFile(kTokenFile), before);
 }
 
+TEST_F(PkceTokenStore, TokensReadBackByteForByteEvenWhenTheyAreNotUtf8) {
+  clock::SetForTesting(kSavedAt);
+  Json::Value sent = TokenSet(3600);
+  sent["refresh_token"] = "R1rrrr\x93rrrr";  // a stray byte, as the fuzzer found
+  sent["id_token"] = "caf\xc3\xa9";          // and proper UTF-8 beside it
+  client_.SaveToken(sent);
+  EXPECT_EQ(client_.GetPkceTokenVal("refresh_token"), "R1rrrr\x93rrrr");
+  EXPECT_EQ(client_.GetPkceTokenVal("id_token"), "caf\xc3\xa9");
+}
+
 TEST_F(PkceTokenStore, ExpiryTimesAreWholeNumbersSummedWithoutOverflow) {
   clock::SetForTesting(kSavedAt);
   client_.SaveToken(TokenSet("3600"));
