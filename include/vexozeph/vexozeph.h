@@ -93,6 +93,21 @@ VEXOZEPH_API int VEXOZEPHAccountRemove(void);
  * The last error is left as it was on success. */
 VEXOZEPH_API int VEXOZEPHAccountLogout(bool remote);
 
+/* ---- Periodic report ------------------------------------------------------------ */
+
+/* The device's regular check-in, run by the report's cron job ("vexozeph --report_info"):
+ * posts the account's id and auth key, the appliance's time zone and serial to the
+ * account host, and stores the schedule the answer carries (before its result word is
+ * judged). 0 with last error 0 when no account is stored or "zeph_disable_report" is
+ * "yes" (nothing is sent), and when the answer is good: the report's job is then
+ * re-installed and the session's token renewed (a renewal failure is only logged).
+ * -1 otherwise, with the last error set: 23, 6, 8, 4, 2 or 5 when the report could not be
+ * made, sent or read (0 when the time zone's name cannot be read), or the server's word
+ * as a code. On 14 ("badauth") the notification "zeph_force_logout" (%EMAIL%, %LINK%) and
+ * on 25 ("account_not_found") "zeph_deletion_logout" (%EMAIL%) is sent and the appliance
+ * signed out; other refusals change nothing but the schedule. */
+VEXOZEPH_API int VEXOZEPHReportInfo(void);
+
 /* ---- Account registration and update ------------------------------------------- */
 
 /* Creates a cloud account from the appliance. `email`, `password` and `full_name` are

@@ -13,6 +13,9 @@ int main(void) {
   char serial[64] = "1234ABC";
   if (VEXOZEPHGenerateToken(NULL, NULL, serial, sizeof(serial), token, sizeof(token)) != 0) return 4;
   if (strlen(token) != 32) return 5;
+  /* Resolved from the shared library, not run: it would report this machine. */
+  int (*report)(void) = VEXOZEPHReportInfo;
+  if (report == NULL) return 6;
   printf("c interface ok\n");
   return 0;
 }

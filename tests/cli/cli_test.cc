@@ -22,8 +22,9 @@ namespace {
 const char kSerial[] = "SN2207CLI0";
 const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 const char kRelayConfig[] = "/usr/vexo/etc/vexorelayd/vexorelayd.conf";
-const std::vector<std::string> kCommands = {"status", "query",    "login", "scan",
-                                            "hosts",  "register", "update"};
+const std::vector<std::string> kCommands = {
+    "status", "query", "login", "scan", "hosts", "register", "update", "report",
+};
 
 std::string ReadSourceFile(const std::string &path) {
   std::ifstream in(path);
@@ -236,16 +237,58 @@ TEST_F(Cli, UsageMistakesAndMissingSecretsExitWithSixtyFour) {
   EXPECT_TRUE(cloud_->Requests("account").empty()) << "no usage mistake reaches the service";
 }
 
-TEST_F(Cli, ReportOptionSaysPlainlyThatThisBuildLacksTheReport) {
+TEST_F(Cli, ReportOptionIsSilentOnSuccessAndExitsWithTheRefusalsCodeAndMessage) {
   const Account account = MakeAccount("eve@example.com");
   ASSERT_EQ(SignIn(account).status, 0);
   cloud_->ClearRequests();
 
   CliResult report = Run({"--report_info"});
-  EXPECT_EQ(report.status, 69);
-  EXPECT_EQ(report.out, "") << "cron mails whatever the job prints on stdout";
-  EXPECT_NE(report.err.find("not available in this build"), std::string::npos) << report.err;
+  EXPECT_EQ(report.status, 0) << report.err;
+  EXPECT_EQ(report.out, "") << "cron mails whatever the job prints";
+  EXPECT_EQ(report.err, "");
+  EXPECT_EQ(cloud_->Requests("account", "device/api/report").size(), 1u);
+
+  cloud_->SetAnswer("device/api/report", "badauth", 1);
+  CliResult refused = Run({"--report_info"});
+  EXPECT_EQ(refused.status, 14);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_EQ(refused.err, "vexozeph: Failed to auth (error 14)\n");
+  EXPECT_EQ(StoredAuthKey(), "") << "a refused key signs the device out";
+}
+
+TEST_F(Cli, ReportCommandShowsTheScheduleTheServiceLeftAndItsJob) {
+  CliResult none = Run({"report"});
+  EXPECT_EQ(none.status, 3);
+  EXPECT_EQ(none.out, "This device is not signed in: there is nothing to report.\n");
   EXPECT_TRUE(cloud_->Requests("account", "device/api/report").empty());
+
+  const Account account = MakeAccount("ida@example.com");
+  ASSERT_EQ(SignIn(account).status, 0);
+  Json::Value fields;
+  fields["report_cron_timestring"] = "20 8 * * 1,3";
+  cloud_->UpdateAccount(account.id, fields);
+
+  CliResult changed = Run({"report", "--json"});
+  ASSERT_EQ(changed.status, 0) << changed.err;
+  Json::Value shown = changed.Json();
+  EXPECT_EQ(shown["schedule"].asString(), "20 8 * * 1,3");
+  EXPECT_TRUE(shown["schedule_changed"].asBool());
+  EXPECT_EQ(shown["previous_schedule"].asString(), "~ 9~16 * * 1~5");
+  EXPECT_EQ(shown["job"].asString(), "20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info");
+  EXPECT_NE(root_.ReadFile("/etc/cron.d/vexozeph-zeph")
+                .find("20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info\n"),
+            std::string::npos);
+
+  CliResult again = Run({"report"});
+  ASSERT_EQ(again.status, 0) << again.err;
+  EXPECT_NE(again.out.find("Schedule changed   no\n"), std::string::npos) << again.out;
+
+  cloud_->DeleteAccount(account.id);
+  CliResult deleted = Run({"report"});
+  EXPECT_EQ(deleted.status, 25);
+  EXPECT_EQ(deleted.out, "This device has been signed out.\n");
+  EXPECT_NE(deleted.err.find("vexozeph report: "), std::string::npos) << deleted.err;
+  EXPECT_NE(deleted.err.find("(error 25"), std::string::npos) << deleted.err;
 }
 
 TEST_F(Cli, KeyLoginTakesTheAuthKeyFromStdin) {

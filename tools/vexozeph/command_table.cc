@@ -12,6 +12,7 @@ std::unique_ptr<Command> MakeScanCommand();
 std::unique_ptr<Command> MakeHostsCommand();
 std::unique_ptr<Command> MakeRegisterCommand();
 std::unique_ptr<Command> MakeUpdateCommand();
+std::unique_ptr<Command> MakeReportCommand();
 
 const std::vector<CommandEntry> &Commands() {
   static const std::vector<CommandEntry> commands = {
@@ -26,6 +27,7 @@ const std::vector<CommandEntry> &Commands() {
       {"hosts", "Show the server bases this device talks to", MakeHostsCommand},
       {"register", "Create a new cloud account from this device", MakeRegisterCommand},
       {"update", "Change the signed-in account's profile, e-mail or password", MakeUpdateCommand},
+      {"report", "Send the periodic report now and show the schedule it leaves", MakeReportCommand},
   };
   return commands;
 }

@@ -1,0 +1,163 @@
+// The periodic device report: the cron job's check-in with the account host. It tells the
+// server which device is bound to which account and in which time zone, stores the
+// schedule the server sends along, and obeys the answer: a refused key or a deleted
+// account signs the appliance out with a notification; a good answer re-installs the job
+// and keeps the session's token fresh.
+//
+// The order of the side effects is part of the contract: a schedule is stored as soon as
+// the answer is known to carry a result word, before that word is judged, so that a
+// schedule sent along with a refusal still takes effect.
+#include <map>
+#include <memory>
+#include <string>
+
+#include "internal/account_file.h"
+#include "internal/account_request.h"
+#include "internal/appliance_settings.h"
+#include "internal/c_edge.h"
+#include "internal/device.h"
+#include "internal/form_hash.h"
+#include "internal/json_utils.h"
+#include "internal/log.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/account_service.h"
+#include "vexozeph/server_info.h"
+#include "vexozeph/tarn_service.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_exception.h"
+
+namespace {
+
+const char kReportPath[] = "device/api/report";
+const char kForceLogoutTag[] = "zeph_force_logout";
+const char kDeletionLogoutTag[] = "zeph_deletion_logout";
+
+int Fail(unsigned int code) {
+  return VEXOZEPHErrSet(code), -1;
+}
+
+// What the form tells the server about the account, read from the stored record.
+struct StoredAccount {
+  std::string email;
+  std::string user_id;
+  std::string auth_key;
+};
+
+// False when there is no account to report for. Whatever kept the record from being read,
+// the report has nothing to say, and a cron job that finds nothing to do is no failure.
+bool ReadStoredAccount(StoredAccount &account) {
+  // The record is 20 KiB: kept off the stack of the cron job's small process.
+  std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
+  if (VEXOZEPHAccountGet(info.get()) < 0) return false;
+  account.email = info->email;
+  account.user_id = info->user_id;
+  account.auth_key = info->auth_key;
+  return true;
+}
+
+// The server's schedule is stored only when the account file can hold it whole; one
+// that it cannot (too long, a line break, a NUL) counts as absent, like a member of the
+// wrong type: it is logged and the report goes on with the schedule already stored.
+void StoreSchedule(const Json::Value &answer) {
+  std::string schedule;
+  if (!vexozeph::json::GetString(answer, "report_cron_timestring", schedule)) return;
+  if (!vexozeph::IsStorableUserValue(schedule)) {
+    ZLOG("Ignored a report_cron_timestring that cannot be stored, length=%zu", schedule.size());
+    return;
+  }
+  vexozeph::User().SetReportCronTimestring(schedule);
+}
+
+// The administrator learns why the appliance left its account; the notification's text
+// lives in the host's catalogue under `tag`.
+void NotifyForcedLogout(unsigned int code) {
+  const vexozeph::User user;
+  std::map<std::string, std::string> variables = {{"%EMAIL%", user.GetEmail()}};
+  if (code == VEXOZEPH_ERR_AUTH) {
+    variables["%LINK%"] = vexozeph::ServerInfo().GetAccountHost();
+    vexozeph::TarnService().SendSysNotify(kForceLogoutTag, variables);
+  } else {
+    vexozeph::TarnService().SendSysNotify(kDeletionLogoutTag, variables);
+  }
+}
+
+// The server no longer accepts this binding: sign out. A sign-out that fails leaves its
+// code for the moment; the refusal's code replaces it when the report ends.
+void ForceLogout(const StoredAccount &account) {
+  ZLOG("Failed to auth [%s] on regularly report, auto logout.", account.email.c_str());
+  try {
+    vexozeph::AccountPkceService().Logout();
+  } catch (const vexozeph::ZephException &e) {
+    VEXOZEPHErrSet(e.GetCode());
+    ZLOG("Failed to logout");
+  }
+}
+
+// A good answer: the job is installed again so that a new schedule takes effect now, and
+// the session's token is renewed (or rescued) while the device is known to be in good
+// standing. Neither may turn a good report into a failed one.
+void KeepSessionCurrent() {
+  vexozeph::AccountService().SetReportCrontab();
+  try {
+    vexozeph::AccountPkceService().GetAccessToken();
+  } catch (const std::exception &e) {
+    ZLOG("Failed to renew token: %s", e.what());
+  }
+}
+
+int ReportInfo() {
+  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+  StoredAccount account;
+  if (!ReadStoredAccount(account)) return VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS), 0;
+  if (vexozeph::IsReportDisabled()) return 0;
+
+  std::string host;
+  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
+  std::string zone;
+  if (vexozeph::ReadZoneNameInTzdb(ZLOG_HERE, zone) < 0) return -1;
+  std::string serial;
+  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
+    return Fail(VEXOZEPH_ERR_SERIAL);
+  }
+  vexozeph::FormHash form;
+  if (!form.ok() || !form.Set("id", account.user_id) || !form.Set("auth_key", account.auth_key) ||
+      !form.Set("timezone", zone) || !form.Set("serial_no", serial) || !form.Set("bx_info", "")) {
+    ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
+    return Fail(VEXOZEPH_ERR_SYSTEM);
+  }
+
+  vexozeph::HttpsReply reply;
+  if (vexozeph::SendAccountForm(host, kReportPath, form, false, reply) < 0) {
+    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
+    return Fail(VEXOZEPH_ERR_SEND);
+  }
+  Json::Value answer;
+  if (!vexozeph::ParseReply(reply.body(), answer)) {
+    ZLOG("Failed to parse json: %s", reply.body());
+    return Fail(VEXOZEPH_ERR_BAD_JSON);
+  }
+  std::string word;
+  if (!vexozeph::json::ResultWord(answer, word)) return Fail(VEXOZEPH_ERR_NO_REPLY);
+  StoreSchedule(answer);
+
+  const unsigned int code = GetErrorCodeFromAccountError(word.c_str());
+  if (code == VEXOZEPH_ERR_AUTH || code == VEXOZEPH_ERR_ACCOUNT_NOT_FOUND) {
+    NotifyForcedLogout(code);
+    ForceLogout(account);
+  }
+  if (code != VEXOZEPH_ERR_SUCCESS) {
+    VEXOZEPHErrSet(code);
+    ZLOG("Failed to query service check, resp=%s", reply.body());
+    return -1;
+  }
+  KeepSessionCurrent();
+  return 0;
+}
+
+}  // namespace
+
+VEXOZEPH_API int VEXOZEPHReportInfo(void) {
+  return vexozeph::GuardCInterface("VEXOZEPHReportInfo", ReportInfo);
+}

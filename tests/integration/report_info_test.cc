@@ -1,0 +1,369 @@
+// The periodic report against the cloud emulator and the generic-Linux platform: what the
+// account host receives, and what the appliance is left with for each kind of answer:
+// the stored schedule, the cron job, notifications, the sign-out and the session token.
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "account_appliance.h"
+#include "internal/clock.h"
+#include "internal/json_utils.h"
+#include "support/log_capture.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+using Keys = std::vector<std::string>;
+
+const char kReportPath[] = "device/api/report";
+const char kLogoutPath[] = "/device/api/logout";
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
+const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
+const char kLegacyTasks[] = "/usr/vexo/etc/scheduler/tasks";
+const char kSettings[] = "/etc/vexoinfo.conf";
+const char kZone[] = "Europe/Berlin";
+const int64_t kSignInTime = 1700000000;
+
+class ReportInfo : public AccountAppliance {
+ protected:
+  void SetUp() override {
+    AccountAppliance::SetUp();
+    root_.WriteFile("/etc/timezone", std::string(kZone) + "\n");
+    owner_ = MakeAccount("rhea@example.com");
+  }
+
+  // The device session as a browser sign-in leaves it: account file, token file and the
+  // report's cron job on the default schedule.
+  void SignInWithSession() {
+    clock::SetForTesting(kSignInTime);
+    const PkcePair pkce = PkcePair::Make();
+    SignInRequest request;
+    request.email = owner_.email;
+    request.password = owner_.password;
+    request.redirect_uri = cloud_->LoginRedirectUri();
+    request.scope = cloud_->DeviceScope(kSerial, kMac);
+    request.code_challenge = pkce.challenge;
+    ParamPkceLogin param;
+    param.code = cloud_->AuthorizeCode(request);
+    param.code_verifier = pkce.verifier;
+    param.redirect_uri = request.redirect_uri;
+    AccountPkceService().Login(param);
+    ASSERT_TRUE(User().Exists());
+    ASSERT_TRUE(root_.Exists(kCronFile));
+    cloud_->ClearRequests();
+  }
+
+  // Runs the report with a stale last error, which it must clear.
+  int Report() {
+    VEXOZEPHErrSet(VEXOZEPH_ERR_ACCOUNT_UNVERIFIED);
+    return VEXOZEPHReportInfo();
+  }
+
+  Json::Value TokenFile() const {
+    Json::Value file;
+    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
+    return file;
+  }
+
+  // Every notification the host was given, one JSON document per line.
+  std::vector<Json::Value> Notifications() const {
+    std::vector<Json::Value> sent;
+    if (!root_.Exists(kNotifications)) return sent;
+    std::istringstream lines(root_.ReadFile(kNotifications));
+    for (std::string line; std::getline(lines, line);) {
+      Json::Value notification;
+      EXPECT_TRUE(json::Parse(line, notification)) << line;
+      sent.push_back(notification);
+    }
+    return sent;
+  }
+
+  void Answer(int status, const std::string &body) {
+    Fault fault;
+    fault.path = kReportPath;
+    fault.origin = "account";
+    fault.status = status;
+    fault.body = body;
+    fault.content_type = "application/json";
+    cloud_->QueueFault(fault);
+  }
+
+  Account owner_;
+};
+
+TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheToken) {
+  SignInWithSession();
+  const std::string auth_key = User().GetAuthKey();
+  const std::string cron_before = root_.ReadFile(kCronFile);
+  const Json::Value tokens_before = TokenFile();
+  // A device upgraded from the legacy scheduler still has its entry there.
+  root_.WriteFile(kLegacyTasks,
+                  "0 3 * * * root /usr/bin/other\n"
+                  "0 9 * * 1-5 root /usr/vexo/bin/vexozeph --report_info\n");
+  cloud_->UpdateAccount(owner_.id, [] {
+    Json::Value fields;
+    fields["report_cron_timestring"] = "30 10 * * 2";
+    return fields;
+  }());
+  // The session's access token has lapsed: the report is what renews it.
+  clock::SetForTesting(tokens_before["created_at"].asInt64() +
+                       tokens_before["expires_in"].asInt64() + 1);
+
+  ASSERT_EQ(Report(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+
+  // The form: the sender's serial and token, then exactly the report's five keys.
+  const std::vector<LoggedRequest> reports = Requests(kReportPath);
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_EQ(reports[0].method, "POST");
+  EXPECT_EQ(reports[0].FormKeys(),
+            (Keys{"bx_sn", "bx_token", "id", "auth_key", "timezone", "serial_no", "bx_info"}));
+  EXPECT_EQ(reports[0].FormValue("id"), owner_.id);
+  EXPECT_EQ(reports[0].FormValue("auth_key"), auth_key);
+  EXPECT_EQ(reports[0].FormValue("timezone"), kZone);
+  EXPECT_EQ(reports[0].FormValue("serial_no"), kSerial);
+  EXPECT_EQ(reports[0].FormValues("bx_info"), Keys{""});
+  EXPECT_EQ(reports[0].status, 200);
+
+  // The new schedule is stored and installed at once; the legacy entry is gone.
+  EXPECT_EQ(User().GetReportCronTimestring(), "30 10 * * 2");
+  const std::string cron = root_.ReadFile(kCronFile);
+  EXPECT_NE(cron, cron_before);
+  EXPECT_NE(cron.find("30 10 * * 2 root /usr/vexo/bin/vexozeph --report_info\n"), std::string::npos)
+      << cron;
+  EXPECT_EQ(root_.ReadFile(kLegacyTasks), "0 3 * * * root /usr/bin/other\n");
+
+  // The token was renewed after the report, not instead of it.
+  const std::vector<LoggedRequest> sent = cloud_->Requests();
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].path, std::string("/") + kReportPath);
+  EXPECT_EQ(sent[1].path, "/oauth2/token");
+  EXPECT_EQ(sent[1].FormValue("grant_type"), "refresh_token");
+  const Json::Value tokens_after = TokenFile();
+  EXPECT_NE(json::StringOr(tokens_after, "access_token"),
+            json::StringOr(tokens_before, "access_token"));
+  EXPECT_EQ(tokens_after["created_at"].asInt64(), clock::Now());
+
+  // The service recorded the device's time zone; nobody was notified or signed out.
+  const Json::Value devices = cloud_->State()["devices"];
+  bool seen = false;
+  for (const Json::Value &device : devices) {
+    if (device["serial"].asString() != kSerial) continue;
+    seen = true;
+    EXPECT_EQ(device["last_timezone"].asString(), kZone);
+  }
+  EXPECT_TRUE(seen) << devices;
+  EXPECT_TRUE(Notifications().empty());
+  EXPECT_TRUE(User().Exists());
+}
+
+TEST_F(ReportInfo, ATokenThatCannotBeRenewedIsLoggedButTheGoodReportStillSucceeds) {
+  SignInWithSession();
+  const Json::Value tokens = TokenFile();
+  clock::SetForTesting(tokens["created_at"].asInt64() + tokens["expires_in"].asInt64() + 1);
+  Fault fault;
+  fault.path = "/oauth2/token";
+  fault.origin = "identity";
+  fault.status = 500;
+  fault.body = "down for maintenance";
+  cloud_->QueueFault(fault);
+  LogCapture log;
+
+  EXPECT_EQ(Report(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_EQ(log.Count("zeph_report_info:"), 1u);
+  EXPECT_EQ(log.Count("Failed to renew token: "), 1u);
+  EXPECT_EQ(cloud_->Requests("identity", "/oauth2/token").size(), 1u);
+  EXPECT_EQ(json::StringOr(TokenFile(), "access_token"), json::StringOr(tokens, "access_token"));
+  EXPECT_TRUE(User().Exists());
+}
+
+TEST_F(ReportInfo, BadauthNotifiesWithEmailAndLinkAndSignsOutAtTheServerAndHere) {
+  SignInWithSession();
+  const std::string access_token = json::StringOr(TokenFile(), "access_token");
+  const std::string auth_key = User().GetAuthKey();
+  cloud_->SetAnswer(kReportPath, "badauth", 1);
+  LogCapture log;
+
+  EXPECT_EQ(Report(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+
+  const std::vector<Json::Value> notified = Notifications();
+  ASSERT_EQ(notified.size(), 1u);
+  EXPECT_EQ(notified[0]["tag"].asString(), "zeph_force_logout");
+  Json::Value variables(Json::objectValue);
+  variables["%EMAIL%"] = owner_.email;
+  variables["%LINK%"] = cloud_->AccountOrigin();
+  EXPECT_EQ(notified[0]["variables"], variables);
+
+  // Signed out with the session's token, after the report.
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account");
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_EQ(sent[0].path, std::string("/") + kReportPath);
+  EXPECT_EQ(sent[1].path, kLogoutPath);
+  EXPECT_EQ(sent[1].FormKeys(), (Keys{"serial_no", "id", "auth_key", "access_token"}));
+  EXPECT_EQ(sent[1].FormValue("auth_key"), auth_key);
+  EXPECT_EQ(sent[1].FormValue("access_token"), access_token);
+  EXPECT_FALSE(HasAccountFile());
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kCronFile));
+
+  EXPECT_EQ(log.Count("zeph_report_info:"), 2u);
+  EXPECT_EQ(log.Count("Failed to auth [rhea@example.com] on regularly report, auto logout."), 1u);
+  EXPECT_EQ(log.Count("Failed to query service check, resp={\"code\":\"badauth\"}"), 1u);
+
+  // Signed out, the next scheduled run has nothing to report and sends nothing.
+  cloud_->InstallHosts();
+  cloud_->ClearRequests();
+  EXPECT_EQ(Report(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_TRUE(cloud_->Requests().empty());
+}
+
+TEST_F(ReportInfo, AnAccountDeletedAtTheServiceNotifiesTheEmailAloneAndSignsOut) {
+  SignInWithSession();
+  cloud_->DeleteAccount(owner_.id);
+
+  EXPECT_EQ(Report(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_ACCOUNT_NOT_FOUND);
+  const std::vector<Json::Value> notified = Notifications();
+  ASSERT_EQ(notified.size(), 1u);
+  EXPECT_EQ(notified[0]["tag"].asString(), "zeph_deletion_logout");
+  Json::Value variables(Json::objectValue);
+  variables["%EMAIL%"] = owner_.email;
+  EXPECT_EQ(notified[0]["variables"], variables);
+  EXPECT_EQ(Requests(kLogoutPath).size(), 1u);
+  EXPECT_FALSE(HasAccountFile());
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kCronFile));
+}
+
+TEST_F(ReportInfo, ASignOutTheServerRefusesKeepsTheSessionAndTheRefusalsCode) {
+  SignInWithSession();
+  Json::Value extra;
+  extra["report_cron_timestring"] = "15 11 * * 3";
+  cloud_->SetAnswer(kReportPath, "badauth", 1, extra);
+  cloud_->SetAnswer("device/api/logout", "badsys", 1);
+  LogCapture log;
+
+  EXPECT_EQ(Report(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH) << "the refusal's code, not the sign-out's";
+  EXPECT_EQ(log.Count("Failed to logout"), 1u);
+  EXPECT_EQ(Notifications().size(), 1u);
+  // Nothing the server did not confirm is undone here; the schedule that came with the
+  // refusal was stored before the refusal was judged.
+  EXPECT_TRUE(User().Exists());
+  EXPECT_TRUE(root_.Exists(kTokenFile));
+  EXPECT_EQ(User().GetReportCronTimestring(), "15 11 * * 3");
+}
+
+TEST_F(ReportInfo, AnyOtherRefusalStoresTheScheduleButSignsNothingOutAndInstallsNothing) {
+  SignInWithSession();
+  const std::string cron = root_.ReadFile(kCronFile);
+  const std::string token_file = root_.ReadFile(kTokenFile);
+  Json::Value extra;
+  extra["report_cron_timestring"] = "45 12 * * 4";
+  cloud_->SetAnswer(kReportPath, "badparam", 1, extra);
+
+  EXPECT_EQ(Report(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
+  EXPECT_EQ(User().GetReportCronTimestring(), "45 12 * * 4");
+  EXPECT_EQ(root_.ReadFile(kCronFile), cron) << "only a good report installs the job";
+  EXPECT_EQ(root_.ReadFile(kTokenFile), token_file) << "only a good report renews";
+  EXPECT_TRUE(Notifications().empty());
+  EXPECT_EQ(cloud_->Requests().size(), 1u) << "the report alone";
+  EXPECT_TRUE(User().Exists());
+}
+
+TEST_F(ReportInfo, AnswersWithoutAUsableWordStoreNothingAndChangeNothing) {
+  SignInWithSession();
+  const std::string account_file = AccountFile();
+  const std::string cron = root_.ReadFile(kCronFile);
+  struct Case {
+    const char *what;
+    int status;
+    std::string body;
+    int expected_error;
+  };
+  const std::vector<Case> cases = {
+      {"no code", 200, R"({"report_cron_timestring": "1 1 * * 1"})", VEXOZEPH_ERR_NO_REPLY},
+      {"code null", 200, R"({"code": null, "report_cron_timestring": "1 1 * * 1"})",
+       VEXOZEPH_ERR_NO_REPLY},
+      {"not an object", 200, R"(["good"])", VEXOZEPH_ERR_NO_REPLY},
+      {"not JSON", 400, "badauth", VEXOZEPH_ERR_BAD_JSON},
+      {"server error", 500, R"({"code": "good"})", VEXOZEPH_ERR_SEND},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    Answer(c.status, c.body);
+    EXPECT_EQ(Report(), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.expected_error);
+    EXPECT_EQ(AccountFile(), account_file);
+    EXPECT_EQ(root_.ReadFile(kCronFile), cron);
+  }
+
+  // A number is a word no entry of the table matches: an unknown refusal, never "good".
+  // It is a word all the same, so the schedule beside it is stored.
+  Answer(200, R"({"code": 0, "report_cron_timestring": "1 1 * * 1"})");
+  EXPECT_EQ(Report(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_UNKNOWN);
+  EXPECT_EQ(User().GetReportCronTimestring(), "1 1 * * 1");
+  EXPECT_EQ(root_.ReadFile(kCronFile), cron);
+  EXPECT_TRUE(Notifications().empty());
+  EXPECT_TRUE(Requests(kLogoutPath).empty());
+}
+
+TEST_F(ReportInfo, AScheduleTheAccountFileCannotHoldIsIgnoredAndTheGoodReportGoesOn) {
+  SignInWithSession();
+  const std::string schedule = User().GetReportCronTimestring();
+  const std::string cron = root_.ReadFile(kCronFile);
+  LogCapture log;
+
+  Answer(200, R"({"code": "good", "report_cron_timestring": "0 9 * * 1\nzephID=\"x@y\""})");
+  EXPECT_EQ(Report(), 0);
+  Answer(200,
+         "{\"code\": \"good\", \"report_cron_timestring\": \"" + std::string(3000, '1') + "\"}");
+  EXPECT_EQ(Report(), 0);
+  Answer(200, R"({"code": "good", "report_cron_timestring": ["0 9 * * 1"]})");
+  EXPECT_EQ(Report(), 0);
+
+  EXPECT_EQ(User().GetReportCronTimestring(), schedule);
+  EXPECT_EQ(User().GetEmail(), owner_.email);
+  EXPECT_EQ(root_.ReadFile(kCronFile), cron);
+  EXPECT_EQ(log.Count("Ignored a report_cron_timestring that cannot be stored"), 2u);
+}
+
+TEST_F(ReportInfo, NoAccountOrASwitchedOffReportSendsNothingAndSucceeds) {
+  // Nobody signed in (only the emulator's host lines in the account file).
+  EXPECT_EQ(Report(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_TRUE(cloud_->Requests().empty());
+
+  SignInWithSession();
+  const std::string account_file = AccountFile();
+  const std::string cron = root_.ReadFile(kCronFile);
+  root_.WriteFile(kSettings, "zeph_disable_report=\"yes\"\n");
+  EXPECT_EQ(Report(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_EQ(AccountFile(), account_file);
+  EXPECT_EQ(root_.ReadFile(kCronFile), cron);
+  EXPECT_TRUE(cloud_->Requests().empty()) << "no request of any kind";
+
+  // Switched on again, the report goes out.
+  root_.WriteFile(kSettings, "zeph_disable_report=\"no\"\n");
+  EXPECT_EQ(Report(), 0);
+  EXPECT_EQ(Requests(kReportPath).size(), 1u);
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
