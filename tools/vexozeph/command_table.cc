@@ -19,7 +19,7 @@ const std::vector<CommandEntry> &Commands() {
        MakeStatusCommand},
       {"query", "Show the account's profile, asking the account service when stale",
        MakeQueryCommand},
-      {"login", "Sign this device in: by e-mail and password, or by user id and auth key",
+      {"login", "Sign this device in: in a browser, by e-mail and password, or by auth key",
        MakeLoginCommand},
       {"scan", "List the cloud accounts other features of this device are bound to",
        MakeScanCommand},
