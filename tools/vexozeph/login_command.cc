@@ -36,6 +36,12 @@ class LoginCommand : public Command {
                                       "Sign in with this user id and its auth key, read from stdin")
                            ->type_name("USERID");
     email->excludes(key);
+    app.add_flag("--password-stdin", password_stdin_,
+                 "Read the password from the first line of stdin instead of a prompt")
+        ->needs(email);
+    app.add_flag("--verify-only", verify_only_,
+                 "Only check the e-mail and password; store and schedule nothing")
+        ->needs(email);
     CLI::Option *browser = app.add_flag(
         "--browser", browser_, "Sign in in a browser: print the sign-in address, take the answer");
     browser->excludes(email)->excludes(key);
@@ -53,13 +59,11 @@ class LoginCommand : public Command {
         ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->needs(listen);
-    app.add_flag("--password-stdin", password_stdin_,
-                 "Read the password from the first line of stdin instead of a prompt")
-        ->needs(email);
-    app.add_flag("--verify-only", verify_only_,
-                 "Only check the e-mail and password; store and schedule nothing")
-        ->needs(email);
-    app.footer("One of --email, --key or --browser is required.");
+    app.footer(
+        "One of --email, --key or --browser is required.\n"
+        "With --browser the address to open is printed on stderr; the exit status is 65 when\n"
+        "the browser's answer is unusable (refused, no code, another sign-in's state) and 75\n"
+        "when --listen gets no answer in time.");
   }
 
   int Run(const Output &out) override {
