@@ -8,6 +8,8 @@ namespace cli {
 std::unique_ptr<Command> MakeStatusCommand();
 std::unique_ptr<Command> MakeQueryCommand();
 std::unique_ptr<Command> MakeLoginCommand();
+std::unique_ptr<Command> MakeLogoutCommand();
+std::unique_ptr<Command> MakeTokenCommand();
 std::unique_ptr<Command> MakeScanCommand();
 std::unique_ptr<Command> MakeHostsCommand();
 std::unique_ptr<Command> MakeRegisterCommand();
@@ -20,8 +22,10 @@ const std::vector<CommandEntry> &Commands() {
        MakeStatusCommand},
       {"query", "Show the account's profile, asking the account service when stale",
        MakeQueryCommand},
-      {"login", "Sign this device in: by e-mail and password, or by user id and auth key",
+      {"login", "Sign this device in: in a browser, by e-mail and password, or by auth key",
        MakeLoginCommand},
+      {"logout", "Sign this device out, at the account service and locally", MakeLogoutCommand},
+      {"token", "Print the device session's access or identity token (a secret)", MakeTokenCommand},
       {"scan", "List the cloud accounts other features of this device are bound to",
        MakeScanCommand},
       {"hosts", "Show the server bases this device talks to", MakeHostsCommand},

@@ -13,11 +13,16 @@ namespace cli {
 constexpr int kExitSuccess = 0;
 // The command line is wrong, or a password or key could not be read.
 constexpr int kExitUsage = EX_USAGE;  // 64
+// The browser's sign-in answer cannot be used: the sign-in was refused there, it carries
+// no code, or it belongs to another sign-in (its state differs).
+constexpr int kExitBadAnswer = EX_DATAERR;  // 65
 // The operation is not part of this build of the library.
 constexpr int kExitUnavailable = EX_UNAVAILABLE;  // 69
 // The library failed without leaving an error code (its log line says why), or something
 // other than a library error stopped the tool.
 constexpr int kExitNoCode = EX_SOFTWARE;  // 70
+// No sign-in answer reached the loopback listener in the time given.
+constexpr int kExitTimedOut = EX_TEMPFAIL;  // 75
 
 // The exit status for a library error code: the code itself, or kExitNoCode for 0 and for
 // any value that would collide with the tool's own statuses or not fit an exit status.

@@ -1,12 +1,14 @@
 // `vexozeph login`: signs the device in. Each way of signing in is one mode below, chosen
 // by its option; the password or key comes from a no-echo prompt or from stdin, never
-// from the command line (where other users could read it in the process list).
+// from the command line (where other users could read it in the process list). The
+// browser's sign-in lives in browser_login.cc.
 #include <json/value.h>
 #include <CLI/CLI.hpp>
 
 #include <memory>
 #include <string>
 
+#include "browser_login.h"
 #include "command.h"
 #include "exit_status.h"
 #include "output.h"
@@ -40,13 +42,35 @@ class LoginCommand : public Command {
     app.add_flag("--verify-only", verify_only_,
                  "Only check the e-mail and password; store and schedule nothing")
         ->needs(email);
-    app.footer("One of --email or --key is required.");
+    CLI::Option *browser = app.add_flag(
+        "--browser", browser_, "Sign in in a browser: print the sign-in address, take the answer");
+    browser->excludes(email)->excludes(key);
+    CLI::Option *listen =
+        app.add_flag("--listen", browser_options_.listen,
+                     "With --browser: receive the browser's answer on a loopback port (127.0.0.1)")
+            ->needs(browser);
+    app.add_option("--port", browser_options_.port,
+                   "With --listen: the loopback port (default: a free one)")
+        ->type_name("PORT")
+        ->check(CLI::Range(0, 65535))
+        ->needs(listen);
+    app.add_option("--timeout", browser_options_.timeout_seconds,
+                   "With --listen: seconds to wait for the browser (default 300)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 86400))
+        ->needs(listen);
+    app.footer(
+        "One of --email, --key or --browser is required.\n"
+        "With --browser the address to open is printed on stderr; the exit status is 65 when\n"
+        "the browser's answer is unusable (refused, no code, another sign-in's state) and 75\n"
+        "when --listen gets no answer in time.");
   }
 
   int Run(const Output &out) override {
     if (!email_.empty()) return LoginWithPassword(out);
     if (!user_id_.empty()) return LoginWithKey(out);
-    return out.Usage("give --email EMAIL or --key USERID (see --help)");
+    if (browser_) return RunBrowserLogin(out, browser_options_);
+    return out.Usage("give --email EMAIL, --key USERID or --browser (see --help)");
   }
 
  private:
@@ -98,6 +122,8 @@ class LoginCommand : public Command {
   std::string user_id_;
   bool password_stdin_ = false;
   bool verify_only_ = false;
+  bool browser_ = false;
+  BrowserLoginOptions browser_options_;
 };
 
 }  // namespace

@@ -140,6 +140,10 @@ int Output::Internal(const std::string &message) const {
   return Fail(kExitNoCode, 0, message);
 }
 
+int Output::ToolFailure(int status, const std::string &message) const {
+  return Fail(status, 0, message);
+}
+
 int Output::Fail(int status, unsigned int code, const std::string &message) const {
   std::cerr << Prefix() << message << '\n';
   if (json_) {

@@ -45,6 +45,8 @@ class Output {
   int Unavailable(const std::string &what) const;
   // Something other than a library error (kExitNoCode).
   int Internal(const std::string &message) const;
+  // A failure of the tool's own with `status` (exit_status.h), reported like the others.
+  int ToolFailure(int status, const std::string &message) const;
 
  private:
   int Fail(int status, unsigned int code, const std::string &message) const;

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "unique_fd.h"
+
 namespace vexozeph {
 namespace cli {
 namespace {
@@ -91,20 +93,6 @@ class EchoOff {
 
 constexpr int EchoOff::kSignals[];
 
-class Fd {
- public:
-  explicit Fd(int fd) : fd_(fd) {}
-  ~Fd() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Fd(const Fd &) = delete;
-  Fd &operator=(const Fd &) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
 void WriteAll(int fd, const std::string &text) {
   size_t done = 0;
   while (done < text.size()) {
@@ -116,7 +104,7 @@ void WriteAll(int fd, const std::string &text) {
 }
 
 bool ReadFromTerminal(const std::string &prompt, Secret *secret, std::string *why) {
-  Fd tty(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  UniqueFd tty(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (tty.get() < 0) {
     *why = "no terminal to ask for it on; pass it on stdin";
     return false;

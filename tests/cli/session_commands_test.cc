@@ -1,0 +1,284 @@
+// The tool's OAuth session commands against the emulator: the browser's sign-in with the
+// answer pasted back or received on the loopback port (driven here as a browser would,
+// without one), the session's tokens, and the sign-out.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <netinet/in.h>
+#include <openssl/evp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/json_utils.h"
+#include "cli_run.h"
+#include "support/cloud_emulator.h"
+#include "support/http_client.h"
+#include "support/temp_root.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const char kSerial[] = "SN2207SES0";
+const char kMac[] = "00:11:32:0c:0d:05";
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+
+std::string S256(const std::string &verifier) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
+  std::string text(4 * ((length + 2) / 3) + 1, '\0');
+  text.resize(static_cast<size_t>(
+      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(&text[0]), digest, length)));
+  while (!text.empty() && text.back() == '=') text.pop_back();
+  for (char &c : text) c = c == '+' ? '-' : c == '/' ? '_' : c;
+  return text;
+}
+
+// What the tool asked the browser for: the address it printed on stderr.
+struct PrintedRequest {
+  std::string address;
+  std::string redirect_uri;
+  std::string state;
+  std::string challenge;
+};
+
+class SessionCommands : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    NewAccount wanted;
+    wanted.email = "ida@example.com";
+    wanted.password = "Pw-ida-7hq2";
+    account_ = cloud_->CreateAccount(wanted);
+  }
+
+  std::unique_ptr<CliProcess> Start(const std::vector<std::string> &args) {
+    return std::make_unique<CliProcess>(VEXOZEPH_CLI_BINARY, args);
+  }
+
+  PrintedRequest ReadAddress(CliProcess *tool) {
+    PrintedRequest printed;
+    const std::string line = tool->WaitForErrorLine("/oauth2/authorize?", 30);
+    printed.address = line.substr(line.find_first_not_of(' '));
+    printed.redirect_uri = QueryParam(printed.address, "redirect_uri");
+    printed.state = QueryParam(printed.address, "state");
+    printed.challenge = QueryParam(printed.address, "code_challenge");
+    return printed;
+  }
+
+  // The identity host's sign-in page submitted for what the tool asked: the code.
+  std::string SignIn(const PrintedRequest &printed) {
+    return cloud_->SignIn({account_.email, account_.password, "zeph-device", printed.redirect_uri,
+                           cloud_->DeviceScope(kSerial, kMac), printed.state, printed.challenge});
+  }
+
+  Json::Value TokenFile() const {
+    Json::Value tokens;
+    EXPECT_TRUE(json::FromString(root_.ReadFile(kTokenFile), tokens));
+    return tokens;
+  }
+
+  CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
+    return RunCli(VEXOZEPH_CLI_BINARY, args, input);
+  }
+
+  TempRoot root_;
+  std::unique_ptr<CloudEmulator> cloud_;
+  Account account_;
+};
+
+TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedAddress) {
+  std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json", "-v"});
+  const PrintedRequest printed = ReadAddress(tool.get());
+  ASSERT_EQ(printed.address.rfind(cloud_->IdentityOrigin() + "/oauth2/authorize?", 0), 0u)
+      << printed.address;
+  EXPECT_EQ(QueryParam(printed.address, "response_type"), "code");
+  EXPECT_EQ(QueryParam(printed.address, "client_id"), "zeph-device");
+  EXPECT_EQ(printed.redirect_uri, cloud_->LoginRedirectUri());
+  EXPECT_EQ(QueryParam(printed.address, "scope"), cloud_->DeviceScope(kSerial, kMac));
+  EXPECT_EQ(QueryParam(printed.address, "code_challenge_method"), "S256");
+  EXPECT_EQ(printed.challenge.size(), 43u);
+  EXPECT_EQ(printed.state.size(), 32u);
+
+  const std::string code = SignIn(printed);
+  tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + printed.state + "\n");
+  CliResult login = tool->Finish();
+  ASSERT_EQ(login.status, 0) << login.err;
+  EXPECT_EQ(login.Json()["email"].asString(), account_.email);
+  EXPECT_EQ(login.Json()["user_id"].asString(), account_.id);
+
+  // The code went to the token endpoint with the verifier of the challenge the browser
+  // was given, and the redirect address it was issued for.
+  const std::vector<LoggedRequest> exchanges = cloud_->Requests("identity", "/oauth2/token");
+  ASSERT_EQ(exchanges.size(), 1u);
+  const std::string verifier = exchanges[0].FormValue("code_verifier");
+  EXPECT_EQ(S256(verifier), printed.challenge);
+  EXPECT_EQ(exchanges[0].FormValue("code"), code);
+  EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), printed.redirect_uri);
+  for (const std::string &secret : {code, verifier}) {
+    EXPECT_EQ(login.out.find(secret), std::string::npos) << "never printed";
+    EXPECT_EQ(login.err.find(secret), std::string::npos) << "never logged, even with -v";
+  }
+
+  Json::Value status = Run({"status", "--json"}).Json();
+  EXPECT_TRUE(status["signed_in"].asBool());
+  EXPECT_TRUE(status["session_token"].asBool());
+
+  // A second sign-in makes a fresh pair and state.
+  std::unique_ptr<CliProcess> again = Start({"login", "--browser"});
+  const PrintedRequest second = ReadAddress(again.get());
+  EXPECT_NE(second.state, printed.state);
+  EXPECT_NE(second.challenge, printed.challenge);
+}
+
+TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    const std::string code = SignIn(printed);
+    tool->Write(printed.redirect_uri + "?code=" + code + "&state=0" + printed.state.substr(1) +
+                "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65) << result.err;
+    EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;
+    EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty())
+        << "a code from an answer that is not ours is never exchanged";
+  }
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    tool->Write(printed.redirect_uri +
+                "?error=access_denied&error_description=the+user+declined&state=" + printed.state +
+                "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.Json()["error"]["exit_status"].asInt(), 65);
+    EXPECT_NE(result.err.find("access_denied: the user declined"), std::string::npos) << result.err;
+  }
+  {
+    CliResult result = Run({"login", "--browser"}, "");
+    EXPECT_EQ(result.status, 64) << "nothing pasted";
+  }
+  EXPECT_EQ(Run({"status"}).status, 3);
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+
+  // The code alone, as the landing page shows it, is taken as it is.
+  std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
+  const PrintedRequest printed = ReadAddress(tool.get());
+  tool->Write("  " + SignIn(printed) + "\n");
+  CliResult result = tool->Finish();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "Signed in as " + account_.email + " (user " + account_.id + ").\n");
+}
+
+TEST_F(SessionCommands, ListeningLoginTakesOnlyTheAnswerThatCarriesItsState) {
+  std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--listen", "--json"});
+  const PrintedRequest printed = ReadAddress(tool.get());
+  ASSERT_EQ(printed.redirect_uri.rfind("http://127.0.0.1:", 0), 0u) << printed.redirect_uri;
+  const std::string origin =
+      printed.redirect_uri.substr(0, printed.redirect_uri.find('/', strlen("http://")));
+  EXPECT_EQ(printed.redirect_uri, origin + "/vexozeph/callback");
+
+  EXPECT_EQ(Http("GET", origin + "/favicon.ico").status, 404);
+  EXPECT_EQ(Http("POST", printed.redirect_uri, "x=1", "text/plain").status, 405);
+  const std::string code = SignIn(printed);
+  HttpResult forged = Http("GET", printed.redirect_uri + "?code=" + code + "&state=forged");
+  EXPECT_EQ(forged.status, 400);
+  EXPECT_NE(forged.body.find("does not belong"), std::string::npos) << forged.body;
+
+  HttpResult answered =
+      Http("GET", printed.redirect_uri + "?code=" + code + "&state=" + printed.state);
+  EXPECT_EQ(answered.status, 200);
+  EXPECT_NE(answered.body.find("signed in as " + account_.email), std::string::npos)
+      << answered.body;
+  EXPECT_EQ(answered.body.find(code), std::string::npos);
+  CliResult login = tool->Finish();
+  ASSERT_EQ(login.status, 0) << login.err;
+  EXPECT_EQ(login.Json()["user_id"].asString(), account_.id);
+  EXPECT_NE(login.err.find("Ignored an answer"), std::string::npos) << login.err;
+  EXPECT_EQ(cloud_->Requests("identity", "/oauth2/token").size(), 1u);
+}
+
+TEST_F(SessionCommands, ListeningLoginGivesUpOnATakenPortOrASilentBrowser) {
+  // A port held by another program.
+  const int holder = socket(AF_INET, SOCK_STREAM, 0);
+  struct sockaddr_in address {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof(address);
+  ASSERT_EQ(bind(holder, reinterpret_cast<struct sockaddr *>(&address), length), 0);
+  ASSERT_EQ(listen(holder, 1), 0);
+  ASSERT_EQ(getsockname(holder, reinterpret_cast<struct sockaddr *>(&address), &length), 0);
+  CliResult taken =
+      Run({"login", "--browser", "--listen", "--port", std::to_string(ntohs(address.sin_port))});
+  close(holder);
+  EXPECT_EQ(taken.status, 64) << taken.err;
+  EXPECT_NE(taken.err.find("cannot listen"), std::string::npos) << taken.err;
+
+  CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
+  EXPECT_EQ(silent.status, 75) << silent.err;
+  EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+}
+
+TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtTheService) {
+  EXPECT_EQ(Run({"token"}).status, 22) << "no session before a sign-in";
+  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
+                .status,
+            0);
+
+  // A password sign-in has no session yet: the first token grants one by the auth key.
+  CliResult access = Run({"token", "--json"});
+  ASSERT_EQ(access.status, 0) << access.err;
+  EXPECT_EQ(access.Json()["access_token"].asString(), TokenFile()["access_token"].asString());
+  CliResult id = Run({"token", "--id"});
+  ASSERT_EQ(id.status, 0) << id.err;
+  EXPECT_EQ(id.out, TokenFile()["id_token"].asString() + "\n");
+  CliResult package = Run({"token", "--package", "vigilon"});
+  EXPECT_EQ(package.status, 69);
+  EXPECT_EQ(package.out, "");
+
+  CliResult logout = Run({"logout", "--json"});
+  ASSERT_EQ(logout.status, 0) << logout.err;
+  EXPECT_EQ(logout.Json()["email"].asString(), account_.email);
+  EXPECT_TRUE(logout.Json()["remote"].asBool());
+  const std::vector<LoggedRequest> told = cloud_->Requests("account", "/device/api/logout");
+  ASSERT_EQ(told.size(), 1u);
+  EXPECT_EQ(told[0].FormValue("access_token"), access.Json()["access_token"].asString());
+  EXPECT_EQ(Run({"status"}).status, 3);
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_EQ(Run({"token"}).status, 22);
+
+  // --local tells the service nothing: the auth key stays good there.
+  cloud_->InstallHosts();
+  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
+                .status,
+            0);
+  ASSERT_EQ(Run({"token"}).status, 0);
+  const std::string stored = root_.ReadFile(kAccountFile);
+  const size_t key_at = stored.find("bx_auth_key=\"");
+  ASSERT_NE(key_at, std::string::npos) << stored;
+  const size_t key_start = key_at + strlen("bx_auth_key=\"");
+  const std::string auth_key = stored.substr(key_start, stored.find('"', key_start) - key_start);
+  CliResult local = Run({"logout", "--local"});
+  ASSERT_EQ(local.status, 0) << local.err;
+  EXPECT_EQ(local.out, "Signed out of " + account_.email +
+                           " on this device only; the account service was not told.\n");
+  EXPECT_EQ(cloud_->Requests("account", "/device/api/logout").size(), 1u);
+  EXPECT_FALSE(root_.Exists(kAccountFile));
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  cloud_->InstallHosts();
+  EXPECT_EQ(Run({"login", "--key", account_.id}, auth_key + "\n").status, 0);
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
