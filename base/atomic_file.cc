@@ -109,10 +109,14 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size) {
   UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd.Valid()) return false;
+  return ReadAllFrom(fd.Get(), out, max_size);
+}
+
+bool ReadAllFrom(int fd, std::string &out, size_t max_size) {
   out.clear();
   char chunk[8192];
   for (;;) {
-    ssize_t n = ::read(fd.Get(), chunk, sizeof(chunk));
+    ssize_t n = ::read(fd, chunk, sizeof(chunk));
     if (n < 0) {
       if (errno == EINTR) continue;
       return false;
