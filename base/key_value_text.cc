@@ -1,46 +1,59 @@
 #include "base/key_value_text.h"
 
-#include <set>
+#include <string_view>
 
 namespace vexozeph {
 
 namespace {
 
-std::string Trimmed(const std::string &text) {
+// Views into the text: a whole file is parsed without copying a line, and only the
+// entries kept become strings.
+std::string_view Trimmed(std::string_view text) {
   const char *space = " \t\r\n\v\f";
   size_t first = text.find_first_not_of(space);
-  if (first == std::string::npos) return std::string();
+  if (first == std::string_view::npos) return std::string_view();
   size_t last = text.find_last_not_of(space);
   return text.substr(first, last - first + 1);
 }
 
-}  // namespace
-
-bool ParseKeyValueLine(const std::string &line, std::string &key, std::string &value) {
-  std::string trimmed = Trimmed(line);
-  if (trimmed.empty() || trimmed[0] == '#') return false;
-  size_t equals = trimmed.find('=');
-  if (equals == std::string::npos) return false;
-  key = Trimmed(trimmed.substr(0, equals));
-  value = Trimmed(trimmed.substr(equals + 1));
+bool SplitLine(std::string_view line, std::string_view &key, std::string_view &value) {
+  line = Trimmed(line);
+  if (line.empty() || line[0] == '#') return false;
+  size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return false;
+  key = Trimmed(line.substr(0, equals));
+  value = Trimmed(line.substr(equals + 1));
   if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
     value = value.substr(1, value.size() - 2);
   }
   return !key.empty();
 }
 
+}  // namespace
+
+bool ParseKeyValueLine(const std::string &line, std::string &key, std::string &value) {
+  std::string_view key_view;
+  std::string_view value_view;
+  if (!SplitLine(line, key_view, value_view)) return false;
+  key.assign(key_view);
+  value.assign(value_view);
+  return true;
+}
+
 KeyValueEntries ParseKeyValueText(const std::string &content) {
   KeyValueEntries entries;
-  std::set<std::string> seen;
+  const std::string_view text(content);
   size_t start = 0;
-  while (start < content.size()) {
-    size_t end = content.find('\n', start);
-    if (end == std::string::npos) end = content.size();
-    std::string key;
-    std::string value;
-    if (ParseKeyValueLine(content.substr(start, end - start), key, value) &&
-        seen.insert(key).second) {
-      entries.emplace_back(std::move(key), std::move(value));
+  while (start < text.size()) {
+    size_t end = text.find('\n', start);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view key;
+    std::string_view value;
+    if (SplitLine(text.substr(start, end - start), key, value)) {
+      // A settings file holds a score of keys: a walk is cheaper than any index.
+      bool seen = false;
+      for (const auto &entry : entries) seen = seen || entry.first == key;
+      if (!seen) entries.emplace_back(std::string(key), std::string(value));
     }
     start = end + 1;
   }
