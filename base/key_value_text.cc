@@ -1,5 +1,6 @@
 #include "base/key_value_text.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace vexozeph {
@@ -43,6 +44,8 @@ bool ParseKeyValueLine(const std::string &line, std::string &key, std::string &v
 KeyValueEntries ParseKeyValueText(const std::string &content) {
   KeyValueEntries entries;
   const std::string_view text(content);
+  // Room for a line's worth of entries up front: growing the vector moves every string.
+  entries.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
   size_t start = 0;
   while (start < text.size()) {
     size_t end = text.find('\n', start);

@@ -58,13 +58,19 @@ AccountSnapshot AccountSnapshot::Read() {
     // An unreadable file is one without keys, as for a lookup of each key.
     if (!ReadWholeFile(AccountFilePath(), content, kMaxKeyValueFileSize)) content.clear();
   }
-  for (auto &entry : ParseKeyValueText(content)) {
+  snapshot.entries_ = ParseKeyValueText(content);
+  for (auto &entry : snapshot.entries_) {
     std::string &value = entry.second;
     // What a lookup through the platform's 2048-byte buffer gives back: cut at a NUL and
     // to the buffer less its terminator.
     value.resize(std::min({value.find('\0'), value.size(), kMaxUserValueLength}));
-    if (!value.empty()) snapshot.entries_.push_back(std::move(entry));
   }
+  // An empty value reads as an absent key.
+  auto &entries = snapshot.entries_;
+  entries.erase(
+      std::remove_if(entries.begin(), entries.end(),
+                     [](const KeyValueEntries::value_type &entry) { return entry.second.empty(); }),
+      entries.end());
   return snapshot;
 }
 
