@@ -38,24 +38,6 @@ bool CommitTemporary(int dir, UniqueFd fd, const std::string &temp, const std::s
   return ok;
 }
 
-// The rest of `fd` into `out`, at most `max_size` bytes (EFBIG beyond).
-bool ReadToEnd(int fd, std::string &out, size_t max_size) {
-  out.clear();
-  char chunk[8192];
-  for (;;) {
-    ssize_t n = ::read(fd, chunk, sizeof(chunk));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    if (n == 0) return true;
-    if (static_cast<size_t>(n) > max_size - out.size()) {
-      errno = EFBIG;
-      return false;
-    }
-    out.append(chunk, static_cast<size_t>(n));
-  }
-}
 
 }  // namespace
 
@@ -128,7 +110,25 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size) {
   UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd.Valid()) return false;
-  return ReadToEnd(fd.Get(), out, max_size);
+  return ReadAllFrom(fd.Get(), out, max_size);
+}
+
+bool ReadAllFrom(int fd, std::string &out, size_t max_size) {
+  out.clear();
+  char chunk[8192];
+  for (;;) {
+    ssize_t n = ::read(fd, chunk, sizeof(chunk));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (n == 0) return true;
+    if (static_cast<size_t>(n) > max_size - out.size()) {
+      errno = EFBIG;
+      return false;
+    }
+    out.append(chunk, static_cast<size_t>(n));
+  }
 }
 
 bool ReadTrustedFile(const std::string &path, std::string &out, size_t max_size) {
@@ -142,7 +142,7 @@ bool ReadTrustedFile(const std::string &path, std::string &out, size_t max_size)
     errno = EPERM;
     return false;
   }
-  return ReadToEnd(fd.Get(), out, max_size);
+  return ReadAllFrom(fd.Get(), out, max_size);
 }
 
 bool WriteAll(int fd, const std::string &data) {

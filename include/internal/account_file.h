@@ -6,11 +6,13 @@
 #define VEXOZEPH_INTERNAL_ACCOUNT_FILE_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "internal/log.h"
+#include "internal/user_fields.h"
 
 namespace vexozeph {
 
@@ -26,9 +28,54 @@ const size_t kMaxUserValueLength = 2047;
 // further keys, a NUL would cut the value).
 bool IsStorableUserValue(const std::string &value);
 
-// The stored value of `key` into `value`; false when the key or the file is missing.
-// Throws ZephException 6 when the process cannot be lifted to read it.
-bool ReadAccountValue(const std::string &key, std::string &value);
+// The account file as one read saw it: the file is read whole and parsed once, inside
+// one privilege section, and every key then gives what a lookup of that key alone would
+// give (the first line of a key counts, a value is cut at a NUL and to
+// kMaxUserValueLength characters, an empty value counts as absent). Nothing is kept
+// between calls: an operation takes its snapshot when it starts, and a later operation
+// takes a new one, so every operation sees the file as it is.
+class AccountSnapshot {
+ public:
+  // A file without keys: every key has its default.
+  AccountSnapshot() = default;
+  // Reads the file. A missing or unreadable file reads as one without keys: every key
+  // has its default. Throws ZephException 6 when the process cannot be lifted to read it.
+  static AccountSnapshot Read();
+
+  // The stored value of `key` into `value`; false when the key is absent or empty.
+  bool Find(const std::string &key, std::string &value) const;
+  // The stored value, or `fallback` when absent or empty.
+  std::string Text(const std::string &key, const std::string &fallback) const;
+  // Only the exact words "yes" and "true" are true; absent or empty gives `fallback`.
+  bool Bool(const std::string &key, bool fallback) const;
+  // A value read with "%lld"; absent, empty or not starting with a number gives
+  // `fallback`.
+  int64_t Number(const std::string &key, int64_t fallback) const;
+
+#define VEXOZEPH_SNAPSHOT_TEXT(Name, key, fallback) \
+  std::string Get##Name() const {                   \
+    return Text(key, fallback);                     \
+  }
+#define VEXOZEPH_SNAPSHOT_BOOL(Name, key, fallback) \
+  bool Get##Name() const {                          \
+    return Bool(key, fallback);                     \
+  }
+#define VEXOZEPH_SNAPSHOT_NUMBER(Name, key, fallback) \
+  int64_t Get##Name() const {                         \
+    return Number(key, fallback);                     \
+  }
+  VEXOZEPH_USER_TEXT_FIELDS(VEXOZEPH_SNAPSHOT_TEXT)
+  VEXOZEPH_USER_BOOL_FIELDS(VEXOZEPH_SNAPSHOT_BOOL)
+  VEXOZEPH_USER_NUMBER_FIELDS(VEXOZEPH_SNAPSHOT_NUMBER)
+#undef VEXOZEPH_SNAPSHOT_TEXT
+#undef VEXOZEPH_SNAPSHOT_BOOL
+#undef VEXOZEPH_SNAPSHOT_NUMBER
+
+ private:
+  // In file order, one entry per key, values already cut; a score of keys at most, so a
+  // plain walk finds one faster than any index would be built.
+  std::vector<std::pair<std::string, std::string>> entries_;
+};
 
 using AccountValues = std::vector<std::pair<std::string, std::string>>;
 

@@ -69,6 +69,12 @@ class PkceClientImpl {
   static std::string LockFilePath(const std::string &word);
   // Takes `lock` within the 30-second wait, or throws code 22 naming its file.
   static void LockOrThrow(FileLock &lock);
+  // The member `key` of a parsed token file as text; `text_only` refuses numbers (tokens
+  // are text). Code 22 "Failed to get key: <key>" when absent or of another type.
+  static std::string TokenMember(const Json::Value &file, const std::string &key, bool text_only);
+  // GetExpiredAt and IsTokenExpired of a file already parsed.
+  static int64_t ExpiredAtOf(const Json::Value &file);
+  static bool IsLapsed(const Json::Value &file);
 
  private:
   // The token under "_get_token", renewed first if the file read under the lock lapsed.
@@ -76,8 +82,9 @@ class PkceClientImpl {
   // Under "_renew_token": renews unless `only_if_lapsed` and the file read under the
   // lock is no longer lapsed (another process renewed it in the meantime).
   void Renew(bool only_if_lapsed) const;
-  // The member `key` of the token file; `text_only` refuses numbers (tokens are text).
-  std::string ReadTokenMember(const std::string &key, bool text_only) const;
+  // The token file, opened and parsed once: code 22 "Failed to find an existed token
+  // file" when it cannot be opened for reading, 2 when it cannot be read or is not JSON.
+  Json::Value ReadTokenFile() const;
   std::string LockPath(const char *suffix) const;
 
   std::string name_;

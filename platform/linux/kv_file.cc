@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "atomic_replace.h"
+#include "base/key_value_text.h"
 #include "platform_error.h"
 #include "sz_containers.h"
 #include "text_file.h"
@@ -22,20 +23,9 @@ struct Entry {
   std::string value;
 };
 
-// Splits one line (without its newline) into key and value. Comments, blank lines and
-// lines without '=' hold no entry. The value loses surrounding blanks and one pair of
-// enclosing double quotes; anything inside the quotes (quotes included) is kept.
+// The one parser of the key-value format (shared with the library's whole-file reads).
 bool ParseLine(const std::string &line, Entry &entry) {
-  std::string trimmed = Trimmed(line);
-  if (trimmed.empty() || trimmed[0] == '#') return false;
-  size_t equals = trimmed.find('=');
-  if (equals == std::string::npos) return false;
-  entry.key = Trimmed(trimmed.substr(0, equals));
-  entry.value = Trimmed(trimmed.substr(equals + 1));
-  if (entry.value.size() >= 2 && entry.value.front() == '"' && entry.value.back() == '"') {
-    entry.value = entry.value.substr(1, entry.value.size() - 2);
-  }
-  return !entry.key.empty();
+  return vexozeph::ParseKeyValueLine(line, entry.key, entry.value);
 }
 
 // Every line of `content` with its line end (the last one may have none).

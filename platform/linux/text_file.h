@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <string>
 
+#include "base/key_value_text.h"
+
 namespace vexo_platform {
 
 // Files the platform reads are small; anything bigger is refused rather than slurped.
-constexpr size_t kMaxTextFileSize = 4 * 1024 * 1024;
+constexpr size_t kMaxTextFileSize = vexozeph::kMaxKeyValueFileSize;
 
 // Reads the whole file at `path` into `out` (vexozeph::ReadWholeFile with the platform's
 // size cap). False with errno set when it cannot be opened or read, or (EFBIG) when it is

@@ -3,6 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
+
+#include "base/key_value_text.h"
+#include "internal/atomic_file.h"
+
 #include "internal/privilege_section.h"
 #include "internal/root_path.h"
 #include "internal/string_utils.h"
@@ -20,7 +26,6 @@ const char kModule[] = "user";
 const int kReadLine = 340;
 const int kWriteLine = 379;
 
-const size_t kValueBufferSize = kMaxUserValueLength + 1;
 const char kLineFormat[] = "%s=\"%s\"\n";
 
 void EnterOrThrow(PrivilegeSection &section) {
@@ -44,16 +49,58 @@ bool IsStorableUserValue(const std::string &value) {
          value.find_first_of(std::string("\r\n\0", 3)) == std::string::npos;
 }
 
-bool ReadAccountValue(const std::string &key, std::string &value) {
-  PrivilegeSection section(kModule, kReadLine);
-  EnterOrThrow(section);
-  char buffer[kValueBufferSize] = {0};
-  int found =
-      VLIBCFileGetKeyValue(AccountFilePath().c_str(), key.c_str(), buffer, sizeof(buffer), 0);
-  section.Leave();
-  if (found <= 0) return false;
-  value = buffer;
-  return true;
+AccountSnapshot AccountSnapshot::Read() {
+  AccountSnapshot snapshot;
+  std::string content;
+  {
+    PrivilegeSection section(kModule, kReadLine);
+    EnterOrThrow(section);
+    // An unreadable file is one without keys, as for a lookup of each key.
+    if (!ReadWholeFile(AccountFilePath(), content, kMaxKeyValueFileSize)) content.clear();
+  }
+  snapshot.entries_ = ParseKeyValueText(content);
+  for (auto &entry : snapshot.entries_) {
+    std::string &value = entry.second;
+    // What a lookup through the platform's 2048-byte buffer gives back: cut at a NUL and
+    // to the buffer less its terminator.
+    value.resize(std::min({value.find('\0'), value.size(), kMaxUserValueLength}));
+  }
+  // An empty value reads as an absent key.
+  auto &entries = snapshot.entries_;
+  entries.erase(
+      std::remove_if(entries.begin(), entries.end(),
+                     [](const KeyValueEntries::value_type &entry) { return entry.second.empty(); }),
+      entries.end());
+  return snapshot;
+}
+
+bool AccountSnapshot::Find(const std::string &key, std::string &value) const {
+  for (const auto &entry : entries_) {
+    if (entry.first == key) {
+      value = entry.second;
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string AccountSnapshot::Text(const std::string &key, const std::string &fallback) const {
+  std::string value;
+  return Find(key, value) ? value : fallback;
+}
+
+bool AccountSnapshot::Bool(const std::string &key, bool fallback) const {
+  std::string text;
+  if (!Find(key, text)) return fallback;
+  return text == "yes" || text == "true";
+}
+
+int64_t AccountSnapshot::Number(const std::string &key, int64_t fallback) const {
+  std::string text;
+  if (!Find(key, text)) return fallback;
+  long long number = 0;
+  if (std::sscanf(text.c_str(), "%lld", &number) != 1) return fallback;
+  return static_cast<int64_t>(number);
 }
 
 void WriteAccountValues(const AccountValues &values) {

@@ -13,9 +13,10 @@ namespace {
 const size_t kNumberBufferSize = 2048;
 }  // namespace
 
+// A getter reads the file for its one value by the very rules of an operation that takes
+// all values in one read.
 std::string UserImpl::Get(const std::string &key, const std::string &fallback) const {
-  std::string value;
-  return ReadAccountValue(key, value) ? value : fallback;
+  return AccountSnapshot::Read().Text(key, fallback);
 }
 
 UserUpdate &UserUpdate::Text(const std::string &key, const std::string &value) {
@@ -42,9 +43,7 @@ void UserImpl::SetMany(const UserUpdate &update) const {
 }
 
 bool UserImpl::GetBool(const std::string &key, bool fallback) const {
-  std::string text = Get(key, "");
-  if (text.empty()) return fallback;
-  return text == "yes" || text == "true";
+  return AccountSnapshot::Read().Bool(key, fallback);
 }
 
 void UserImpl::SetBool(const std::string &key, bool value) const {
@@ -52,11 +51,7 @@ void UserImpl::SetBool(const std::string &key, bool value) const {
 }
 
 int64_t UserImpl::GetNumber(const std::string &key, int64_t fallback) const {
-  std::string text = Get(key, "");
-  if (text.empty()) return fallback;
-  long long number = 0;
-  if (std::sscanf(text.c_str(), "%lld", &number) != 1) return fallback;
-  return static_cast<int64_t>(number);
+  return AccountSnapshot::Read().Number(key, fallback);
 }
 
 void UserImpl::SetNumber(const std::string &key, int64_t value) const {

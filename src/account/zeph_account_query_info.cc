@@ -5,9 +5,9 @@
 // Everything a server sends is checked before the first key is written, so that a
 // malformed or hostile answer leaves the stored profile exactly as it was.
 #include <cstdint>
-#include <memory>
 #include <string>
 
+#include "internal/account_file.h"
 #include "internal/account_request.h"
 #include "internal/c_edge.h"
 #include "internal/clock.h"
@@ -18,7 +18,6 @@
 #include "internal/user_impl.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/file_lock.h"
-#include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
 #include "vexozeph/zeph_exception.h"
@@ -51,19 +50,15 @@ struct StoredIdentity {
   int64_t last_query_time = 0;
 };
 
-// Reads the identity; a missing account or an unreadable file both mean "nobody to ask
-// about". The full 64-bit last query time is read from the record rather than the C
-// record's 32-bit copy, which would wrap in 2038.
-int ReadStoredIdentity(StoredIdentity &identity) {
-  std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
-  if (VEXOZEPHAccountGet(info.get()) < 0) return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
-  identity.user_id = info->user_id;
-  identity.auth_key = info->auth_key;
-  try {
-    identity.last_query_time = vexozeph::User().GetLastQueryTime();
-  } catch (const vexozeph::ZephException &) {
-    return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
-  }
+// The identity as VEXOZEPHAccountGet judges it (an account needs both its auth key and
+// its user id), taken from the read that also answers a cache hit. A missing account and
+// an unreadable file both mean "nobody to ask about". The full 64-bit last query time is
+// taken rather than the C record's 32-bit copy, which would wrap in 2038.
+int ReadStoredIdentity(const vexozeph::AccountSnapshot &account, StoredIdentity &identity) {
+  identity.auth_key = account.GetAuthKey();
+  identity.user_id = account.GetUserId();
+  if (identity.auth_key.empty() || identity.user_id.empty()) return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+  identity.last_query_time = account.GetLastQueryTime();
   return 0;
 }
 
@@ -160,20 +155,24 @@ int StoreProfile(const vexozeph::UserUpdate &update) {
   return 0;
 }
 
-int AnswerFromFile(Json::Value &result) {
+void Answer(const vexozeph::AccountSnapshot &account, Json::Value &result) {
   Json::Value answer(Json::objectValue);
-  try {
-    vexozeph::User user;
-    answer["auth_key"] = user.GetAuthKey();
-#define VEXOZEPH_ANSWER(member, Name) answer[#member] = user.Get##Name();
-    VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_ANSWER)
-    VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_ANSWER)
+  answer["auth_key"] = account.GetAuthKey();
+#define VEXOZEPH_ANSWER(member, Name) answer[#member] = account.Get##Name();
+  VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_ANSWER)
+  VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_ANSWER)
 #undef VEXOZEPH_ANSWER
+  result.swap(answer);
+}
+
+// The answer after a store: read again, so that it shows the file as now written.
+int AnswerFromFile(Json::Value &result) {
+  try {
+    Answer(vexozeph::AccountSnapshot::Read(), result);
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to get user: %s", e.what());
     return Fail(e.GetCode());
   }
-  result.swap(answer);
   return 0;
 }
 
@@ -231,11 +230,20 @@ int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {
     return -1;
   }
   VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
-  StoredIdentity identity;
-  if (ReadStoredIdentity(identity) < 0) return -1;
-  if (!IsRecent(identity.last_query_time, fresh) && AskServer(identity, short_timeout) < 0) {
-    return -1;
+  // One read of the file serves the cache decision and, on a hit, the answer.
+  vexozeph::AccountSnapshot account;
+  try {
+    account = vexozeph::AccountSnapshot::Read();
+  } catch (const vexozeph::ZephException &) {
+    return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
+  StoredIdentity identity;
+  if (ReadStoredIdentity(account, identity) < 0) return -1;
+  if (IsRecent(identity.last_query_time, fresh)) {
+    Answer(account, result);
+    return 0;
+  }
+  if (AskServer(identity, short_timeout) < 0) return -1;
   return AnswerFromFile(result);
 }
 

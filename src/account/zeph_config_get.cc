@@ -1,8 +1,8 @@
 #include <cstdio>
 
+#include "internal/account_file.h"
 #include "internal/c_edge.h"
 #include "internal/user_fields.h"
-#include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 
@@ -18,22 +18,23 @@ void CopyText(char (&field)[N], const std::string &value) {
 int AccountGet(ZEPH_INFO *info) {
   if (info == nullptr) return VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER), -1;
   try {
-    vexozeph::User user;
-    const std::string auth_key = user.GetAuthKey();
-    const std::string user_id = auth_key.empty() ? std::string() : user.GetUserId();
+    // One read of the file for the whole record, so that its fields belong together.
+    const vexozeph::AccountSnapshot account = vexozeph::AccountSnapshot::Read();
+    const std::string auth_key = account.GetAuthKey();
+    const std::string user_id = account.GetUserId();
     if (auth_key.empty() || user_id.empty()) return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
     CopyText(info->auth_key, auth_key);
     CopyText(info->user_id, user_id);
-#define VEXOZEPH_COPY_TEXT(field, Name) CopyText(info->field, user.Get##Name());
-#define VEXOZEPH_COPY_FLAG(field, Name) info->field = user.Get##Name() ? 1 : 0;
+#define VEXOZEPH_COPY_TEXT(field, Name) CopyText(info->field, account.Get##Name());
+#define VEXOZEPH_COPY_FLAG(field, Name) info->field = account.Get##Name() ? 1 : 0;
     VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_COPY_TEXT)
-    info->last_query_time = static_cast<int32_t>(user.GetLastQueryTime());
+    info->last_query_time = static_cast<int32_t>(account.GetLastQueryTime());
     VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_COPY_FLAG)
     VEXOZEPH_PROFILE_VERSION_FIELDS(VEXOZEPH_COPY_TEXT)
 #undef VEXOZEPH_COPY_TEXT
 #undef VEXOZEPH_COPY_FLAG
   } catch (const vexozeph::ZephException &e) {
-    // The fields copied so far stay filled; the caller goes by the result.
+    // Only the read can fail, before any field is copied: the record stays as it was.
     VEXOZEPHErrSet(e.GetCode());
     return -1;
   }

@@ -73,8 +73,9 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
   LockOrThrow(lock);
   // Decided on the file as it is now, under the lock: a caller that waited here while
   // another renewed adopts that token instead of spending the rotated refresh token.
-  if (only_if_lapsed && !IsTokenExpired()) return;
-  const std::string refresh_token = ReadTokenMember("refresh_token", true);
+  const Json::Value file = ReadTokenFile();
+  if (only_if_lapsed && !IsLapsed(file)) return;
+  const std::string refresh_token = TokenMember(file, "refresh_token", true);
   http::Response response =
       PostForm(config_, http::Payload{
                             {"grant_type", "refresh_token"},
@@ -116,8 +117,12 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
 std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
   FileLock lock(LockPath("_get_token"));
   LockOrThrow(lock);
-  if (IsTokenExpired()) Renew(true);
-  return ReadTokenMember(key, true);
+  // The expiry decision and the token come from one parse of the file; only a renewal,
+  // which rewrote it, makes a second read.
+  const Json::Value file = ReadTokenFile();
+  if (!IsLapsed(file)) return TokenMember(file, key, true);
+  Renew(true);
+  return TokenMember(ReadTokenFile(), key, true);
 }
 
 std::string PkceClientImpl::GetAccessToken() const {

@@ -7,6 +7,7 @@
 
 #include <climits>
 
+#include "internal/atomic_file.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
@@ -24,9 +25,9 @@ namespace {
 const char kTokenDirectory[] = "/usr/vexo/etc/vexona-account/private/";
 const unsigned int kLockWaitSeconds = 30;
 
-int64_t TimeMember(const PkceClientImpl &client, const char *key) {
+int64_t TimeMember(const Json::Value &file, const char *key) {
   int64_t value = 0;
-  if (!PkceClientImpl::ParseWholeNumber(client.GetPkceTokenVal(key), value)) {
+  if (!PkceClientImpl::ParseWholeNumber(PkceClientImpl::TokenMember(file, key, false), value)) {
     throw ZephException(VEXOZEPH_ERR_BAD_JSON,
                         format("Token member is not a whole number of seconds: %s", key));
   }
@@ -107,24 +108,35 @@ bool PkceClientImpl::IsTokenSet(const Json::Value &answer) {
          MemberText(answer, "expires_in", false, text) && ParseWholeNumber(text, seconds);
 }
 
-std::string PkceClientImpl::ReadTokenMember(const std::string &key, bool text_only) const {
-  if (!HasTokenFile()) {
+Json::Value PkceClientImpl::ReadTokenFile() const {
+  // One open serves as the existence test and the read: a file that cannot be opened for
+  // reading is absent, one that opens but cannot be read or parsed is not JSON.
+  UniqueFd fd(::open(GetTokenFilePath().c_str(), O_RDONLY | O_CLOEXEC));
+  if (!fd.Valid()) {
     throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to find an existed token file");
   }
+  std::string text;
   Json::Value file;
-  if (!json::FromFile(GetTokenFilePath(), file)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  if (!ReadAllFrom(fd.Get(), text, json::kMaxFileBytes) || !json::Parse(text, file)) {
+    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  }
+  return file;
+}
+
+std::string PkceClientImpl::TokenMember(const Json::Value &file, const std::string &key,
+                                        bool text_only) {
   std::string text;
   if (MemberText(file, key, text_only, text)) return text;
   throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to get key: " + key);
 }
 
 std::string PkceClientImpl::GetPkceTokenVal(const std::string &key) const {
-  return ReadTokenMember(key, false);
+  return TokenMember(ReadTokenFile(), key, false);
 }
 
-int64_t PkceClientImpl::GetExpiredAt() const {
-  const int64_t created_at = TimeMember(*this, "created_at");
-  const int64_t expires_in = TimeMember(*this, "expires_in");
+int64_t PkceClientImpl::ExpiredAtOf(const Json::Value &file) {
+  const int64_t created_at = TimeMember(file, "created_at");
+  const int64_t expires_in = TimeMember(file, "expires_in");
   int64_t expired_at = 0;
   // A lifetime no clock reaches is as good as forever, and a time before any clock as
   // good as long past.
@@ -134,8 +146,16 @@ int64_t PkceClientImpl::GetExpiredAt() const {
   return expired_at;
 }
 
+bool PkceClientImpl::IsLapsed(const Json::Value &file) {
+  return ExpiredAtOf(file) < clock::Now();
+}
+
+int64_t PkceClientImpl::GetExpiredAt() const {
+  return ExpiredAtOf(ReadTokenFile());
+}
+
 bool PkceClientImpl::IsTokenExpired() const {
-  return GetExpiredAt() < clock::Now();
+  return IsLapsed(ReadTokenFile());
 }
 
 void PkceClientImpl::SaveToken(const Json::Value &token) const {

@@ -120,6 +120,32 @@ TEST_F(AccountQuery, StoresTheAnswerAndSplitsTheCriticalVersions) {
   EXPECT_EQ(user.GetReportCronTimestring(), "5 3 * * *");
 }
 
+// The answer after a store is the profile just stored, not what the file held when the
+// call began and decided to ask.
+TEST_F(AccountQuery, AProfileAnsweredAfterAStoreShowsTheStoredValues) {
+  User user;
+  user.SetName("Stale Name");
+  user.SetCountry("XX");
+  user.SetNotifyLanguage("old");
+  user.SetIsEnews(true);
+  user.SetLastQueryTime(0);
+  cloud_->UpdateAccount(quinn_.id, GoodAnswer());
+  Json::Value result;
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), 0) << VEXOZEPHErrGet();
+  ASSERT_EQ(Requests(kQueryPath).size(), 1u);
+
+  EXPECT_EQ(json::StringOr(result, "full_name"), "Someone Else");
+  EXPECT_EQ(json::StringOr(result, "country"), "FR");
+  EXPECT_EQ(json::StringOr(result, "notify_language"), "fre");
+  EXPECT_EQ(json::StringOr(result, "email"), "other@example.com");
+  EXPECT_TRUE(json::BoolOr(result, "critical_release", false));
+  // Every member is what the file now holds.
+  EXPECT_EQ(json::StringOr(result, "full_name"), user.GetName());
+  EXPECT_EQ(json::StringOr(result, "timezone"), user.GetTimezone());
+  EXPECT_EQ(json::StringOr(result, "auth_key"), user.GetAuthKey());
+  EXPECT_EQ(json::BoolOr(result, "enews", false), user.GetIsEnews());
+}
+
 TEST_F(AccountQuery, ExactlyBadauthSignsTheApplianceOutEvenWhenTheAnswerIsIncomplete) {
   // A word that merely begins with "badauth" is an incomplete answer, nothing more.
   User().SetLastQueryTime(0);

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -156,6 +157,35 @@ TEST_F(PkceTokenStore, MissingFilesMembersAndNonTextTokensAreReportedNotGuessed)
 
   root_.WriteFile(kTokenFile, "[1, 2]");
   EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), VEXOZEPH_ERR_TOKEN_STATE);
+}
+
+// The expiry decision and the token come from one read of the file, and nothing of it is
+// kept: the next call sees whatever another writer left since.
+TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
+  clock::SetForTesting(kSavedAt);
+  client_.SaveToken(TokenSet(3600));
+  EXPECT_EQ(client_.GetAccessToken(), "access-0123456789");
+
+  Json::Value rotated = TokenSet(3600);
+  rotated["access_token"] = "access-rotated";
+  rotated["id_token"] = "id-rotated";
+  rotated["created_at"] = Json::Int64(kSavedAt);
+  ASSERT_TRUE(vexozeph::json::WriteFileAtomically(rotated, root_.Path(kTokenFile)));
+  EXPECT_EQ(client_.GetAccessToken(), "access-rotated");
+  EXPECT_EQ(client_.GetIdToken(), "id-rotated");
+
+  // A token without its times is never handed out unjudged.
+  std::string message;
+  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"expires_in\": 60}");
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
+  EXPECT_NE(message.find("Failed to get key: created_at"), std::string::npos) << message;
+  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"created_at\": 4102444800}");
+  EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
+  EXPECT_NE(message.find("Failed to get key: expires_in"), std::string::npos) << message;
+  // A file that opens but cannot be read is unreadable JSON, not a missing file.
+  ASSERT_EQ(std::remove(root_.Path(kTokenFile).c_str()), 0);
+  ASSERT_EQ(::mkdir(root_.Path(kTokenFile).c_str(), 0700), 0);
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_BAD_JSON);
 }
 
 TEST_F(PkceTokenStore, SaveIntoAMissingDirectoryFailsWithoutAFile) {

@@ -53,6 +53,9 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
 // The whole content of `path` into `out`. False with errno set when it cannot be read, or
 // (EFBIG) when it is larger than `max_size`.
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size = SIZE_MAX);
+// The rest of the open file `fd` into `out`, for a caller that must open the file itself
+// (to tell a missing file from an unreadable one with a single open). Same failures.
+bool ReadAllFrom(int fd, std::string &out, size_t max_size = SIZE_MAX);
 
 // Reads `path` only when it can be trusted in a directory that others may write to, such
 // as /tmp: opened without following a link and without blocking (a planted FIFO), a
