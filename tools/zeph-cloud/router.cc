@@ -171,8 +171,18 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
     fault = emulator_.faults.Take(origin_, req.path);
   }
 
+  // A dropped request is logged before its connection goes: a client that sees the drop
+  // and then reads the request log finds the drop recorded.
+  bool recorded = false;
+  auto record = [&](int status) {
+    if (record_ && !recorded) {
+      emulator_.requests.Finish(seq, status, fault ? fault->Describe() : "");
+    }
+    recorded = true;
+  };
   bool dropped = false;
   if (fault && fault->delay_ms > 0 && !emulator_.SleepUnlessStopping(fault->delay_ms)) {
+    record(-1);
     DropConnection(req);  // shutting down: do not hold the stop back
     dropped = true;
   }
@@ -180,10 +190,14 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
       fault && !fault->after_processing && (fault->drop || fault->status || fault->body);
   if (!dropped) {
     if (answered_by_fault) {
+      if (fault->drop) record(-1);
       ApplyFault(*fault, req, res);
     } else {
       RouteRequest(exchange);
-      if (fault && fault->after_processing) ApplyFault(*fault, req, res);
+      if (fault && fault->after_processing) {
+        if (fault->drop) record(-1);
+        ApplyFault(*fault, req, res);
+      }
     }
     dropped = fault && fault->drop;
     if (!dropped && fault && fault->trickle_ms > 0) {
@@ -192,9 +206,7 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
     }
   }
   if (res.status == -1) res.status = 200;
-  if (record_) {
-    emulator_.requests.Finish(seq, dropped ? -1 : res.status, fault ? fault->Describe() : "");
-  }
+  record(dropped ? -1 : res.status);
   if (emulator_.verbose) {
     std::fprintf(stderr, "zeph-cloud: %s %s %s -> %d%s\n", origin_.c_str(), req.method.c_str(),
                  req.target.c_str(), dropped ? -1 : res.status,
