@@ -1,0 +1,276 @@
+// The life of a device from its owner's first sign-in to the day its account goes away,
+// against the cloud emulator and the generic-Linux platform, through the library's public
+// interface alone. Each test is one story; each story is a row of named steps, and a
+// failure names the step it happened in.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "account_appliance.h"
+#include "internal/clock.h"
+#include "support/browser_sign_in.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/account_vigilon_service.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/package_pkce_client.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const int64_t kFirstSignIn = 1700000000;
+const char kZone[] = "Europe/Berlin";
+const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
+const char kSessionTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
+const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
+const char kCronList[] = "/usr/vexo/etc/crond/zeph.json";
+const char kReportCommand[] = " root /usr/vexo/bin/vexozeph --report_info\n";
+const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
+const char kReportPath[] = "device/api/report";
+const char kLogoutPath[] = "/device/api/logout";
+const char kRescueGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
+
+class DeviceLife : public AccountAppliance {
+ protected:
+  void SetUp() override {
+    AccountAppliance::SetUp();
+    root_.WriteFile("/etc/timezone", std::string(kZone) + "\n");
+    owner_ = MakeAccount("ada@example.com");
+    clock::SetForTesting(kFirstSignIn);
+  }
+  void TearDown() override {
+    step_.reset();
+    AccountAppliance::TearDown();
+  }
+
+  // Starts the next step of the story: every failure from here until the next step,
+  // including an exception the library lets out, is reported with this name.
+  void Step(const std::string &name) {
+    step_.reset();
+    step_.reset(new ::testing::ScopedTrace(__FILE__, __LINE__, "in step \"" + name + "\""));
+    cloud_->ClearRequests();
+  }
+
+  // What the management interface does when the owner signs in through the browser.
+  Json::Value SignInThroughTheBrowser() const {
+    return AccountPkceService().Login(
+        SignInWithBrowser(*cloud_, AccountPkceService().GetLoginPkceConfig(), owner_));
+  }
+
+  // The cron job's run: the report, with a stale last error that it must replace.
+  int ScheduledReport() const {
+    VEXOZEPHErrSet(VEXOZEPH_ERR_UNKNOWN);
+    return VEXOZEPHReportInfo();
+  }
+
+  static Json::Value Parsed(const std::string &text) {
+    Json::Value value;
+    std::istringstream stream(text);
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    EXPECT_TRUE(Json::parseFromStream(builder, stream, &value, &errors)) << text;
+    return value;
+  }
+
+  Json::Value JsonFile(const std::string &absolute) const {
+    EXPECT_TRUE(root_.Exists(absolute)) << absolute;
+    return Parsed(root_.ReadFile(absolute));
+  }
+
+  std::string SessionAccessToken() const {
+    return JsonFile(kSessionTokenFile)["access_token"].asString();
+  }
+
+  // Makes the library's clock say that the session's access token has lapsed.
+  void LapseSessionToken() const {
+    const Json::Value tokens = JsonFile(kSessionTokenFile);
+    clock::SetForTesting(tokens["created_at"].asInt64() + tokens["expires_in"].asInt64() + 1);
+  }
+
+  std::vector<Json::Value> Notifications() const {
+    std::vector<Json::Value> sent;
+    std::istringstream lines(root_.ReadFile(kNotifications));
+    for (std::string line; std::getline(lines, line);) sent.push_back(Parsed(line));
+    return sent;
+  }
+
+  // Every "*_token.json" left in the private directory.
+  std::vector<std::string> TokenFiles() const {
+    std::vector<std::string> names;
+    DIR *dir = ::opendir(root_.Path(kPrivateDir).c_str());
+    if (dir == nullptr) return names;
+    const std::string suffix = "_token.json";
+    while (const struct dirent *entry = ::readdir(dir)) {
+      const std::string name = entry->d_name;
+      if (name.size() >= suffix.size() &&
+          name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+        names.push_back(name);
+      }
+    }
+    ::closedir(dir);
+    return names;
+  }
+
+  Account owner_;
+
+ private:
+  std::unique_ptr<::testing::ScopedTrace> step_;
+};
+
+TEST_F(DeviceLife, FromTheFirstSignInToTheAccountsDeletionTheDeviceEndsCleanlySignedOut) {
+  Step("the owner signs in through the browser");
+  const Json::Value profile = SignInThroughTheBrowser();
+  EXPECT_EQ(profile["email"].asString(), owner_.email);
+  ASSERT_TRUE(User().Exists());
+  EXPECT_EQ(User().GetUserId(), owner_.id);
+  EXPECT_FALSE(User().GetAuthKey().empty());
+  ASSERT_TRUE(root_.Exists(kSessionTokenFile));
+  ASSERT_TRUE(root_.Exists(kCronFile)) << "the sign-in installs the report's job";
+  const std::string first_schedule = User().GetReportCronTimestring();
+
+  Step("the profile changed elsewhere is queried from the account host");
+  cloud_->UpdateAccount(owner_.id, [] {
+    Json::Value fields;
+    fields["full_name"] = "Ada Renamed";
+    return fields;
+  }());
+  clock::SetForTesting(kFirstSignIn + 300);
+  Json::Value queried;
+  ASSERT_EQ(VEXOZEPHAccountQueryInfo(queried, true, true), 0) << "error " << VEXOZEPHErrGet();
+  EXPECT_EQ(Requests(kQueryPath).size(), 1u) << "a five-minute-old profile is asked again";
+  EXPECT_EQ(queried["full_name"].asString(), "Ada Renamed");
+  EXPECT_EQ(User().GetName(), "Ada Renamed");
+
+  Step("the scheduled report brings a new schedule");
+  const std::string cron_before = root_.ReadFile(kCronFile);
+  cloud_->UpdateAccount(owner_.id, [] {
+    Json::Value fields;
+    fields["report_cron_timestring"] = "30 10 * * 2";
+    return fields;
+  }());
+  ASSERT_EQ(ScheduledReport(), 0) << "error " << VEXOZEPHErrGet();
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  ASSERT_EQ(Requests(kReportPath).size(), 1u);
+  EXPECT_EQ(Requests(kReportPath)[0].FormValue("timezone"), kZone);
+  EXPECT_NE(first_schedule, "30 10 * * 2");
+  EXPECT_EQ(User().GetReportCronTimestring(), "30 10 * * 2");
+  const std::string cron_after = root_.ReadFile(kCronFile);
+  EXPECT_NE(cron_after, cron_before);
+  EXPECT_NE(cron_after.find(std::string("30 10 * * 2") + kReportCommand), std::string::npos)
+      << cron_after;
+
+  Step("a package gets tokens of its own on the device session");
+  const std::string package_token = PackagePkceClient("vigilon").GetAccessToken();
+  EXPECT_FALSE(package_token.empty());
+  EXPECT_EQ(JsonFile(kPackageTokenFile)["access_token"].asString(), package_token);
+  EXPECT_NE(package_token, SessionAccessToken());
+  EXPECT_EQ(PackagePkceClient("vigilon").GetAccessToken(), package_token)
+      << "a second reader gets the same token, not a new grant";
+
+  Step("the monitoring service is granted a code");
+  const std::string redirect = "https://monitor.example/cb";
+  const std::string granted =
+      AccountVigilonService().Grant("vigilon-cloud", "monitor", redirect, "m-1");
+  const std::string prefix = redirect + "?scope=monitor&state=m-1&code=";
+  ASSERT_EQ(granted.rfind(prefix, 0), 0u) << granted;
+  EXPECT_GT(granted.size(), prefix.size()) << "the code itself";
+
+  Step("a refresh token revoked at the server is rescued by the auth key");
+  const Json::Value old_tokens = JsonFile(kSessionTokenFile);
+  ASSERT_EQ(cloud_->RevokeRefreshToken(old_tokens["refresh_token"].asString()), 1);
+  LapseSessionToken();
+  const std::string rescued = AccountPkceService().GetAccessToken();
+  EXPECT_NE(rescued, old_tokens["access_token"].asString());
+  EXPECT_EQ(SessionAccessToken(), rescued);
+  const std::vector<LoggedRequest> rescues = cloud_->Requests("account", kRescueGrantPath);
+  ASSERT_EQ(rescues.size(), 1u);
+  EXPECT_EQ(rescues[0].status, 200);
+  EXPECT_EQ(rescues[0].FormValue("auth_key"), User().GetAuthKey());
+  EXPECT_TRUE(User().Exists()) << "a rescued session stays signed in";
+  EXPECT_TRUE(AccountPkceService().HasToken());
+
+  Step("the account deleted at the server signs the device out at the next report");
+  cloud_->DeleteAccount(owner_.id);
+  EXPECT_EQ(ScheduledReport(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_ACCOUNT_NOT_FOUND);
+  const std::vector<Json::Value> notified = Notifications();
+  ASSERT_EQ(notified.size(), 1u) << root_.ReadFile(kNotifications);
+  EXPECT_EQ(notified[0]["tag"].asString(), "zeph_deletion_logout");
+  Json::Value variables(Json::objectValue);
+  variables["%EMAIL%"] = owner_.email;
+  EXPECT_EQ(notified[0]["variables"], variables);
+  EXPECT_EQ(Requests(kLogoutPath).size(), 1u) << "the server is told too";
+
+  Step("nothing of the account is left on the device");
+  EXPECT_FALSE(HasAccountFile()) << AccountFile();
+  EXPECT_FALSE(User().Exists());
+  EXPECT_TRUE(TokenFiles().empty()) << "left: " << ::testing::PrintToString(TokenFiles());
+  EXPECT_FALSE(root_.Exists(kCronFile)) << root_.ReadFile(kCronFile);
+  EXPECT_FALSE(root_.Exists(kCronList)) << root_.ReadFile(kCronList);
+
+  Step("the next scheduled run has nothing to report and sends nothing");
+  EXPECT_EQ(ScheduledReport(), 0);
+  EXPECT_EQ(VEXOZEPHErrGet(), 0);
+  EXPECT_TRUE(cloud_->Requests().empty());
+  EXPECT_EQ(Notifications().size(), 1u) << "no second notification";
+}
+
+TEST_F(DeviceLife, APasswordChangedElsewhereEndsInAForcedSignOutThatTellsTheOwnerWhereToSignIn) {
+  Step("the owner signs in through the browser");
+  SignInThroughTheBrowser();
+  ASSERT_TRUE(User().Exists());
+  ASSERT_TRUE(root_.Exists(kCronFile));
+  const std::string access_token = SessionAccessToken();
+
+  Step("the password is changed elsewhere and the service refuses the report");
+  owner_.password = "changed-on-the-web";
+  cloud_->UpdateAccount(owner_.id, [this] {
+    Json::Value fields;
+    fields["password"] = owner_.password;
+    return fields;
+  }());
+  // The service invalidates the device's credentials on a password change; the emulator
+  // does not model that, so its answer is forced.
+  cloud_->SetAnswer(kReportPath, "badauth", 1);
+  EXPECT_EQ(ScheduledReport(), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+  const std::vector<LoggedRequest> logouts = Requests(kLogoutPath);
+  ASSERT_EQ(logouts.size(), 1u) << "the server is told of the sign-out";
+  EXPECT_EQ(logouts[0].FormValue("access_token"), access_token);
+  EXPECT_EQ(logouts[0].status, 200);
+
+  Step("the owner is told to sign in again, with the e-mail and the address");
+  const std::vector<Json::Value> notified = Notifications();
+  ASSERT_EQ(notified.size(), 1u) << root_.ReadFile(kNotifications);
+  EXPECT_EQ(notified[0]["tag"].asString(), "zeph_force_logout");
+  Json::Value variables(Json::objectValue);
+  variables["%EMAIL%"] = owner_.email;
+  variables["%LINK%"] = cloud_->AccountOrigin();
+  EXPECT_EQ(notified[0]["variables"], variables);
+
+  Step("nothing of the account is left on the device");
+  EXPECT_FALSE(HasAccountFile()) << AccountFile();
+  EXPECT_TRUE(TokenFiles().empty()) << "left: " << ::testing::PrintToString(TokenFiles());
+  EXPECT_FALSE(root_.Exists(kCronFile));
+
+  Step("the owner signs in again with the new password");
+  cloud_->InstallHosts();
+  SignInThroughTheBrowser();
+  EXPECT_TRUE(User().Exists());
+  EXPECT_NE(SessionAccessToken(), access_token);
+  EXPECT_TRUE(root_.Exists(kCronFile));
+  EXPECT_EQ(ScheduledReport(), 0) << "error " << VEXOZEPHErrGet();
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
