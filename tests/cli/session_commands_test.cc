@@ -242,10 +242,6 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   CliResult id = Run({"token", "--id"});
   ASSERT_EQ(id.status, 0) << id.err;
   EXPECT_EQ(id.out, TokenFile()["id_token"].asString() + "\n");
-  CliResult package = Run({"token", "--package", "vigilon"});
-  EXPECT_EQ(package.status, 69);
-  EXPECT_EQ(package.out, "");
-
   CliResult logout = Run({"logout", "--json"});
   ASSERT_EQ(logout.status, 0) << logout.err;
   EXPECT_EQ(logout.Json()["email"].asString(), account_.email);
@@ -277,6 +273,66 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   EXPECT_FALSE(root_.Exists(kTokenFile));
   cloud_->InstallHosts();
   EXPECT_EQ(Run({"login", "--key", account_.id}, auth_key + "\n").status, 0);
+}
+
+TEST_F(SessionCommands, PackageTokenAndMonitoringGrantRideOnTheDeviceSession) {
+  EXPECT_EQ(Run({"token", "--package", "vigilon"}).status, 22) << "no session to borrow";
+  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
+                .status,
+            0);
+  CliResult badname = Run({"token", "--package", "../vigilon"});
+  EXPECT_EQ(badname.status, 1) << badname.err;
+  EXPECT_EQ(badname.out, "");
+
+  // The first package token is granted on the device's bearer token and exchanged; the
+  // second is read back from the package's own token file without asking again.
+  CliResult package = Run({"token", "--package", "vigilon", "--json"});
+  ASSERT_EQ(package.status, 0) << package.err;
+  const std::string package_token = package.Json()["access_token"].asString();
+  EXPECT_EQ(package.Json()["package"].asString(), "vigilon");
+  EXPECT_NE(package_token, TokenFile()["access_token"].asString());
+  EXPECT_EQ(
+      cloud_->Requests("account", "/oauth2/api/v1/device/package/authorization_code/grant").size(),
+      1u);
+  CliResult again = Run({"token", "--package", "vigilon"});
+  EXPECT_EQ(again.out, package_token + "\n");
+  CliResult id = Run({"token", "--package", "vigilon", "--id"});
+  ASSERT_EQ(id.status, 0) << id.err;
+  EXPECT_NE(id.out, again.out);
+  EXPECT_EQ(
+      cloud_->Requests("account", "/oauth2/api/v1/device/package/authorization_code/grant").size(),
+      1u);
+
+  // The monitoring grant asks with the package's token and prints the finished address.
+  CliResult grant = Run({"grant-vigilon", "vigilon-cloud", "monitor:read alerts",
+                         "https://vigilon.example/cb", "st 81"});
+  ASSERT_EQ(grant.status, 0) << grant.err;
+  const std::string prefix =
+      "https://vigilon.example/cb?scope=monitor%3Aread%20alerts&state=st%2081&code=";
+  ASSERT_EQ(grant.out.rfind(prefix, 0), 0u) << grant.out;
+  const std::string code = grant.out.substr(prefix.size(), grant.out.size() - prefix.size() - 1);
+  EXPECT_FALSE(code.empty());
+  const std::vector<LoggedRequest> grants =
+      cloud_->Requests("account", "/oauth2/api/v1/device/vigilon/authorization_code/grant");
+  ASSERT_EQ(grants.size(), 1u);
+  EXPECT_EQ(grants[0].Header("Authorization"), "Bearer " + package_token);
+  EXPECT_EQ(grants[0].FormValue("client_id"), "vigilon-cloud");
+  EXPECT_EQ(grants[0].FormValues("scopes[]"), std::vector<std::string>{"monitor:read alerts"});
+  EXPECT_EQ(grants[0].FormValue("redirect_url"), "https://vigilon.example/cb");
+  EXPECT_EQ(grants[0].FormValue("state"), "st 81");
+
+  CliResult json =
+      Run({"grant-vigilon", "--json", "vigilon-cloud", "s", "https://v.example/cb", "x"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  EXPECT_EQ(
+      json.Json()["redirect"].asString().rfind("https://v.example/cb?scope=s&state=x&code=", 0),
+      0u);
+  EXPECT_EQ(Run({"grant-vigilon", "vigilon-cloud", "s"}).status, 64) << "all four are required";
+
+  // A client the account host does not know is refused there.
+  CliResult refused = Run({"grant-vigilon", "nobody", "s", "https://v.example/cb", "x"});
+  EXPECT_EQ(refused.status, 5) << refused.err;
+  EXPECT_EQ(refused.out, "");
 }
 
 }  // namespace

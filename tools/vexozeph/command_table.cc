@@ -10,6 +10,7 @@ std::unique_ptr<Command> MakeQueryCommand();
 std::unique_ptr<Command> MakeLoginCommand();
 std::unique_ptr<Command> MakeLogoutCommand();
 std::unique_ptr<Command> MakeTokenCommand();
+std::unique_ptr<Command> MakeGrantVigilonCommand();
 std::unique_ptr<Command> MakeScanCommand();
 std::unique_ptr<Command> MakeHostsCommand();
 std::unique_ptr<Command> MakeRegisterCommand();
@@ -25,7 +26,11 @@ const std::vector<CommandEntry> &Commands() {
       {"login", "Sign this device in: in a browser, by e-mail and password, or by auth key",
        MakeLoginCommand},
       {"logout", "Sign this device out, at the account service and locally", MakeLogoutCommand},
-      {"token", "Print the device session's access or identity token (a secret)", MakeTokenCommand},
+      {"token", "Print the device session's or a package's access or identity token (a secret)",
+       MakeTokenCommand},
+      {"grant-vigilon",
+       "Obtain a code for the cloud monitoring service; print its redirect address",
+       MakeGrantVigilonCommand},
       {"scan", "List the cloud accounts other features of this device are bound to",
        MakeScanCommand},
       {"hosts", "Show the server bases this device talks to", MakeHostsCommand},

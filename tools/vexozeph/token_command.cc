@@ -11,6 +11,7 @@
 #include "exit_status.h"
 #include "output.h"
 #include "vexozeph/account_pkce_service.h"
+#include "vexozeph/package_pkce_client.h"
 
 namespace vexozeph {
 namespace cli {
@@ -32,10 +33,11 @@ class TokenCommand : public Command {
   }
 
  private:
-  // A package's session (PackagePkceClient) is not part of this build yet; when it is,
-  // its GetAccessToken or GetIdToken is printed here like the device's.
+  // A package borrows the device's session to be granted its own tokens; they are
+  // printed like the device's, with the package named in the JSON form.
   int PackageToken(const Output &out) const {
-    return out.Unavailable("a package's token (--package)");
+    const PackagePkceClient package(package_);
+    return Print(out, id_token_ ? package.GetIdToken() : package.GetAccessToken());
   }
 
   int Print(const Output &out, const std::string &token) const {
