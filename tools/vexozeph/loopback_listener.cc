@@ -90,7 +90,7 @@ int MillisecondsUntil(LoopbackListener::Deadline deadline) {
 
 bool LoopbackListener::Listen(uint16_t port, std::string *why) {
   socket_ = UniqueFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!socket_.valid()) {
+  if (!socket_.Valid()) {
     *why = std::string("socket: ") + std::strerror(errno);
     return false;
   }
@@ -99,9 +99,9 @@ bool LoopbackListener::Listen(uint16_t port, std::string *why) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(port);
   socklen_t length = sizeof(address);
-  if (::bind(socket_.get(), reinterpret_cast<struct sockaddr *>(&address), length) != 0 ||
-      ::listen(socket_.get(), 16) != 0 ||
-      ::getsockname(socket_.get(), reinterpret_cast<struct sockaddr *>(&address), &length) != 0) {
+  if (::bind(socket_.Get(), reinterpret_cast<struct sockaddr *>(&address), length) != 0 ||
+      ::listen(socket_.Get(), 16) != 0 ||
+      ::getsockname(socket_.Get(), reinterpret_cast<struct sockaddr *>(&address), &length) != 0) {
     *why = "cannot listen on 127.0.0.1:" + std::to_string(port) + ": " + std::strerror(errno);
     socket_.Reset();
     return false;
@@ -113,7 +113,7 @@ bool LoopbackListener::Listen(uint16_t port, std::string *why) {
 bool LoopbackListener::Receive(Connection *connection) {
   char buffer[4096];
   for (;;) {
-    const ssize_t n = recv(connection->fd.get(), buffer, sizeof(buffer), MSG_DONTWAIT);
+    const ssize_t n = recv(connection->fd.Get(), buffer, sizeof(buffer), MSG_DONTWAIT);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
     if (n <= 0) {  // closed by the browser, or broken
@@ -122,7 +122,7 @@ bool LoopbackListener::Receive(Connection *connection) {
     }
     connection->received.append(buffer, static_cast<size_t>(n));
     if (connection->received.size() > kMaxRequestHead) {
-      SendPage(connection->fd.get(), 431, "Request too large", "This is not a sign-in redirect.");
+      SendPage(connection->fd.Get(), 431, "Request too large", "This is not a sign-in redirect.");
       connection->fd.Reset();
       return false;
     }
@@ -134,11 +134,11 @@ LoopbackListener::Wait LoopbackListener::WaitForRequest(const std::string &path,
                                                         std::string *target, std::string *why) {
   for (;;) {
     connections_.erase(std::remove_if(connections_.begin(), connections_.end(),
-                                      [](const Connection &c) { return !c.fd.valid(); }),
+                                      [](const Connection &c) { return !c.fd.Valid(); }),
                        connections_.end());
-    std::vector<struct pollfd> watched = {{socket_.get(), POLLIN, 0}};
+    std::vector<struct pollfd> watched = {{socket_.Get(), POLLIN, 0}};
     for (const Connection &connection : connections_) {
-      watched.push_back({connection.fd.get(), POLLIN, 0});
+      watched.push_back({connection.fd.Get(), POLLIN, 0});
     }
     const int timeout = MillisecondsUntil(deadline);
     if (timeout == 0) return Wait::kTimedOut;
@@ -161,9 +161,9 @@ LoopbackListener::Wait LoopbackListener::WaitForRequest(const std::string &path,
       const std::string request_target =
           space == std::string::npos ? "" : line.substr(space + 1, second - space - 1);
       if (method != "GET") {
-        SendPage(connection.fd.get(), 405, "Not allowed", "The sign-in answer comes as a GET.");
+        SendPage(connection.fd.Get(), 405, "Not allowed", "The sign-in answer comes as a GET.");
       } else if (request_target.substr(0, request_target.find('?')) != path) {
-        SendPage(connection.fd.get(), 404, "Not found", "Nothing here but the sign-in answer.");
+        SendPage(connection.fd.Get(), 404, "Not found", "Nothing here but the sign-in answer.");
       } else {
         *target = request_target;
         answering_ = std::move(connection.fd);
@@ -173,8 +173,8 @@ LoopbackListener::Wait LoopbackListener::WaitForRequest(const std::string &path,
     }
 
     if (watched[0].revents != 0) {
-      UniqueFd accepted(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-      if (accepted.valid()) {
+      UniqueFd accepted(::accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+      if (accepted.Valid()) {
         if (connections_.size() >= kMaxConnections) connections_.erase(connections_.begin());
         connections_.push_back({std::move(accepted), ""});
       }
@@ -183,8 +183,8 @@ LoopbackListener::Wait LoopbackListener::WaitForRequest(const std::string &path,
 }
 
 void LoopbackListener::Answer(int status, const std::string &title, const std::string &message) {
-  if (!answering_.valid()) return;
-  SendPage(answering_.get(), status, title, message);
+  if (!answering_.Valid()) return;
+  SendPage(answering_.Get(), status, title, message);
   answering_.Reset();
 }
 

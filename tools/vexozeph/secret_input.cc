@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "unique_fd.h"
+#include "base/unique_fd.h"
 
 namespace vexozeph {
 namespace cli {
@@ -105,21 +105,21 @@ void WriteAll(int fd, const std::string &text) {
 
 bool ReadFromTerminal(const std::string &prompt, Secret *secret, std::string *why) {
   UniqueFd tty(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
-  if (tty.get() < 0) {
+  if (tty.Get() < 0) {
     *why = "no terminal to ask for it on; pass it on stdin";
     return false;
   }
-  WriteAll(tty.get(), prompt);
+  WriteAll(tty.Get(), prompt);
   bool read_ok;
   {
-    EchoOff echo_off(tty.get());
+    EchoOff echo_off(tty.Get());
     if (!echo_off.active()) {
       *why = "cannot switch the terminal's echo off";
       return false;
     }
-    read_ok = ReadLine(tty.get(), secret->buffer());
+    read_ok = ReadLine(tty.Get(), secret->buffer());
   }
-  WriteAll(tty.get(), "\n");  // the Enter the user typed was not echoed
+  WriteAll(tty.Get(), "\n");  // the Enter the user typed was not echoed
   if (!read_ok || secret->empty()) {
     secret->Clear();
     *why = "nothing was typed";
