@@ -17,6 +17,7 @@
 #include "internal/json_utils.h"
 #include "support/browser_sign_in.h"
 #include "support/log_capture.h"
+#include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
@@ -39,15 +40,7 @@ const char kGrantPath[] = "/migration/api/v1/device/core/authorization_code/gran
 const char kLogoutPath[] = "/device/api/logout";
 const Keys kGrantFormStart = {"client_id", "redirect_url", "state", "code_challenge", "auth_key"};
 
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 class AccountPkceSession : public AccountAppliance {
  protected:

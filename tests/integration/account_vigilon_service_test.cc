@@ -11,6 +11,7 @@
 #include "internal/json_utils.h"
 #include "signed_in_appliance.h"
 #include "support/log_capture.h"
+#include "support/zeph_code.h"
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
@@ -31,15 +32,7 @@ const char kState[] = "st ate/1";
 // The query the result adds: each value percent-encoded, a space as %20.
 const char kAddedQuery[] = "?scope=monitor%20events%3Aread&state=st%20ate%2F1&code";
 
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 class MonitoringGrant : public SignedInAppliance {
  protected:

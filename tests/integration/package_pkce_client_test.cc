@@ -18,6 +18,7 @@
 #include "signed_in_appliance.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
+#include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"
 #include "vexozeph/tarn_service.h"
@@ -35,15 +36,7 @@ const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_t
 const char kConfigPath[] = "/oauth2/api/v1/device/package/config/pkce/client";
 const char kGrantPath[] = "/oauth2/api/v1/device/package/authorization_code/grant";
 
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 class PackageClientAgainstCloud : public SignedInAppliance {
  protected:

@@ -21,6 +21,7 @@
 #include "support/cloud_emulator.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/pkce_client.h"
 #include "vexozeph/tarn_service.h"
@@ -38,15 +39,7 @@ const char kTokenPath[] = "/oauth2/token";
 
 using Keys = std::vector<std::string>;
 
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 class PkceClientAgainstCloud : public ::testing::Test {
  protected:

@@ -13,6 +13,7 @@
 #include "internal/clock.h"
 #include "internal/package_pkce_client_impl.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"
 #include "vexozeph/zeph_exception.h"
@@ -28,15 +29,7 @@ using vexozeph::testing::TempRoot;
 
 const int64_t kNow = 1700000000;
 
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 class PackageClientOnFake : public ::testing::Test {
  protected:

@@ -13,6 +13,7 @@
 #include "internal/pkce_client_impl.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/pkce_client.h"
 #include "vexozeph/zeph_exception.h"
@@ -31,15 +32,7 @@ const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json"
 const int64_t kSavedAt = 1700000000;
 
 // The code of the ZephException `body` throws; -1 when it throws nothing.
-int CodeOf(const std::function<void()> &body, std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
+using vexozeph::testing::CodeOf;
 
 Json::Value TokenSet(const Json::Value &expires_in) {
   Json::Value token;
