@@ -11,14 +11,35 @@
 namespace vexo_platform {
 using vexozeph::UniqueFd;
 
+namespace {
+
+const int kOpenFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
+// A file removed between the failed open and the create is looked for again, a few times.
+const int kOpenAttempts = 3;
+
+// Opens the lock file as it stands and creates it only when it is missing. Lock files are
+// shared by every user, so the one in /tmp may well be another user's; where the kernel
+// guards sticky directories (fs.protected_regular), an open with O_CREAT of another
+// user's file there is refused even to root. O_NOFOLLOW: a planted symlink must not make
+// us create or open a file elsewhere.
+int OpenLockFile(const char *path) {
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+    int fd = ::open(path, kOpenFlags);
+    if (fd >= 0 || errno != ENOENT) return fd;
+    fd = ::open(path, kOpenFlags | O_CREAT | O_EXCL, 0666);
+    if (fd >= 0 || errno != EEXIST) return fd;
+  }
+  return -1;
+}
+
+}  // namespace
+
 int TryLockFile(const char *path, int exclusive, int *handle) {
   if (path == nullptr || handle == nullptr) {
     SET_PLATFORM_ERROR(EINVAL);
     return 0;
   }
-  // O_NOFOLLOW: lock files live in world-writable /tmp, where a planted symlink must not
-  // make us create or open a file elsewhere.
-  UniqueFd fd(::open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0666));
+  UniqueFd fd(OpenLockFile(path));
   if (!fd.Valid()) {
     SET_PLATFORM_ERROR(errno);
     return 0;
