@@ -123,7 +123,9 @@ int Run(const Options &options) {
   }
   TlsFiles tls;
   try {
-    tls = EnsureTlsMaterial(options.tls_dir);
+    ServedCertificate served = ServedCertificate::kTrusted;
+    ParseServedCertificate(options.certificate, served);
+    tls = EnsureTlsMaterial(options.tls_dir, served);
   } catch (const std::exception &e) {
     std::fprintf(stderr, "zeph-cloud: TLS material: %s\n", e.what());
     return 1;

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include "tls_material.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
@@ -51,6 +53,11 @@ bool ParseOptions(int argc, char **argv, Options &options, std::string &error) {
       {"--payment-port", port(options.payment_port)},
       {"--admin-port", port(options.admin_port)},
       {"--tls-dir", text(options.tls_dir)},
+      {"--certificate", Setter([&options](const std::string &v) {
+         ServedCertificate kind;
+         options.certificate = v;
+         return ParseServedCertificate(v, kind);
+       })},
       {"--state-file", text(options.state_file)},
       {"--ready-file", text(options.ready_file)},
       {"--templates-dir", text(options.templates_dir)},
@@ -133,6 +140,9 @@ Files:
   --tls-dir DIR               where the throwaway CA (ca.pem) and the server certificate
                               for 127.0.0.1/localhost live; generated on first use and
                               reused afterwards (default ./zeph-cloud-tls)
+  --certificate KIND          the server certificate the three hosts present: trusted
+                              (default), or one a client must refuse: self-signed,
+                              wrong-host (for wrong-host.invalid only) or expired
   --state-file FILE           load accounts, devices, keys and tokens from FILE at start
                               and save them there after every change (default: memory only)
   --ready-file FILE           once listening, write JSON {"account_origin",

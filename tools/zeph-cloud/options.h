@@ -14,9 +14,10 @@ struct Options {
   int payment_port = ZEPH_CLOUD_DEFAULT_PAYMENT_PORT;
   int admin_port = ZEPH_CLOUD_DEFAULT_ADMIN_PORT;
   std::string tls_dir = "zeph-cloud-tls";
-  std::string state_file;     // empty: state lives in memory only
-  std::string ready_file;     // empty: no ready file
-  std::string templates_dir;  // empty: no templates written
+  std::string certificate = "trusted";  // which server certificate to present
+  std::string state_file;               // empty: state lives in memory only
+  std::string ready_file;               // empty: no ready file
+  std::string templates_dir;            // empty: no templates written
   bool templates_only = false;
   // Lifetimes in seconds; 0 keeps the default (or what a loaded state file holds).
   int64_t access_token_lifetime = 0;

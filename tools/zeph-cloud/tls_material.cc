@@ -69,7 +69,8 @@ void AddExtension(X509 *cert, X509 *issuer, int nid, const char *value) {
   X509_EXTENSION_free(ext);
 }
 
-X509Ptr NewCertificate(EVP_PKEY *subject_key, const char *common_name) {
+X509Ptr NewCertificate(EVP_PKEY *subject_key, const char *common_name,
+                       long not_before = -24L * 3600, long not_after = kValiditySeconds) {
   X509Ptr cert(X509_new());
   if (!cert) Fail("X509_new failed");
   X509_set_version(cert.get(), 2);
@@ -79,13 +80,34 @@ X509Ptr NewCertificate(EVP_PKEY *subject_key, const char *common_name) {
   BIGNUM *serial_bn = BN_bin2bn(serial_bytes, sizeof(serial_bytes), nullptr);
   BN_to_ASN1_INTEGER(serial_bn, X509_get_serialNumber(cert.get()));
   BN_free(serial_bn);
-  // Back-dated a day so that small clock differences never make it "not yet valid".
-  X509_gmtime_adj(X509_getm_notBefore(cert.get()), -24L * 3600);
-  X509_gmtime_adj(X509_getm_notAfter(cert.get()), kValiditySeconds);
+  // Back-dated a day by default so that small clock differences never make it "not yet
+  // valid".
+  X509_gmtime_adj(X509_getm_notBefore(cert.get()), not_before);
+  X509_gmtime_adj(X509_getm_notAfter(cert.get()), not_after);
   X509_set_pubkey(cert.get(), subject_key);
   SetName(X509_get_subject_name(cert.get()), common_name);
   return cert;
 }
+
+// A server certificate for `names` (subjectAltName syntax), issued by `issuer` (null:
+// by itself) and signed with `issuer_key`.
+X509Ptr NewServerCertificate(EVP_PKEY *server_key, const char *common_name, const char *names,
+                             X509 *issuer, EVP_PKEY *issuer_key, long not_before, long not_after) {
+  X509Ptr server = NewCertificate(server_key, common_name, not_before, not_after);
+  X509 *signer = issuer != nullptr ? issuer : server.get();
+  X509_set_issuer_name(server.get(), X509_get_subject_name(signer));
+  AddExtension(server.get(), signer, NID_basic_constraints, "critical,CA:FALSE");
+  AddExtension(server.get(), signer, NID_key_usage, "critical,digitalSignature");
+  AddExtension(server.get(), signer, NID_ext_key_usage, "serverAuth");
+  AddExtension(server.get(), signer, NID_subject_alt_name, names);
+  if (issuer != nullptr) {
+    AddExtension(server.get(), signer, NID_authority_key_identifier, "keyid");
+  }
+  if (X509_sign(server.get(), issuer_key, EVP_sha256()) == 0) Fail("signing failed");
+  return server;
+}
+
+const char kLoopbackNames[] = "IP:127.0.0.1,DNS:localhost";
 
 void WriteOrFail(const std::string &path, const std::string &content, mode_t mode) {
   if (!vexozeph::WriteFileAtomically(path, content, mode)) Fail("cannot write " + path);
@@ -147,14 +169,8 @@ void Generate(const TlsFiles &files, const std::string &ca_key_path) {
   if (X509_sign(ca.get(), ca_key.get(), EVP_sha256()) == 0) Fail("signing the CA failed");
 
   KeyPtr server_key = NewKey();
-  X509Ptr server = NewCertificate(server_key.get(), "127.0.0.1");
-  X509_set_issuer_name(server.get(), X509_get_subject_name(ca.get()));
-  AddExtension(server.get(), ca.get(), NID_basic_constraints, "critical,CA:FALSE");
-  AddExtension(server.get(), ca.get(), NID_key_usage, "critical,digitalSignature");
-  AddExtension(server.get(), ca.get(), NID_ext_key_usage, "serverAuth");
-  AddExtension(server.get(), ca.get(), NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost");
-  AddExtension(server.get(), ca.get(), NID_authority_key_identifier, "keyid");
-  if (X509_sign(server.get(), ca_key.get(), EVP_sha256()) == 0) Fail("signing failed");
+  X509Ptr server = NewServerCertificate(server_key.get(), "127.0.0.1", kLoopbackNames, ca.get(),
+                                        ca_key.get(), -24L * 3600, kValiditySeconds);
 
   WriteOrFail(ca_key_path, PemOfKey(ca_key.get()), 0600);
   WriteOrFail(files.server_key, PemOfKey(server_key.get()), 0600);
@@ -163,9 +179,79 @@ void Generate(const TlsFiles &files, const std::string &ca_key_path) {
   WriteOrFail(files.ca_cert, PemOfCert(ca.get()), 0644);
 }
 
+struct Variant {
+  ServedCertificate kind;
+  const char *word;
+};
+const Variant kVariants[] = {{ServedCertificate::kTrusted, "trusted"},
+                             {ServedCertificate::kSelfSigned, "self-signed"},
+                             {ServedCertificate::kWrongHost, "wrong-host"},
+                             {ServedCertificate::kExpired, "expired"}};
+
+const char *WordOf(ServedCertificate kind) {
+  for (const Variant &variant : kVariants) {
+    if (variant.kind == kind) return variant.word;
+  }
+  return "trusted";
+}
+
+// True when the refused certificate of `kind` in `files` is still the one it should be:
+// its key matches, it is signed by whom it claims (the current CA, or itself), and it is
+// lapsed exactly when it should be.
+bool UsableRefused(ServedCertificate kind, const TlsFiles &files) {
+  X509Ptr ca = LoadCert(files.ca_cert);
+  X509Ptr server = LoadCert(files.server_cert);
+  KeyPtr key = LoadKey(files.server_key);
+  if (!ca || !server || !key || X509_check_private_key(server.get(), key.get()) != 1) {
+    return false;
+  }
+  KeyPtr signer(X509_get_pubkey(kind == ServedCertificate::kSelfSigned ? server.get() : ca.get()));
+  if (!signer || X509_verify(server.get(), signer.get()) != 1) return false;
+  if (kind != ServedCertificate::kExpired) return StillValid(server.get());
+  time_t now = ::time(nullptr);
+  return X509_cmp_time(X509_get0_notAfter(server.get()), &now) < 0;
+}
+
+void GenerateRefused(ServedCertificate kind, const TlsFiles &files, const std::string &ca_cert,
+                     const std::string &ca_key_path) {
+  X509Ptr ca = LoadCert(ca_cert);
+  KeyPtr ca_key = LoadKey(ca_key_path);
+  if (!ca || !ca_key) Fail("cannot load the CA to sign a refused certificate");
+  KeyPtr server_key = NewKey();
+  const long day = 24L * 3600;
+  X509Ptr server;
+  switch (kind) {
+    case ServedCertificate::kSelfSigned:
+      server = NewServerCertificate(server_key.get(), "127.0.0.1", kLoopbackNames, nullptr,
+                                    server_key.get(), -day, kValiditySeconds);
+      break;
+    case ServedCertificate::kWrongHost:
+      server =
+          NewServerCertificate(server_key.get(), "wrong-host.invalid", "DNS:wrong-host.invalid",
+                               ca.get(), ca_key.get(), -day, kValiditySeconds);
+      break;
+    default:
+      server = NewServerCertificate(server_key.get(), "127.0.0.1", kLoopbackNames, ca.get(),
+                                    ca_key.get(), -2 * day, -day);
+      break;
+  }
+  WriteOrFail(files.server_key, PemOfKey(server_key.get()), 0600);
+  WriteOrFail(files.server_cert, PemOfCert(server.get()), 0644);
+}
+
 }  // namespace
 
-TlsFiles EnsureTlsMaterial(const std::string &dir) {
+bool ParseServedCertificate(const std::string &word, ServedCertificate &kind) {
+  for (const Variant &variant : kVariants) {
+    if (word == variant.word) {
+      kind = variant.kind;
+      return true;
+    }
+  }
+  return false;
+}
+
+TlsFiles EnsureTlsMaterial(const std::string &dir, ServedCertificate served) {
   errno = 0;
   if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) Fail("cannot create " + dir);
   struct stat info;
@@ -184,7 +270,15 @@ TlsFiles EnsureTlsMaterial(const std::string &dir) {
   if (!Usable(files)) Generate(files, dir + "/ca.key");
   errno = 0;
   if (!Usable(files)) Fail("generated TLS material is not usable in " + dir);
-  return files;
+  if (served == ServedCertificate::kTrusted) return files;
+
+  const std::string stem = dir + "/server-" + WordOf(served);
+  TlsFiles refused{files.ca_cert, stem + ".pem", stem + ".key"};
+  if (!UsableRefused(served, refused))
+    GenerateRefused(served, refused, files.ca_cert, dir + "/ca.key");
+  errno = 0;
+  if (!UsableRefused(served, refused)) Fail("generated refused certificate is not as meant");
+  return refused;
 }
 
 }  // namespace zeph_cloud
