@@ -1,0 +1,265 @@
+// Local files and users that work against the library: links planted where it creates or
+// replaces files, lock files made by another user, an account file full of junk, and a
+// process umask that would hand every new file to everyone.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "base/atomic_file.h"
+#include "internal/pkce_client_impl.h"
+#include "support/child_process.h"
+#include "support/temp_root.h"
+#include "support/umask_scope.h"
+#include "support/zeph_code.h"
+#include "vexo_platform/vlib_file.h"
+#include "vexozeph/file_lock.h"
+#include "vexozeph/user.h"
+#include "vexozeph/vexozeph.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/hostile_token.json";
+const char kSaveLock[] = "/tmp/account_hostile_save_token.lock";
+
+struct OtherUser {
+  uid_t uid;
+  gid_t gid;
+};
+
+struct FileFacts {
+  std::string content;
+  uid_t uid = 0;
+  gid_t gid = 0;
+  mode_t mode = 0;
+  ino_t inode = 0;
+  bool operator==(const FileFacts &other) const {
+    return content == other.content && uid == other.uid && gid == other.gid && mode == other.mode &&
+           inode == other.inode;
+  }
+};
+
+FileFacts FactsOf(const TempRoot &root, const std::string &absolute) {
+  FileFacts facts;
+  struct stat info {};
+  EXPECT_EQ(::lstat(root.Path(absolute).c_str(), &info), 0) << absolute;
+  facts.content = root.ReadFile(absolute);
+  facts.uid = info.st_uid;
+  facts.gid = info.st_gid;
+  facts.mode = info.st_mode;
+  facts.inode = info.st_ino;
+  return facts;
+}
+
+// A link at `absolute` to `target`, owned by `owner` as if that user had planted it.
+void PlantLink(const TempRoot &root, const std::string &absolute, const std::string &target,
+               const OtherUser &owner) {
+  ::unlink(root.Path(absolute).c_str());
+  ASSERT_EQ(::symlink(root.Path(target).c_str(), root.Path(absolute).c_str()), 0) << absolute;
+  ASSERT_EQ(::lchown(root.Path(absolute).c_str(), owner.uid, owner.gid), 0) << absolute;
+}
+
+// Entries of a directory other than "." and "..".
+size_t CountEntries(const std::string &dir) {
+  size_t count = 0;
+  DIR *listing = ::opendir(dir.c_str());
+  if (listing == nullptr) return 0;
+  while (const struct dirent *entry = ::readdir(listing)) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") ++count;
+  }
+  ::closedir(listing);
+  return count;
+}
+
+// A literal with its NULs, without its terminator.
+template <size_t N>
+std::string Bytes(const char (&text)[N]) {
+  return std::string(text, N - 1);
+}
+
+Json::Value Token(const std::string &access_token) {
+  Json::Value token;
+  token["access_token"] = access_token;
+  token["refresh_token"] = "refresh-" + access_token;
+  token["expires_in"] = 3600;
+  return token;
+}
+
+class HostileLocalUser : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to act as a second, unprivileged user";
+    const struct passwd *nobody = ::getpwnam("nobody");
+    if (nobody == nullptr) GTEST_SKIP() << "no unprivileged user 'nobody' to act as";
+    other_ = {nobody->pw_uid, nobody->pw_gid};
+    // The other user must reach the root's /tmp, as it reaches the real one.
+    ASSERT_EQ(::chmod(root_.Dir().c_str(), 0711), 0);
+  }
+
+  TempRoot root_;
+  OtherUser other_{};
+};
+
+TEST_F(HostileLocalUser, LinksPlantedAtLockAndTokenPathsAreNeverWrittenThrough) {
+  struct Target {
+    std::string path;
+    OtherUser owner;
+    mode_t mode;
+  };
+  const std::vector<Target> targets = {{"/etc/owned_by_root", {0, 0}, 0644},
+                                       {"/tmp/owned_by_other", other_, 0600}};
+  const std::string token_path = root_.Path(kTokenFile);
+  // Every name a replacing writer of the token file might create or rename over.
+  const std::vector<std::string> token_names = {
+      kTokenFile,
+      DirectoryOf(kTokenFile) + "/" + TempNameFor(token_path),
+      std::string(kTokenFile) + ".tmp",
+      std::string(kTokenFile) + ".new",
+      std::string(kTokenFile) + "~",
+  };
+  for (const Target &target : targets) {
+    root_.WriteFile(target.path, "belongs to someone else\n");
+    ASSERT_EQ(::chown(root_.Path(target.path).c_str(), target.owner.uid, target.owner.gid), 0);
+    ASSERT_EQ(::chmod(root_.Path(target.path).c_str(), target.mode), 0);
+    const FileFacts before = FactsOf(root_, target.path);
+
+    // A lock path that is a link: the lock is refused rather than taken through it, and
+    // a save under that lock fails cleanly.
+    PlantLink(root_, kSaveLock, target.path, other_);
+    FileLock lock(kSaveLock);
+    EXPECT_FALSE(lock.Lock(1)) << target.path;
+    int handle = -1;
+    EXPECT_EQ(VLIBCFileLockByFile(root_.Path(kSaveLock).c_str(), 1, &handle), 0);
+    EXPECT_EQ(CodeOf([] { PkceClientImpl("hostile").SaveToken(Token("refused")); }), 22);
+    ASSERT_EQ(::unlink(root_.Path(kSaveLock).c_str()), 0);
+
+    // Links at the token file and at every temporary name beside it: the save replaces
+    // the file with one of its own.
+    for (const std::string &name : token_names) PlantLink(root_, name, target.path, other_);
+    PkceClientImpl("hostile").SaveToken(Token("saved-" + target.path));
+    const FileFacts saved = FactsOf(root_, kTokenFile);
+    EXPECT_TRUE(S_ISREG(saved.mode)) << target.path;
+    EXPECT_EQ(saved.mode & 07777, 0600u) << target.path;
+    EXPECT_EQ(saved.uid, 0u) << target.path;
+    EXPECT_EQ(PkceClientImpl("hostile").GetPkceTokenVal("access_token"), "saved-" + target.path);
+
+    EXPECT_TRUE(FactsOf(root_, target.path) == before) << target.path << " was written through";
+    for (const std::string &name : token_names) ::unlink(root_.Path(name).c_str());
+  }
+}
+
+TEST_F(HostileLocalUser, ALockFileMadeByAnotherUserIsLockedInPlaceAndLeftAsItWas) {
+  // Lock files are shared by every user: whoever came first created it. Root must lock
+  // that file as it stands (even where the kernel refuses O_CREAT on another user's file
+  // in a sticky directory), not take it over or change it.
+  const std::string lock_path = "/tmp/account_shared_get_token.lock";
+  const int made = RunInChild([&] {
+    if (::setresgid(other_.gid, other_.gid, other_.gid) != 0 ||
+        ::setresuid(other_.uid, other_.uid, other_.uid) != 0) {
+      return 10;
+    }
+    UmaskScope open_mask(0);
+    FileLock lock(lock_path);
+    return lock.Lock(1) ? 0 : 11;
+  });
+  ASSERT_EQ(made, 0);
+  const FileFacts before = FactsOf(root_, lock_path);
+  EXPECT_EQ(before.uid, other_.uid);
+  EXPECT_EQ(before.mode & 07777, 0666u);
+
+  FileLock lock(lock_path);
+  EXPECT_TRUE(lock.Lock(1));
+  // Held: another process of the other user is kept out.
+  EXPECT_EQ(RunInChild([&] {
+              if (::setresgid(other_.gid, other_.gid, other_.gid) != 0 ||
+                  ::setresuid(other_.uid, other_.uid, other_.uid) != 0) {
+                return 10;
+              }
+              return FileLock(lock_path).Lock(0) ? 1 : 0;
+            }),
+            0);
+  lock.Unlock();
+  EXPECT_TRUE(FactsOf(root_, lock_path) == before);
+}
+
+TEST_F(HostileLocalUser, FilesTheLibraryCreatesKeepTheirModesUnderAnOpenUmask) {
+  UmaskScope open_mask(0);
+  FileLock lock("/tmp/account_umask_open.lock");
+  ASSERT_TRUE(lock.Lock(1));
+  PkceClientImpl("hostile").SaveToken(Token("private"));
+  User().SetEmail("owner@example.com");
+  User().SetCountry("NL");
+
+  struct Expected {
+    std::string path;
+    mode_t mode;
+  };
+  for (const Expected &file : std::vector<Expected>{
+           {"/tmp/account_umask_open.lock", 0666}, {kTokenFile, 0600}, {kAccountFile, 0600}}) {
+    EXPECT_EQ(FactsOf(root_, file.path).mode & 07777, file.mode) << file.path;
+  }
+  // Nothing but the files themselves was left beside them.
+  EXPECT_EQ(CountEntries(root_.Path(DirectoryOf(kTokenFile))), 2u);
+}
+
+// What a broken or tampered account file reads as: the first line of a key counts, a value
+// ends at a NUL, bytes that are not text come back as they are, and lines that are not
+// key="value" are skipped. A write afterwards keeps every other line and drops the
+// duplicates of the key it sets.
+TEST(HostileAccountFile, JunkReadsWithADefinedResultAndAWriteStillWorks) {
+  struct Case {
+    std::string what;
+    std::string content;
+    std::string email;
+    std::string name;
+  };
+  const std::vector<Case> cases = {
+      {"extra lines", "# note\n\ngarbage\n=\"x\"\n  zephID = \"a@example.com\"  \nfull_name=Ann\n",
+       "a@example.com", "Ann"},
+      {"duplicate keys", "zephID=\"first@example.com\"\nzephID=\"second@example.com\"\n",
+       "first@example.com", ""},
+      {"no final newline", "full_name=\"Bo\"\nzephID=\"b@example.com\"", "b@example.com", "Bo"},
+      {"a NUL in a value", Bytes("zephID=\"c@exa\0mple.com\"\nfull_name=\"Cy\"\n"), "c@exa", "Cy"},
+      {"binary junk lines",
+       Bytes("\xff\xfe\x00\x01\n\0\0\0\nzephID=\"d@example.com\"\n\x80=\"\xc3\"\n"),
+       "d@example.com", ""},
+      {"invalid UTF-8 in a value", "zephID=\"e@example.com\"\nfull_name=\"\xff\xc3\x28\"\n",
+       "e@example.com", "\xff\xc3\x28"},
+      {"an unclosed quote", "zephID=\"f@example.com\nfull_name=\"\"\n", "\"f@example.com", ""},
+  };
+  for (const Case &c : cases) {
+    TempRoot root;
+    // A full identity first, so that the C record is filled too.
+    root.WriteFile(kAccountFile, "bx_auth_key=\"key-1\"\nzephIDSerial=\"u-1\"\n" + c.content);
+    User user;
+    EXPECT_EQ(user.GetEmail(), c.email) << c.what;
+    EXPECT_EQ(user.GetName(), c.name) << c.what;
+    ZEPH_INFO info;
+    std::memset(&info, 0, sizeof(info));
+    ASSERT_EQ(VEXOZEPHAccountGet(&info), 0) << c.what;
+    EXPECT_EQ(std::string(info.email), c.email) << c.what;
+
+    user.SetCountry("NL");
+    user.SetEmail("new@example.com");
+    EXPECT_EQ(user.GetEmail(), "new@example.com") << c.what;
+    EXPECT_EQ(user.GetCountry(), "NL") << c.what;
+    EXPECT_EQ(user.GetName(), c.name) << c.what;
+    const std::string written = root.ReadFile(kAccountFile);
+    EXPECT_EQ(written.find("zephID=\"new@example.com\"\n"), written.rfind("zephID=")) << c.what;
+    EXPECT_EQ(written.back(), '\n') << c.what;
+  }
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
