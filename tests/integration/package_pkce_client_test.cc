@@ -9,8 +9,10 @@
 
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "internal/clock.h"
@@ -18,6 +20,7 @@
 #include "signed_in_appliance.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
+#include "support/umask_scope.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"
@@ -164,6 +167,12 @@ TEST_F(PackageClientAgainstCloud, APlantedCacheIsNotTrustedAndNotWrittenThrough)
   root_.WriteFile(target, planted);
   ASSERT_EQ(::chmod(root_.Path(target).c_str(), 0644), 0);
   const struct stat target_before = Lstat(target);
+  // The planting user's own file, which a write through the link would hand to us.
+  const std::string their_target = "/tmp/planted-by-other.conf";
+  root_.WriteFile(their_target, planted);
+  const bool other_user = ::chown(root_.Path(their_target).c_str(), 65534, 65534) == 0;
+  ASSERT_EQ(::chmod(root_.Path(their_target).c_str(), 0600), 0);
+  const struct stat their_target_before = Lstat(their_target);
 
   struct Plant {
     std::string what;
@@ -173,6 +182,11 @@ TEST_F(PackageClientAgainstCloud, APlantedCacheIsNotTrustedAndNotWrittenThrough)
   const std::vector<Plant> plants = {
       {"a link to a well-formed cache",
        [&] { return ::symlink(root_.Path(target).c_str(), cache.c_str()) == 0; }},
+      {"another user's link to their own file",
+       [&] {
+         return other_user && ::symlink(root_.Path(their_target).c_str(), cache.c_str()) == 0 &&
+                ::lchown(cache.c_str(), 65534, 65534) == 0;
+       }},
       {"another user's file",
        [&] {
          root_.WriteFile(kCache, planted);
@@ -191,6 +205,8 @@ TEST_F(PackageClientAgainstCloud, APlantedCacheIsNotTrustedAndNotWrittenThrough)
       // Opening a FIFO for reading would wait for a writer for ever.
       {"a FIFO", [&] { return ::mkfifo(cache.c_str(), 0644) == 0; }},
   };
+  // The cache keeps its mode whatever the umask of the process that writes it.
+  std::unique_ptr<UmaskScope> open_mask(new UmaskScope(0));
   for (const Plant &plant : plants) {
     ::unlink(cache.c_str());
     if (!plant.make()) {
@@ -213,11 +229,15 @@ TEST_F(PackageClientAgainstCloud, APlantedCacheIsNotTrustedAndNotWrittenThrough)
     EXPECT_EQ(now.st_mode & 07777, 0644u) << plant.what;
     EXPECT_EQ(json::StringOr(JsonFile(kCache), "client_id"), "pkg.vigilon") << plant.what;
   }
-  const struct stat target_after = Lstat(target);
-  EXPECT_EQ(root_.ReadFile(target), planted);
-  EXPECT_EQ(target_after.st_mode, target_before.st_mode);
-  EXPECT_EQ(target_after.st_uid, target_before.st_uid);
-  EXPECT_EQ(target_after.st_ino, target_before.st_ino);
+  open_mask.reset();
+  for (const auto &kept :
+       {std::make_pair(target, target_before), std::make_pair(their_target, their_target_before)}) {
+    const struct stat after = Lstat(kept.first);
+    EXPECT_EQ(root_.ReadFile(kept.first), planted) << kept.first;
+    EXPECT_EQ(after.st_mode, kept.second.st_mode) << kept.first;
+    EXPECT_EQ(after.st_uid, kept.second.st_uid) << kept.first;
+    EXPECT_EQ(after.st_ino, kept.second.st_ino) << kept.first;
+  }
 }
 
 TEST_F(PackageClientAgainstCloud, ARefreshRefusedWithCode14LeadsToOneNewGrantAndOneRetry) {
