@@ -62,7 +62,8 @@ struct ReplyBody {
 size_t WriteMemoryCallback(char *bytes, size_t size, size_t count, void *user);
 
 // Peer and host verified against kCaFile alone (no directory of other authorities),
-// TLS 1.x. The first failing option's code, or CURLE_OK.
+// TLS 1.x, and no session secrets written to a key log whatever the environment says.
+// The first failing option's code, or CURLE_OK.
 CURLcode SetVerifiedTls(CURL *curl);
 
 // Plain HTTPS only, for the first request and every redirect (a form may carry a

@@ -1,5 +1,7 @@
 #include "internal/https_transfer.h"
 
+#include <openssl/ssl.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -32,13 +34,27 @@ size_t WriteMemoryCallback(char *bytes, size_t size, size_t count, void *user) {
   return offered;
 }
 
+namespace {
+
+// libcurl hands every TLS session secret to the file named by SSLKEYLOGFILE, read from
+// the process environment; traffic captured anywhere could then be decrypted, passwords,
+// auth keys and tokens with it. Run just before each handshake, after libcurl installed
+// its key log hook, this takes the hook out again.
+CURLcode WithoutKeyLog(CURL *, void *ssl_ctx, void *) {
+  SSL_CTX_set_keylog_callback(static_cast<SSL_CTX *>(ssl_ctx), nullptr);
+  return CURLE_OK;
+}
+
+}  // namespace
+
 CURLcode SetVerifiedTls(CURL *curl) {
   CURLcode rc = CURLE_OK;
   if ((rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L)) != CURLE_OK ||
       (rc = curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L)) != CURLE_OK ||
       (rc = curl_easy_setopt(curl, CURLOPT_CAINFO, RootedPath(kCaFile).c_str())) != CURLE_OK ||
       (rc = curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr)) != CURLE_OK ||
-      (rc = curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1)) != CURLE_OK) {
+      (rc = curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1)) != CURLE_OK ||
+      (rc = curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, WithoutKeyLog)) != CURLE_OK) {
     return rc;
   }
   return CURLE_OK;

@@ -1,6 +1,6 @@
 // A C program built outside the project's targets, against the two installed shared
 // libraries only, sends a form to the emulator: the platform's string hash is usable from
-// C and the sender takes it.
+// C and the sender takes it, and no TLS secret leaves the process.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -31,9 +31,9 @@ std::vector<std::string> Words(const std::string &text) {
 }
 
 // Runs `argv` with its output in `log` and, when given, the shared libraries looked up
-// in `library_path`; the exit code.
+// in `library_path` and a key log file named in its environment; the exit code.
 int RunProgram(std::vector<std::string> argv, const std::string &log,
-               const std::string &library_path = "") {
+               const std::string &library_path = "", const std::string &key_log = "") {
   return vexozeph::testing::RunInChild([&] {
     std::vector<char *> raw;
     for (auto &arg : argv) raw.push_back(&arg[0]);
@@ -42,6 +42,7 @@ int RunProgram(std::vector<std::string> argv, const std::string &log,
       return 126;
     }
     if (!library_path.empty()) ::setenv("LD_LIBRARY_PATH", library_path.c_str(), 1);
+    if (!key_log.empty()) ::setenv("SSLKEYLOGFILE", key_log.c_str(), 1);
     ::execv(raw[0], raw.data());
     return 127;
   });
@@ -75,8 +76,11 @@ TEST(CProgram, BuildsAFormWithThePlatformHashAndSendsItSigned) {
   for (const auto &dir : Words(C_LIBRARY_DIRS))
     library_path += (library_path.empty() ? "" : ":") + dir;
   const std::string run_log = root.Dir() + "/run.log";
-  ASSERT_EQ(RunProgram({program, emulator.AccountOrigin()}, run_log, library_path), 0)
+  // The environment asks for the session's secrets: none are written.
+  const std::string key_log = root.Dir() + "/tls-keys.log";
+  ASSERT_EQ(RunProgram({program, emulator.AccountOrigin()}, run_log, library_path, key_log), 0)
       << Slurp(run_log);
+  EXPECT_EQ(Slurp(key_log), "");
 
   std::string token;
   ASSERT_TRUE(vexozeph::RequestTokenFromInput("SN0C01c@example.comc-secret", token));
