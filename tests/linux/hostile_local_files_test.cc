@@ -5,14 +5,16 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <pwd.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "base/atomic_file.h"
 #include "internal/pkce_client_impl.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"
@@ -81,6 +83,30 @@ size_t CountEntries(const std::string &dir) {
   return count;
 }
 
+// The names created in `dir` (or renamed away from there) while `body` runs.
+std::set<std::string> NamesCreatedDuring(const std::string &dir,
+                                         const std::function<void()> &body) {
+  std::set<std::string> names;
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (watch < 0 || ::inotify_add_watch(watch, dir.c_str(), IN_CREATE | IN_MOVED_FROM) < 0) {
+    ADD_FAILURE() << "cannot watch " << dir;
+    if (watch >= 0) ::close(watch);
+    return names;
+  }
+  body();
+  alignas(struct inotify_event) char events[64 * 1024];
+  ssize_t length;
+  while ((length = ::read(watch, events, sizeof(events))) > 0) {
+    for (ssize_t at = 0; at < length;) {
+      const auto *event = reinterpret_cast<const struct inotify_event *>(events + at);
+      if (event->len > 0) names.insert(event->name);
+      at += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
+    }
+  }
+  ::close(watch);
+  return names;
+}
+
 // A literal with its NULs, without its terminator.
 template <size_t N>
 std::string Bytes(const char (&text)[N]) {
@@ -118,15 +144,13 @@ TEST_F(HostileLocalUser, LinksPlantedAtLockAndTokenPathsAreNeverWrittenThrough) 
   };
   const std::vector<Target> targets = {{"/etc/owned_by_root", {0, 0}, 0644},
                                        {"/tmp/owned_by_other", other_, 0600}};
-  const std::string token_path = root_.Path(kTokenFile);
-  // Every name a replacing writer of the token file might create or rename over.
-  const std::vector<std::string> token_names = {
-      kTokenFile,
-      DirectoryOf(kTokenFile) + "/" + TempNameFor(token_path),
-      std::string(kTokenFile) + ".tmp",
-      std::string(kTokenFile) + ".new",
-      std::string(kTokenFile) + "~",
-  };
+  // Every name a writer of the token file creates on the way, learnt by watching a first
+  // save, then the token file itself.
+  const std::string private_dir = "/usr/vexo/etc/vexona-account/private";
+  std::set<std::string> token_names = NamesCreatedDuring(
+      root_.Path(private_dir), [] { PkceClientImpl("hostile").SaveToken(Token("first")); });
+  token_names.insert("hostile_token.json");
+  ASSERT_GE(token_names.size(), 2u) << "the save was not seen";
   for (const Target &target : targets) {
     root_.WriteFile(target.path, "belongs to someone else\n");
     ASSERT_EQ(::chown(root_.Path(target.path).c_str(), target.owner.uid, target.owner.gid), 0);
@@ -145,7 +169,9 @@ TEST_F(HostileLocalUser, LinksPlantedAtLockAndTokenPathsAreNeverWrittenThrough) 
 
     // Links at the token file and at every temporary name beside it: the save replaces
     // the file with one of its own.
-    for (const std::string &name : token_names) PlantLink(root_, name, target.path, other_);
+    for (const std::string &name : token_names) {
+      PlantLink(root_, private_dir + "/" + name, target.path, other_);
+    }
     PkceClientImpl("hostile").SaveToken(Token("saved-" + target.path));
     const FileFacts saved = FactsOf(root_, kTokenFile);
     EXPECT_TRUE(S_ISREG(saved.mode)) << target.path;
@@ -154,7 +180,9 @@ TEST_F(HostileLocalUser, LinksPlantedAtLockAndTokenPathsAreNeverWrittenThrough) 
     EXPECT_EQ(PkceClientImpl("hostile").GetPkceTokenVal("access_token"), "saved-" + target.path);
 
     EXPECT_TRUE(FactsOf(root_, target.path) == before) << target.path << " was written through";
-    for (const std::string &name : token_names) ::unlink(root_.Path(name).c_str());
+    for (const std::string &name : token_names) {
+      ::unlink(root_.Path(private_dir + "/" + name).c_str());
+    }
   }
 }
 
@@ -209,7 +237,7 @@ TEST_F(HostileLocalUser, FilesTheLibraryCreatesKeepTheirModesUnderAnOpenUmask) {
     EXPECT_EQ(FactsOf(root_, file.path).mode & 07777, file.mode) << file.path;
   }
   // Nothing but the files themselves was left beside them.
-  EXPECT_EQ(CountEntries(root_.Path(DirectoryOf(kTokenFile))), 2u);
+  EXPECT_EQ(CountEntries(root_.Path("/usr/vexo/etc/vexona-account/private")), 2u);
 }
 
 // What a broken or tampered account file reads as: the first line of a key counts, a value
