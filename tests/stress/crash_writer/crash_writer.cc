@@ -21,10 +21,5 @@ int main(int argc, char **argv) {
   const long long first = std::atoll(argv[2]);
   const long long last = std::atoll(argv[3]);
   if (first <= 0 || last < first) return 2;
-  for (long long version = first; version <= last; ++version) {
-    const int code = vexozeph::testing::WriteVersion(file, version);
-    if (code != 0) return 100 + (code & 0x7f);
-    if (version == first && ::write(STDOUT_FILENO, "r", 1) != 1) return 3;
-  }
-  return 0;
+  return vexozeph::testing::WriteVersions(file, first, last, STDOUT_FILENO);
 }

@@ -2,6 +2,8 @@
 
 #include <json/json.h>
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "base/atomic_file.h"
@@ -156,6 +158,15 @@ int WriteVersion(WrittenFile file, int64_t version) {
     }
   }
   return -1;
+}
+
+int WriteVersions(WrittenFile file, int64_t first, int64_t last, int ready_fd) {
+  for (int64_t version = first; version <= last; ++version) {
+    const int code = WriteVersion(file, version);
+    if (code != 0) return 100 + (code & 0x7f);
+    if (version == first && ::write(ready_fd, "r", 1) != 1) return 3;
+  }
+  return 0;
 }
 
 int64_t WholeVersionIn(WrittenFile file) {

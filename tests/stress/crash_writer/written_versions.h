@@ -23,6 +23,11 @@ std::string AbsolutePathOf(WrittenFile file);
 // the code the library reported.
 int WriteVersion(WrittenFile file, int64_t version);
 
+// Stores versions first..last one after another and writes one byte to `ready_fd` once
+// the first is stored, so that a harness can kill the writer in the middle of the later
+// ones. 0 when all are stored, else 100 + the code of the first failure.
+int WriteVersions(WrittenFile file, int64_t first, int64_t last, int ready_fd);
+
 // The version `file` holds whole, or -1 when it is missing, unreadable, cut short or
 // mixed from several versions.
 int64_t WholeVersionIn(WrittenFile file);
