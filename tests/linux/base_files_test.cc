@@ -2,14 +2,18 @@
 // asked for, or leaves it as it was, and never leaves a temporary file behind.
 #include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <set>
 #include <string>
 
 #include "base/atomic_file.h"
 #include "base/json_utils.h"
+#include "base/unique_fd.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
 
@@ -66,6 +70,35 @@ TEST(BaseFiles, AtomicWriteReplacesWholeOrNotAtAllAndLeavesNoTemporary) {
   LogCapture log;
   EXPECT_FALSE(vexozeph::json::WriteFileAtomically(value, dir + "/taken"));
   EXPECT_EQ(log.Count("Failed to save json: " + dir + "/taken"), 1u);
+}
+
+TEST(BaseFiles, AtomicWriteRemovesOnlyTemporariesThatNoLivingWriterHolds) {
+  TempRoot root;
+  root.WriteFile("/outside/target", "kept");
+  const std::string dir = root.Path("/data");
+  const std::string temp = ".kept.conf.vztmp.";
+  for (const char *name :
+       {"kept.conf", ".kept.conf.vztmp.Abandon1", ".kept.conf.vztmp.Heldfor1",
+        ".kept.conf.vztmp.Another1", ".kept.conf.vztmp.short", "kept.conf.backup"}) {
+    root.WriteFile(std::string("/data/") + name, "x");
+  }
+  // A writer still at work holds its temporary locked; another user's is not ours to
+  // remove; a link is never opened.
+  vexozeph::UniqueFd held(::open((dir + "/" + temp + "Heldfor1").c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(::flock(held.Get(), LOCK_EX), 0);
+  ASSERT_EQ(::chown((dir + "/" + temp + "Another1").c_str(), 65534, 65534), 0);
+  ASSERT_EQ(
+      ::symlink(root.Path("/outside/target").c_str(), (dir + "/" + temp + "Linked01").c_str()), 0);
+
+  ASSERT_TRUE(vexozeph::WriteFileAtomically(dir + "/kept.conf", "new"));
+  EXPECT_EQ(root.ReadFile("/data/kept.conf"), "new");
+  EXPECT_EQ(root.ReadFile("/outside/target"), "kept");
+  EXPECT_EQ(Entries(dir),
+            (std::set<std::string>{"kept.conf", temp + "Heldfor1", temp + "Another1",
+                                   temp + "short", temp + "Linked01", "kept.conf.backup"}));
+  held.Close();
+  ASSERT_TRUE(vexozeph::WriteFileAtomically(dir + "/kept.conf", "newer"));
+  EXPECT_EQ(Entries(dir).count(temp + "Heldfor1"), 0u);
 }
 
 TEST(BaseFiles, WholeFileReadStopsAtItsCap) {

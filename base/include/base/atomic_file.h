@@ -13,10 +13,13 @@
 
 namespace vexozeph {
 
-// Writes `content` to a temporary file created with `mode` beside `path`, fsyncs it,
-// renames it over `path` and fsyncs the directory. For writers that take no lock: every
-// call uses a temporary name of its own. False (errno set) on failure, with the
-// temporary file removed.
+// Writes `content` to a temporary file beside `path`, fsyncs it, gives it `mode`, renames
+// it over `path` and fsyncs the directory. For writers that take no lock, also in
+// directories others may write to: every call creates a temporary name of its own
+// (".<name>.vztmp." and random characters, O_EXCL|O_NOFOLLOW, 0600) and holds a flock on
+// it until the rename. A writer killed before its rename leaves its temporary unlocked,
+// and the next writer of `path` removes it, so temporaries never pile up. False (errno
+// set) on failure, with the temporary file removed.
 bool WriteFileAtomically(const std::string &path, const std::string &content, mode_t mode = 0600);
 
 // An exclusive flock on a directory, held for the life of the object. Every writer that
