@@ -1,6 +1,7 @@
 // Lifts a process that is not root to effective root for one access to a root-only file
 // and drops it again afterwards. Effective ids only: the real and saved ids stay, which is
-// what lets a saved-set-user-ID root helper come back down.
+// what lets a saved-set-user-ID root helper come back down. Sections of several threads
+// at once share one lift of the process.
 #ifndef VEXOZEPH_INTERNAL_PRIVILEGE_SECTION_H_
 #define VEXOZEPH_INTERNAL_PRIVILEGE_SECTION_H_
 
@@ -29,8 +30,6 @@ class PrivilegeSection {
   const char *module_;
   int line_;
   bool entered_ = false;
-  uid_t saved_uid_ = 0;
-  gid_t saved_gid_ = 0;
 };
 
 }  // namespace vexozeph

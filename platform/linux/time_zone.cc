@@ -7,7 +7,8 @@
 //     /usr/share/zoneinfo; the host's, not under the root prefix, since that is what the C
 //     library computes with) holds a TZif file of that name. "UTC" is always valid.
 //     Properties: "nameInTZDB" (the name), "offset" ("+08:00", now), "abbreviation"
-//     ("CST"), "dst" ("yes"/"no", now).
+//     ("CST"), "dst" ("yes"/"no", now), read from that file rather than through TZ, which
+//     belongs to the host process and is shared by its threads.
 #include <errno.h>
 #include <limits.h>
 #include <time.h>
@@ -17,7 +18,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +26,7 @@
 #include "platform_error.h"
 #include "sz_containers.h"
 #include "text_file.h"
+#include "tzif_zone.h"
 #include "vexo_platform/vexo_zone.h"
 
 namespace vexo_platform {
@@ -72,39 +73,12 @@ std::string ConfiguredZone() {
   return ValidZoneName(zone) ? zone : "UTC";
 }
 
-bool InDatabase(const std::string &zone) {
-  if (zone == "UTC") return true;
+// The zone's compiled file in the host's database; "UTC" needs none.
+bool ReadZoneFile(const std::string &zone, std::string &data) {
   const char *dir = std::getenv("TZDIR");
   std::string path =
       std::string(dir != nullptr && dir[0] != '\0' ? dir : "/usr/share/zoneinfo") + "/" + zone;
-  std::string head;
-  return ReadTextFile(path, head, 1 << 20) && head.compare(0, 4, "TZif") == 0;
-}
-
-// The zone's state now, computed by the C library under TZ=<zone>. TZ is the process's
-// own setting, so it is restored at once and the switch is serialised.
-bool CurrentState(const std::string &zone, long &offset, std::string &abbreviation, bool &dst) {
-  static std::mutex tz_mutex;
-  std::lock_guard<std::mutex> guard(tz_mutex);
-  const char *previous = std::getenv("TZ");
-  std::string saved = previous != nullptr ? previous : "";
-  setenv("TZ", (":" + zone).c_str(), 1);
-  tzset();
-  time_t now = time(nullptr);
-  struct tm local;
-  bool ok = localtime_r(&now, &local) != nullptr;
-  if (ok) {
-    offset = local.tm_gmtoff;
-    abbreviation = local.tm_zone != nullptr ? local.tm_zone : "";
-    dst = local.tm_isdst > 0;
-  }
-  if (previous != nullptr) {
-    setenv("TZ", saved.c_str(), 1);
-  } else {
-    unsetenv("TZ");
-  }
-  tzset();
-  return ok;
+  return ReadTextFile(path, data, 1 << 20) && data.compare(0, 4, "TZif") == 0;
 }
 
 std::string OffsetText(long seconds) {
@@ -143,22 +117,24 @@ int VEXOZoneGetInfo(const char *zone, PVLIBSZHASH *info) {
     return -1;
   }
   try {
-    if (!InDatabase(zone)) {
-      SET_PLATFORM_ERROR(ENOENT);
-      return -1;
-    }
-    long offset = 0;
-    std::string abbreviation;
-    bool dst = false;
-    if (!CurrentState(zone, offset, abbreviation, dst)) {
-      SET_PLATFORM_ERROR(EINVAL);
-      return -1;
+    ZoneState state;
+    state.abbreviation = "UTC";
+    std::string data;
+    if (std::strcmp(zone, "UTC") != 0) {
+      if (!ReadZoneFile(zone, data)) {
+        SET_PLATFORM_ERROR(ENOENT);
+        return -1;
+      }
+      if (!ZoneStateAt(data, time(nullptr), state)) {
+        SET_PLATFORM_ERROR(EINVAL);
+        return -1;
+      }
     }
     const std::vector<std::pair<std::string, std::string>> properties = {
         {"nameInTZDB", zone},
-        {"offset", OffsetText(offset)},
-        {"abbreviation", abbreviation},
-        {"dst", dst ? "yes" : "no"}};
+        {"offset", OffsetText(state.offset)},
+        {"abbreviation", state.abbreviation},
+        {"dst", state.dst ? "yes" : "no"}};
     // A caller without a hash of its own gets a new one, which it frees.
     if (*info == nullptr && (*info = HashAlloc(static_cast<int>(properties.size()))) == nullptr) {
       return -1;

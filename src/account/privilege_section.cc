@@ -5,18 +5,34 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <mutex>
+
 #include "internal/log.h"
 
 namespace vexozeph {
+namespace {
+
+// The effective ids belong to the whole process, not to a thread: one lift is shared by
+// every section inside at the same time, and only the last one out drops it, back to the
+// ids the first one in found.
+std::mutex g_lift_mutex;
+int g_sections_inside = 0;
+uid_t g_saved_uid = 0;
+gid_t g_saved_gid = 0;
+
+}  // namespace
 
 PrivilegeSection::PrivilegeSection(const char *module, int line) : module_(module), line_(line) {}
 
-PrivilegeSection::~PrivilegeSection() { Leave(); }
+PrivilegeSection::~PrivilegeSection() {
+  Leave();
+}
 
 bool PrivilegeSection::SetEffective(bool group, id_t id) {
   const char *kind = group ? "resgid" : "resuid";
-  int rc = group ? ::setresgid(static_cast<gid_t>(-1), static_cast<gid_t>(id), static_cast<gid_t>(-1))
-                 : ::setresuid(static_cast<uid_t>(-1), static_cast<uid_t>(id), static_cast<uid_t>(-1));
+  int rc =
+      group ? ::setresgid(static_cast<gid_t>(-1), static_cast<gid_t>(id), static_cast<gid_t>(-1))
+            : ::setresuid(static_cast<uid_t>(-1), static_cast<uid_t>(id), static_cast<uid_t>(-1));
   if (rc != 0) {
     char reason[1024] = {0};
     const char *text = ::strerror_r(errno, reason, sizeof(reason));
@@ -33,12 +49,21 @@ bool PrivilegeSection::SetEffective(bool group, id_t id) {
 }
 
 bool PrivilegeSection::Enter() {
+  std::lock_guard<std::mutex> guard(g_lift_mutex);
+  if (entered_) return true;
+  // Another thread's section already lifted the process: share its lift.
+  if (g_sections_inside > 0) {
+    ++g_sections_inside;
+    entered_ = true;
+    errno = 0;
+    return true;
+  }
   if (::geteuid() == 0) return true;  // Already root: nothing to switch, nothing to log.
-  saved_uid_ = ::geteuid();
-  saved_gid_ = ::getegid();
+  const uid_t saved_uid = ::geteuid();
+  const gid_t saved_gid = ::getegid();
   bool raised_group = false;
   bool ok = true;
-  if (saved_gid_ != 0) {
+  if (saved_gid != 0) {
     ok = SetEffective(true, 0);
     raised_group = ok;
   }
@@ -46,29 +71,38 @@ bool PrivilegeSection::Enter() {
   if (!ok) {
     // Do not keep a half-raised process: drop the group again if it went up.
     if (raised_group) {
-      ::setresgid(static_cast<gid_t>(-1), saved_gid_, static_cast<gid_t>(-1));
+      ::setresgid(static_cast<gid_t>(-1), saved_gid, static_cast<gid_t>(-1));
     }
     log::Write(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection", module_, line_);
     errno = EPERM;
     log::Write(LOG_ERR, "%s:%d Change permission failed", module_, line_);
     return false;
   }
+  g_saved_uid = saved_uid;
+  g_saved_gid = saved_gid;
+  g_sections_inside = 1;
   entered_ = true;
   errno = 0;
   return true;
 }
 
 void PrivilegeSection::Leave() {
+  std::lock_guard<std::mutex> guard(g_lift_mutex);
   if (!entered_) return;
   entered_ = false;
+  // The last section out drops the lift; until then the others still need it.
+  if (--g_sections_inside > 0) {
+    errno = 0;
+    return;
+  }
   bool ok = true;
-  const bool uid_differs = saved_uid_ != ::geteuid();
+  const bool uid_differs = g_saved_uid != ::geteuid();
   // The group can only be changed back while the user is still root.
   // Every step is tried even after a failure, so that the user is dropped whatever the
   // group did.
   if (uid_differs) ok = SetEffective(false, 0) && ok;
-  if (saved_gid_ != ::getegid()) ok = SetEffective(true, saved_gid_) && ok;
-  if (uid_differs) ok = SetEffective(false, saved_uid_) && ok;
+  if (g_saved_gid != ::getegid()) ok = SetEffective(true, g_saved_gid) && ok;
+  if (uid_differs) ok = SetEffective(false, g_saved_uid) && ok;
   if (!ok) {
     log::Write(LOG_AUTH | LOG_ERR, "%s:%d ERROR: LEAVECriticalSection", module_, line_);
     errno = EPERM;

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -7,9 +8,10 @@
 
 namespace {
 
-// The process-wide last error. Deliberately a plain global: the C interface documents
-// that concurrent callers overwrite each other's code.
-unsigned int g_last_error = 0;
+// The process-wide last error: the C interface documents that concurrent callers
+// overwrite each other's code. Atomic all the same, so that callers in several threads
+// see a whole code rather than a torn one (and do not make a data race of it).
+std::atomic<unsigned int> g_last_error{0};
 
 struct ResultWord {
   const char *word;
@@ -42,11 +44,13 @@ const char kSystemError[] = "System error";
 extern "C" {
 
 VEXOZEPH_API unsigned int VEXOZEPHErrSet(unsigned int code) {
-  g_last_error = code;
+  g_last_error.store(code, std::memory_order_relaxed);
   return code;
 }
 
-VEXOZEPH_API int VEXOZEPHErrGet(void) { return static_cast<int>(g_last_error); }
+VEXOZEPH_API int VEXOZEPHErrGet(void) {
+  return static_cast<int>(g_last_error.load(std::memory_order_relaxed));
+}
 
 VEXOZEPH_API const char *GetZephErrorMsg(unsigned int code) {
   // No default: the compiler names any code added to the enumeration but not here.

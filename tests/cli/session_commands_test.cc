@@ -144,8 +144,10 @@ TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
     std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
     const PrintedRequest printed = ReadAddress(tool.get());
     const std::string code = SignIn(printed);
-    tool->Write(printed.redirect_uri + "?code=" + code + "&state=0" + printed.state.substr(1) +
-                "\n");
+    // Another state: the first character changed, never to itself.
+    const std::string other_state =
+        (printed.state.compare(0, 1, "0") == 0 ? "1" : "0") + printed.state.substr(1);
+    tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + other_state + "\n");
     CliResult result = tool->Finish();
     EXPECT_EQ(result.status, 65) << result.err;
     EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;

@@ -2,9 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "support/child_process.h"
 #include "support/log_capture.h"
@@ -52,9 +55,10 @@ TEST(UserRecord, FreshApplianceGivesEveryDefault) {
 
 TEST(UserRecord, ValuesRoundTripWithExactKeysAndOnlyTheTwoTrueWords) {
   TempRoot root;
-  root.WriteFile(kAccountFile,
-                 "zephIDSerial=\"u-1\"\nactivated=\"true\"\ndisabled=\"1\"\nenews=\"TRUE\"\n"
-                 "critical_release=\"Yes\"\nenews_local_promotion=\"yes\"\nlast_query_time=\"x12\"\n");
+  root.WriteFile(
+      kAccountFile,
+      "zephIDSerial=\"u-1\"\nactivated=\"true\"\ndisabled=\"1\"\nenews=\"TRUE\"\n"
+      "critical_release=\"Yes\"\nenews_local_promotion=\"yes\"\nlast_query_time=\"x12\"\n");
   User user;
   EXPECT_EQ(user.GetEmail(), "") << "zephID must not match zephIDSerial";
   EXPECT_FALSE(user.Exists());
@@ -165,7 +169,8 @@ TEST(UserRecord, WritesLeaveTheFileRootOnlyAndPrivilegesAreRestored) {
   // A process that dropped root for good gets code 6 and never touches the file.
   const std::string before = root.ReadFile(kAccountFile);
   rc = RunInChild([&] {
-    if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0) {
+    if (::setresgid(kNobody, kNobody, kNobody) != 0 ||
+        ::setresuid(kNobody, kNobody, kNobody) != 0) {
       return 10;
     }
     LogCapture log;
@@ -178,6 +183,36 @@ TEST(UserRecord, WritesLeaveTheFileRootOnlyAndPrivilegesAreRestored) {
   });
   EXPECT_EQ(rc, 0);
   EXPECT_EQ(root.ReadFile(kAccountFile), before);
+}
+
+TEST(UserRecord, ThreadsOfAHelperShareTheLiftAndTheHelperEndsWithItsOwnIds) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to test the privilege switch";
+  TempRoot root;
+  User().SetEmail("owner@example.com");
+  // Lifting and dropping are process-wide: one thread's drop must not pull the ids out
+  // from under another thread's access, nor a half-done lift be saved as "the" ids.
+  const int rc = RunInChild([&] {
+    if (::setresgid(0, kNobody, 0) != 0 || ::setresuid(0, kNobody, 0) != 0) return 10;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < 100; ++i) {
+          User user;
+          const unsigned int code = CodeOf([&] {
+            if (user.GetEmail() != "owner@example.com") throw ZephException(99, "wrong e-mail");
+            if (i % 10 == t) user.SetCountry("NL");
+          });
+          failures += code != 0;
+        }
+      });
+    }
+    for (std::thread &thread : threads) thread.join();
+    if (failures.load() != 0) return 11;
+    if (::geteuid() != kNobody || ::getegid() != kNobody) return 12;
+    return 0;
+  });
+  EXPECT_EQ(rc, 0);
 }
 
 TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
@@ -200,8 +235,9 @@ TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
   info.activated = 1;
   ASSERT_EQ(VEXOZEPHAccountSet(&info), 0);
   std::string content = root.ReadFile(kAccountFile);
-  EXPECT_EQ(content, "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
-                     "zephIDSerial=\"u-1\"\n");
+  EXPECT_EQ(content,
+            "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
+            "zephIDSerial=\"u-1\"\n");
 
   std::string long_name(2000, 'n');
   std::memcpy(info.full_name, long_name.c_str(), 1023);
