@@ -14,6 +14,7 @@
 #include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
 #include "internal/user_impl.h"
 #include "vexo_platform/vlib_error.h"
@@ -196,7 +197,7 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   }
   Json::Value answer;
   if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", reply.body());
+    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   // A refused key ends the session here and now, whatever else the answer lacks.
@@ -210,12 +211,13 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   vexozeph::UserUpdate update;
   if (!ProfileUpdateOf(answer, update)) {
     ZLOG("Server returned insufficient data. resp=%s",
-         vexozeph::json::ToCompactString(answer).c_str());
+         vexozeph::TruncatedAnswer(vexozeph::json::ToCompactString(answer)).c_str());
     return Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(), reply.body(), error);
+    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(),
+         vexozeph::TruncatedAnswer(reply.body()).c_str(), error);
     return -1;
   }
   return StoreProfile(update);

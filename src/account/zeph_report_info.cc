@@ -19,6 +19,7 @@
 #include "internal/form_hash.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
@@ -135,7 +136,7 @@ int ReportInfo() {
   }
   Json::Value answer;
   if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", reply.body());
+    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   std::string word;
@@ -149,7 +150,7 @@ int ReportInfo() {
   }
   if (code != VEXOZEPH_ERR_SUCCESS) {
     VEXOZEPHErrSet(code);
-    ZLOG("Failed to query service check, resp=%s", reply.body());
+    ZLOG("Failed to query service check, resp=%s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return -1;
   }
   KeepSessionCurrent();
