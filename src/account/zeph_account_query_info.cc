@@ -145,10 +145,16 @@ bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
 
 // ---- Storing and answering ----------------------------------------------------------
 
-// One replacement of the account file: the whole profile or, on failure, nothing.
-int StoreProfile(const vexozeph::UserUpdate &update) {
+// One replacement of the account file: the whole profile or, on failure, nothing. The
+// profile belongs to the account asked about: if that one was signed out (or another
+// signed in) while the server answered, the answer is dropped, so that a sign-out is never
+// undone by a query it overtook.
+int StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &update) {
   try {
-    vexozeph::UserImpl().SetMany(update);
+    if (!vexozeph::WriteAccountValuesFor({identity.user_id, identity.auth_key}, update.entries())) {
+      ZLOG("Account of %s left during the query, answer dropped", identity.user_id.c_str());
+      return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+    }
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
     return Fail(e.GetCode());
@@ -220,7 +226,7 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
          vexozeph::TruncatedAnswer(reply.body()).c_str(), error);
     return -1;
   }
-  return StoreProfile(update);
+  return StoreProfile(identity, update);
 }
 
 int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {
