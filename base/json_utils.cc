@@ -6,6 +6,7 @@
 
 #include "base/atomic_file.h"
 #include "base/log.h"
+#include "base/string_utils.h"
 
 namespace vexozeph {
 namespace json {
@@ -44,9 +45,11 @@ bool FromFile(const std::string &path, Json::Value &out) {
 
 bool FromString(const std::string &text, Json::Value &out) {
   if (Parse(text, out)) return true;
-  // A hostile answer may be megabytes long; the start is enough to recognise it.
+  // A hostile answer may be megabytes long; the start is enough to recognise it. An
+  // answer that does not parse may still carry live credentials, cut short or not.
   const size_t kLoggedBytes = 2048;
-  std::string shown = text.size() > kLoggedBytes ? text.substr(0, kLoggedBytes) + "..." : text;
+  std::string shown = ShortenSecretsIn(text);
+  if (shown.size() > kLoggedBytes) shown = shown.substr(0, kLoggedBytes) + "...";
   ZLOG("Failed to parse json: %s", shown.c_str());
   return false;
 }

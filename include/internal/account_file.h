@@ -95,6 +95,18 @@ enum class RemovalRule {
 
 enum class RemovalResult { kRemoved, kDeletionFailed, kNotLifted };
 
+// The account an answer of the server is about.
+struct AccountIdentity {
+  std::string user_id;
+  std::string auth_key;
+};
+
+// WriteAccountValues, but only while the file still holds `identity`: what the server
+// said about an account that was signed out or replaced meanwhile is dropped rather than
+// written into the file that now stands (a removed file stays removed). False when it was
+// dropped. The check and the write hold the file's lock, as every write and the removal do.
+bool WriteAccountValuesFor(const AccountIdentity &identity, const AccountValues &values);
+
 // Deletes the account file. The privilege section's lines, and "Failed to unlink %s"
 // under kAnywayLoggingFailure, name `where`. A missing file counts as a failed deletion.
 RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule);

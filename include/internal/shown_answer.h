@@ -10,7 +10,8 @@
 
 namespace vexozeph {
 
-// `text` cut to its first 2048 bytes, followed by "...(<size> bytes)" when it was longer.
+// `text` with its credentials shortened (ShortenSecretsIn), cut to its first 2048 bytes
+// and followed by "...(<size> bytes)" when it was longer.
 std::string TruncatedAnswer(const std::string &text);
 
 // The answer `text` (already parsed into `answer`) as received, unless it is an object

@@ -8,12 +8,12 @@
 
 #include "base/key_value_text.h"
 #include "internal/atomic_file.h"
-
 #include "internal/privilege_section.h"
 #include "internal/root_path.h"
 #include "internal/string_utils.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/error_codes.h"
+#include "vexozeph/file_lock.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
@@ -27,6 +27,18 @@ const int kReadLine = 340;
 const int kWriteLine = 379;
 
 const char kLineFormat[] = "%s=\"%s\"\n";
+
+// Every write and the removal of the file hold this lock, so that a check of the stored
+// identity and the write that depends on it cannot have a sign-out or a sign-in between.
+// Taken last, after any lock of an operation, and nothing is taken inside it.
+const char kFileLockName[] = "/tmp/account_user_conf.lock";
+const unsigned int kFileLockSeconds = 30;
+
+bool TakeFileLock(FileLock &lock) {
+  if (lock.Lock(kFileLockSeconds)) return true;
+  log::Write(LOG_ERR, "%s:%d Failed to lock file: %s", kModule, kWriteLine, lock.GetPath().c_str());
+  return false;
+}
 
 void EnterOrThrow(PrivilegeSection &section) {
   if (!section.Enter()) throw ZephException(VEXOZEPH_ERR_SYSTEM);
@@ -103,8 +115,19 @@ int64_t AccountSnapshot::Number(const std::string &key, int64_t fallback) const 
   return static_cast<int64_t>(number);
 }
 
-void WriteAccountValues(const AccountValues &values) {
-  if (values.empty()) return;
+namespace {
+
+// True when the file as it stands holds `identity`.
+bool HoldsIdentity(const AccountIdentity &identity) {
+  const AccountSnapshot stored = AccountSnapshot::Read();
+  return !identity.user_id.empty() && stored.GetUserId() == identity.user_id &&
+         stored.GetAuthKey() == identity.auth_key;
+}
+
+// Writes `values` under the file lock, and only while the file holds `identity` when one
+// is given. False when the identity no longer stands and nothing was written.
+bool WriteValues(const AccountIdentity *identity, const AccountValues &values) {
+  if (values.empty()) return true;
   // A value the file cannot give back whole refuses the whole update before the file is
   // touched: half a profile, or an identity mixed from two accounts, must never stand.
   for (const auto &entry : values) {
@@ -123,6 +146,10 @@ void WriteAccountValues(const AccountValues &values) {
   const std::string path = AccountFilePath();
   PrivilegeSection section(kModule, kWriteLine);
   EnterOrThrow(section);
+  // Taken as root, like the file itself, so that any process that may write can lock.
+  FileLock lock(kFileLockName);
+  if (!TakeFileLock(lock)) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+  if (identity != nullptr && !HoldsIdentity(*identity)) return false;
   const int written = values.size() == 1
                           ? VLIBCFileSetKeyValue(path.c_str(), keys[0], texts[0], kLineFormat)
                           : VLIBCFileSetKeyValues(path.c_str(), keys.data(), texts.data(),
@@ -142,12 +169,26 @@ void WriteAccountValues(const AccountValues &values) {
   }
   section.Leave();
   if (failed) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
+  return true;
+}
+
+}  // namespace
+
+void WriteAccountValues(const AccountValues &values) {
+  WriteValues(nullptr, values);
+}
+
+bool WriteAccountValuesFor(const AccountIdentity &identity, const AccountValues &values) {
+  return WriteValues(&identity, values);
 }
 
 RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule) {
   const std::string path = AccountFilePath();
   PrivilegeSection section(where.module.c_str(), where.line);
   if (!section.Enter() && rule == RemovalRule::kOnlyWhenLifted) return RemovalResult::kNotLifted;
+  // A sign-out is not held back by a lock it cannot get: it removes the file all the same.
+  FileLock lock(kFileLockName);
+  TakeFileLock(lock);
   const bool deleted = ::unlink(path.c_str()) == 0;
   if (!deleted && rule == RemovalRule::kAnywayLoggingFailure) {
     ZLOG_FROM(where, "Failed to unlink %s", path.c_str());

@@ -13,6 +13,7 @@
 #include "internal/json_utils.h"
 #include "internal/log.h"
 #include "internal/report_schedule.h"
+#include "internal/shown_answer.h"
 #include "internal/user_impl.h"
 #include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vexo_cloud_service.h"
@@ -111,7 +112,7 @@ int ExchangeOnce(const std::string &host, const char *path, const vexozeph::Form
   }
   body = reply.body();
   if (!vexozeph::ParseReply(reply.body(), response)) {
-    ZLOG("Failed to parse json: %s", body.c_str());
+    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(body).c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   std::string word;
@@ -150,9 +151,9 @@ int ExchangeLogin(const FormLogin &login, DeviceFacts &facts, vexozeph::FormHash
 
   if (VEXOZEPHErrGet() != VEXOZEPH_ERR_SUCCESS) {
     if (login.kind == LoginKind::kPassword) {
-      ZLOG("Failed to login %s, resp=%s", login.email, body.c_str());
+      ZLOG("Failed to login %s, resp=%s", login.email, vexozeph::TruncatedAnswer(body).c_str());
     } else {
-      ZLOG("Failed to login, resp=%s", body.c_str());
+      ZLOG("Failed to login, resp=%s", vexozeph::TruncatedAnswer(body).c_str());
     }
     return -1;
   }

@@ -14,6 +14,7 @@
 #include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
 #include "internal/user_impl.h"
 #include "vexo_platform/vlib_error.h"
@@ -144,10 +145,16 @@ bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
 
 // ---- Storing and answering ----------------------------------------------------------
 
-// One replacement of the account file: the whole profile or, on failure, nothing.
-int StoreProfile(const vexozeph::UserUpdate &update) {
+// One replacement of the account file: the whole profile or, on failure, nothing. The
+// profile belongs to the account asked about: if that one was signed out (or another
+// signed in) while the server answered, the answer is dropped, so that a sign-out is never
+// undone by a query it overtook.
+int StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &update) {
   try {
-    vexozeph::UserImpl().SetMany(update);
+    if (!vexozeph::WriteAccountValuesFor({identity.user_id, identity.auth_key}, update.entries())) {
+      ZLOG("Account of %s left during the query, answer dropped", identity.user_id.c_str());
+      return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+    }
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
     return Fail(e.GetCode());
@@ -196,7 +203,7 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   }
   Json::Value answer;
   if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", reply.body());
+    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   // A refused key ends the session here and now, whatever else the answer lacks.
@@ -210,15 +217,16 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   vexozeph::UserUpdate update;
   if (!ProfileUpdateOf(answer, update)) {
     ZLOG("Server returned insufficient data. resp=%s",
-         vexozeph::json::ToCompactString(answer).c_str());
+         vexozeph::TruncatedAnswer(vexozeph::json::ToCompactString(answer)).c_str());
     return Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(), reply.body(), error);
+    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(),
+         vexozeph::TruncatedAnswer(reply.body()).c_str(), error);
     return -1;
   }
-  return StoreProfile(update);
+  return StoreProfile(identity, update);
 }
 
 int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {

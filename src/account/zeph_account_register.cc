@@ -5,6 +5,7 @@
 #include "internal/c_edge.h"
 #include "internal/device.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
@@ -60,7 +61,7 @@ int Register(const char *email, const char *password, const char *full_name, boo
     return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
   }
   if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to register %s, resp=%s", email, reply.body());
+    ZLOG("Failed to register %s, resp=%s", email, vexozeph::TruncatedAnswer(reply.body()).c_str());
     return -1;
   }
   return 0;

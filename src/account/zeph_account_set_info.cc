@@ -8,6 +8,7 @@
 #include "internal/device.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "internal/zeph_plugin_manager.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
@@ -92,7 +93,8 @@ int SetInfo(const char *full_name, const char *new_email, const char *password,
     return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
   }
   if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to update account:%s, resp=%s", stored->user_id, reply.body());
+    ZLOG("Failed to update account:%s, resp=%s", stored->user_id,
+         vexozeph::TruncatedAnswer(reply.body()).c_str());
     return -1;
   }
   if (password != nullptr && new_password != nullptr) NotifyPasswordChanged();

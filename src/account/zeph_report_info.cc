@@ -19,6 +19,8 @@
 #include "internal/form_hash.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
+#include "internal/user_impl.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
@@ -26,6 +28,7 @@
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {
@@ -57,17 +60,30 @@ bool ReadStoredAccount(StoredAccount &account) {
   return true;
 }
 
+// True while the account file still holds the account this report speaks for. A sign-out
+// (or another sign-in) may overtake a report while the server answers.
+bool StillSignedIn(const StoredAccount &account) {
+  StoredAccount now;
+  return ReadStoredAccount(now) && now.user_id == account.user_id &&
+         now.auth_key == account.auth_key;
+}
+
 // The server's schedule is stored only when the account file can hold it whole; one
 // that it cannot (too long, a line break, a NUL) counts as absent, like a member of the
-// wrong type: it is logged and the report goes on with the schedule already stored.
-void StoreSchedule(const Json::Value &answer) {
+// wrong type: it is logged and the report goes on with the schedule already stored. It
+// is stored only for the account reported for: a file the sign-out removed stays removed.
+void StoreSchedule(const StoredAccount &account, const Json::Value &answer) {
   std::string schedule;
   if (!vexozeph::json::GetString(answer, "report_cron_timestring", schedule)) return;
   if (!vexozeph::IsStorableUserValue(schedule)) {
     ZLOG("Ignored a report_cron_timestring that cannot be stored, length=%zu", schedule.size());
     return;
   }
-  vexozeph::User().SetReportCronTimestring(schedule);
+  if (!vexozeph::WriteAccountValuesFor(
+          {account.user_id, account.auth_key},
+          vexozeph::UserUpdate().SetReportCronTimestring(schedule).entries())) {
+    ZLOG("Account of %s left during the report, schedule dropped", account.user_id.c_str());
+  }
 }
 
 // The administrator learns why the appliance left its account; the notification's text
@@ -100,6 +116,16 @@ void ForceLogout(const StoredAccount &account) {
 // standing. Neither may turn a good report into a failed one.
 void KeepSessionCurrent() {
   vexozeph::AccountService().SetReportCrontab();
+  // A sign-out that overtook this report removed its job just before the job was
+  // installed again here. The sign-out removes the account file before the job, so a
+  // look at the file after the install tells: without an account, the job goes again.
+  StoredAccount now;
+  if (!ReadStoredAccount(now)) {
+    VEXOZEPHAccountUnregisterCrond();
+    // The report itself went well; the look that found no account leaves no error.
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    return;
+  }
   try {
     vexozeph::AccountPkceService().GetAccessToken();
   } catch (const std::exception &e) {
@@ -135,21 +161,24 @@ int ReportInfo() {
   }
   Json::Value answer;
   if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", reply.body());
+    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   std::string word;
   if (!vexozeph::json::ResultWord(answer, word)) return Fail(VEXOZEPH_ERR_NO_REPLY);
-  StoreSchedule(answer);
+  StoreSchedule(account, answer);
 
   const unsigned int code = GetErrorCodeFromAccountError(word.c_str());
-  if (code == VEXOZEPH_ERR_AUTH || code == VEXOZEPH_ERR_ACCOUNT_NOT_FOUND) {
+  // A key refused because the account was signed out meanwhile ends nothing more: the
+  // user left by choice and hears of no forced sign-out.
+  if ((code == VEXOZEPH_ERR_AUTH || code == VEXOZEPH_ERR_ACCOUNT_NOT_FOUND) &&
+      StillSignedIn(account)) {
     NotifyForcedLogout(code);
     ForceLogout(account);
   }
   if (code != VEXOZEPH_ERR_SUCCESS) {
     VEXOZEPHErrSet(code);
-    ZLOG("Failed to query service check, resp=%s", reply.body());
+    ZLOG("Failed to query service check, resp=%s", vexozeph::TruncatedAnswer(reply.body()).c_str());
     return -1;
   }
   KeepSessionCurrent();

@@ -8,14 +8,14 @@ namespace vexozeph {
 namespace {
 
 const size_t kShownAnswerBytes = 2048;
-const char *const kCredentialMembers[] = {"access_token", "id_token", "refresh_token", "auth_key",
-                                          "grant_code"};
 
 }  // namespace
 
 std::string TruncatedAnswer(const std::string &text) {
-  if (text.size() <= kShownAnswerBytes) return text;
-  return text.substr(0, kShownAnswerBytes) + format("...(%zu bytes)", text.size());
+  // Shortened before the cut, so that a credential the cut would split is still found.
+  const std::string shown = ShortenSecretsIn(text);
+  if (shown.size() <= kShownAnswerBytes) return shown;
+  return shown.substr(0, kShownAnswerBytes) + format("...(%zu bytes)", text.size());
 }
 
 std::string ShownAnswer(const Json::Value &answer, const std::string &text, bool styled) {

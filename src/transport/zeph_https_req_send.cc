@@ -17,6 +17,7 @@
 #include "internal/https_timeouts.h"
 #include "internal/https_transfer.h"
 #include "internal/log.h"
+#include "internal/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
@@ -302,7 +303,7 @@ class FormRequest {
     // 400 is a normal answer here: the body carries the result word the caller maps.
     if (status != 200 && status != 400) {
       ZLOG("%s, Failed to request packages, httpResponseCode=%ld, data=%s", log_url_.c_str(),
-           status, body_.data != nullptr ? body_.data : "");
+           status, vexozeph::TruncatedAnswer(body_.data != nullptr ? body_.data : "").c_str());
       return Fail(VEXOZEPH_ERR_SEND);
     }
     // The headers of a transfer cut short by its time-out may well have said 200: what

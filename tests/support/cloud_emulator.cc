@@ -396,18 +396,7 @@ void CloudEmulator::ClearAnswers() {
 }
 
 void CloudEmulator::QueueFault(const Fault &fault) {
-  Json::Value input;
-  input["path"] = fault.path;
-  if (!fault.origin.empty()) input["origin"] = fault.origin;
-  input["count"] = fault.count;
-  input["status"] = fault.status;
-  if (fault.body) input["body"] = *fault.body;
-  input["content_type"] = fault.content_type;
-  input["delay_ms"] = fault.delay_ms;
-  input["trickle_ms"] = fault.trickle_ms;
-  input["drop"] = fault.drop;
-  input["after_processing"] = fault.after_processing;
-  Admin("POST", "/admin/faults", input);
+  Admin("POST", "/admin/faults", zeph_cloud::ToJson(fault));
 }
 
 void CloudEmulator::ClearFaults() {

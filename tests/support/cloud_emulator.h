@@ -8,7 +8,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -56,18 +55,9 @@ struct Lifetimes {
   int64_t code = 0;
 };
 
-struct Fault {
-  std::string path;    // "/oauth2/token" or "device/api/report"
-  std::string origin;  // empty: any host
-  int count = 1;
-  int status = 0;  // 0: keep the real status
-  std::optional<std::string> body;
-  std::string content_type = "text/plain";
-  int delay_ms = 0;
-  int trickle_ms = 0;  // send the body one byte per this many ms
-  bool drop = false;
-  bool after_processing = false;  // handle for real first, then misbehave
-};
+// A misbehaviour to queue (the emulator's own record; `path` as "/oauth2/token" or
+// "device/api/report").
+using Fault = zeph_cloud::Fault;
 
 // A PKCE pair: a random 43-character verifier and its S256 challenge.
 struct PkcePair {

@@ -19,6 +19,25 @@ TEST(LogLine, SecretsShowTheirFirstTenCharactersAndAlwaysTheEllipsis) {
   EXPECT_EQ(ShortenSecret(""), "...");
 }
 
+TEST(LogLine, CredentialsInAnAnswerAreShortenedWhereverTheyStandAndTheRestIsKept) {
+  using vexozeph::ShortenSecretsIn;
+  const struct {
+    const char *text;
+    const char *shown;
+  } cases[] = {
+      {R"({"access_token":"0123456789ABCDEF","scope":"0123456789ABCDEF"})",
+       R"({"access_token":"0123456789...","scope":"0123456789ABCDEF"})"},
+      {R"([{"auth_key" : "0123456789ABCDEF"}, {"grant_code":"0123456789\"AB"}])",
+       R"([{"auth_key" : "0123456789..."}, {"grant_code":"0123456789..."}])"},
+      // Cut inside the value, as a text cut for a log line or a body cut by the server.
+      {R"({"refresh_token":"0123456789ABC)", R"({"refresh_token":"0123456789...)"},
+      {R"({"id_token":"0123456789..."})", R"({"id_token":"0123456789..."})"},
+      {R"({"id_token":42,"auth_key"})", R"({"id_token":42,"auth_key"})"},
+      {"not json at all", "not json at all"},
+  };
+  for (const auto &c : cases) EXPECT_EQ(ShortenSecretsIn(c.text), c.shown) << c.text;
+}
+
 TEST(LogLine, OneCallWritesOneLineWhateverTheValuesHold) {
   LogCapture log;
   ZLOG("Failed to set zeph config for %s:%s", "bx_auth_key", "evil\nforged: line\r");

@@ -1,23 +1,17 @@
 #include "faults.h"
 
-#include "base/json_utils.h"
-
 namespace zeph_cloud {
 
-using vexozeph::json::BoolOr;
-using vexozeph::json::Int64Or;
-using vexozeph::json::Member;
-using vexozeph::json::StringOr;
-
-std::string Fault::Describe() const {
+std::string Describe(const Fault &fault) {
   std::string text;
   auto add = [&text](const std::string &part) { text += (text.empty() ? "" : " ") + part; };
-  if (delay_ms > 0) add("delay=" + std::to_string(delay_ms) + "ms");
-  if (trickle_ms > 0) add("trickle=" + std::to_string(trickle_ms) + "ms");
-  if (drop) add("drop");
-  if (status != 0) add("status=" + std::to_string(status));
-  if (body) add("body");
-  if (after_processing) add("after-processing");
+  if (fault.delay_ms > 0) add("delay=" + std::to_string(fault.delay_ms) + "ms");
+  if (fault.trickle_ms > 0) add("trickle=" + std::to_string(fault.trickle_ms) + "ms");
+  if (fault.drop) add("drop");
+  if (fault.raw) add("raw");
+  if (fault.status != 0) add("status=" + std::to_string(fault.status));
+  if (fault.body) add("body");
+  if (fault.after_processing) add("after-processing");
   return text.empty() ? "none" : text;
 }
 
@@ -26,57 +20,30 @@ std::string NormalizePath(const std::string &path) {
 }
 
 bool FaultFromJson(const Json::Value &json, Fault &fault, std::string &error) {
-  if (!json.isObject()) {
-    error = "expected a JSON object";
-    return false;
-  }
-  fault = Fault();
-  fault.path = NormalizePath(StringOr(json, "path"));
-  if (fault.path == "/") {
+  Fault read;
+  if (!FromJson(json, read, error)) return false;
+  read.path = NormalizePath(read.path);
+  if (read.path == "/") {
     error = "\"path\" is required";
     return false;
   }
-  fault.origin = StringOr(json, "origin");
-  if (!fault.origin.empty() && fault.origin != "account" && fault.origin != "identity" &&
-      fault.origin != "payment") {
+  if (!read.origin.empty() && read.origin != "account" && read.origin != "identity" &&
+      read.origin != "payment") {
     error = "\"origin\" must be account, identity or payment";
     return false;
   }
-  fault.remaining = static_cast<int>(Int64Or(json, "count", 1));
-  fault.status = static_cast<int>(Int64Or(json, "status", 0));
-  if (Member(json, "body").isString()) fault.body = StringOr(json, "body");
-  fault.content_type = StringOr(json, "content_type", "text/plain");
-  fault.delay_ms = static_cast<int>(Int64Or(json, "delay_ms", 0));
-  fault.trickle_ms = static_cast<int>(Int64Or(json, "trickle_ms", 0));
-  fault.drop = BoolOr(json, "drop", false);
-  fault.after_processing = BoolOr(json, "after_processing", false);
-  if (fault.remaining < 1 || fault.delay_ms < 0 || fault.delay_ms > 600000 ||
-      fault.trickle_ms < 0 || fault.trickle_ms > 60000 ||
-      (fault.status != 0 && (fault.status < 100 || fault.status > 599))) {
+  if (read.count < 1 || read.delay_ms < 0 || read.delay_ms > 600000 || read.trickle_ms < 0 ||
+      read.trickle_ms > 60000 || (read.status != 0 && (read.status < 100 || read.status > 599))) {
     error = "count must be >= 1, delay_ms 0..600000, trickle_ms 0..60000, status 100..599";
     return false;
   }
-  if (!fault.drop && fault.status == 0 && !fault.body && fault.delay_ms == 0 &&
-      fault.trickle_ms == 0) {
-    error = "a fault needs at least one of status, body, delay_ms, trickle_ms, drop";
+  if (!read.drop && !read.raw && read.status == 0 && !read.body && read.delay_ms == 0 &&
+      read.trickle_ms == 0) {
+    error = "a fault needs at least one of status, body, raw, delay_ms, trickle_ms, drop";
     return false;
   }
+  fault = read;
   return true;
-}
-
-Json::Value FaultToJson(const Fault &fault) {
-  Json::Value j;
-  j["path"] = fault.path;
-  j["origin"] = fault.origin;
-  j["count"] = fault.remaining;
-  j["status"] = fault.status;
-  if (fault.body) j["body"] = *fault.body;
-  j["content_type"] = fault.content_type;
-  j["delay_ms"] = fault.delay_ms;
-  j["trickle_ms"] = fault.trickle_ms;
-  j["drop"] = fault.drop;
-  j["after_processing"] = fault.after_processing;
-  return j;
 }
 
 void FaultQueue::Add(const Fault &fault) {
@@ -89,7 +56,7 @@ std::optional<Fault> FaultQueue::Take(const std::string &origin, const std::stri
   for (auto it = faults_.begin(); it != faults_.end(); ++it) {
     if (it->path != path || (!it->origin.empty() && it->origin != origin)) continue;
     Fault hit = *it;
-    if (--it->remaining <= 0) faults_.erase(it);
+    if (--it->count <= 0) faults_.erase(it);
     return hit;
   }
   return std::nullopt;
@@ -98,7 +65,7 @@ std::optional<Fault> FaultQueue::Take(const std::string &origin, const std::stri
 Json::Value FaultQueue::ToJson() const {
   std::lock_guard<std::mutex> guard(mutex_);
   Json::Value list(Json::arrayValue);
-  for (const auto &fault : faults_) list.append(FaultToJson(fault));
+  for (const auto &fault : faults_) list.append(zeph_cloud::ToJson(fault));
   return list;
 }
 

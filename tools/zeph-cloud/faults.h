@@ -11,30 +11,19 @@
 #include <optional>
 #include <string>
 
+#include "records.h"
+
 namespace zeph_cloud {
 
-struct Fault {
-  std::string path;                 // request path, with its leading "/"
-  std::string origin;               // empty: any of the three hosts
-  int remaining = 1;                // requests still to be hit
-  int status = 0;                   // 0: keep the real status
-  std::optional<std::string> body;  // replaces the body when set
-  std::string content_type = "text/plain";
-  int delay_ms = 0;               // wait before answering
-  int trickle_ms = 0;             // send the answer's body one byte per this many ms
-  bool drop = false;              // close the connection instead of answering
-  bool after_processing = false;  // handle the request for real, then misbehave
-
-  // One-line description for the request log.
-  std::string Describe() const;
-};
+// One-line description of a fault for the request log.
+std::string Describe(const Fault &fault);
 
 // "/x" for "x" and "/x"; what the form API paths look like on the wire.
 std::string NormalizePath(const std::string &path);
 
-// Reads a fault from the admin API's JSON; false with `error` set when it is malformed.
+// Reads a fault from the admin API's JSON (the record's own form) and checks that it is
+// one the emulator can carry out; false with `error` set when it is not.
 bool FaultFromJson(const Json::Value &json, Fault &fault, std::string &error);
-Json::Value FaultToJson(const Fault &fault);
 
 class FaultQueue {
  public:

@@ -121,6 +121,21 @@ void LoggedRequestFields(R &r, F &&field) {
   field("fault", r.fault);
 }
 
+template <typename R, typename F>
+void FaultFields(R &r, F &&field) {
+  field("path", r.path);
+  field("origin", r.origin);
+  field("count", r.count);
+  field("status", r.status);
+  field("body", r.body);
+  field("content_type", r.content_type);
+  field("delay_ms", r.delay_ms);
+  field("trickle_ms", r.trickle_ms);
+  field("drop", r.drop);
+  field("after_processing", r.after_processing);
+  field("raw", r.raw);
+}
+
 class Writer {
  public:
   explicit Writer(Json::Value &out) : out_(out) {}
@@ -130,6 +145,10 @@ class Writer {
   void operator()(const char *name, int64_t value) { out_[name] = Json::Int64(value); }
   void operator()(const char *name, uint64_t value) { out_[name] = Json::UInt64(value); }
   void operator()(const char *name, double value) { out_[name] = value; }
+  // Left out when not set.
+  void operator()(const char *name, const std::optional<std::string> &value) {
+    if (value) out_[name] = *value;
+  }
   void operator()(const char *name, const Json::Value &value, const Shape &) { out_[name] = value; }
   // Pairs as a list of [name, value] lists, so that order and repeated names survive.
   void operator()(const char *name, const Pairs &pairs) {
@@ -174,6 +193,9 @@ class Reader {
   }
   void operator()(const char *name, double &out) {
     if (const Json::Value *v = Take(name, &Json::Value::isNumeric, "a number")) out = v->asDouble();
+  }
+  void operator()(const char *name, std::optional<std::string> &out) {
+    if (const Json::Value *v = Take(name, &Json::Value::isString, "a string")) out = v->asString();
   }
   void operator()(const char *name, Json::Value &out, const Shape &shape) {
     if (!error_.empty() || !in_.isMember(name)) return;
@@ -266,6 +288,10 @@ Json::Value ToJson(const LoggedRequest &record) {
   return Write(record, LoggedRequestFields<const LoggedRequest, Writer &>);
 }
 
+Json::Value ToJson(const Fault &record) {
+  return Write(record, FaultFields<const Fault, Writer &>);
+}
+
 bool FromJson(const Json::Value &json, Account &record, std::string &error) {
   return Read(json, record, error, AccountFields<Account, Reader &>);
 }
@@ -292,6 +318,10 @@ bool FromJson(const Json::Value &json, PackageClient &record, std::string &error
 
 bool FromJson(const Json::Value &json, LoggedRequest &record, std::string &error) {
   return Read(json, record, error, LoggedRequestFields<LoggedRequest, Reader &>);
+}
+
+bool FromJson(const Json::Value &json, Fault &record, std::string &error) {
+  return Read(json, record, error, FaultFields<Fault, Reader &>);
 }
 
 }  // namespace zeph_cloud

@@ -7,6 +7,7 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "form_codec.h"
@@ -99,8 +100,26 @@ struct LoggedRequest {
   Pairs query;
   Pairs form;
   std::string body;
-  int status = 0;     // 0 until answered; -1 when the connection was dropped
+  int status = 0;     // 0 until answered; -1 when dropped or answered raw
   std::string fault;  // description of the injected fault, if any
+};
+
+// Misbehaviour queued at the admin API for the next `count` requests to a path.
+struct Fault {
+  std::string path;                 // request path: "/oauth2/token" or "device/api/report"
+  std::string origin;               // empty: any of the three hosts
+  int count = 1;                    // requests still to be hit
+  int status = 0;                   // 0: keep the real status
+  std::optional<std::string> body;  // replaces the body when set
+  std::string content_type = "text/plain";
+  int delay_ms = 0;               // wait before answering
+  int trickle_ms = 0;             // send the answer's body one byte per this many ms
+  bool drop = false;              // close the connection instead of answering
+  bool after_processing = false;  // handle the request for real, then misbehave
+  // Written on the connection as the whole answer (status line, headers and body, as
+  // given), which is then closed: for answers the HTTP library would never produce,
+  // such as a status of 0.
+  std::optional<std::string> raw;
 };
 
 // Every member, under its own name.
@@ -111,6 +130,7 @@ Json::Value ToJson(const AuthCode &record);
 Json::Value ToJson(const Token &record);
 Json::Value ToJson(const PackageClient &record);
 Json::Value ToJson(const LoggedRequest &record);
+Json::Value ToJson(const Fault &record);
 
 // Copies the members `json` holds onto `record`, leaving the others as they are. False
 // with `error` naming the first member of the wrong type (nothing is copied then), or
@@ -122,6 +142,7 @@ bool FromJson(const Json::Value &json, AuthCode &record, std::string &error);
 bool FromJson(const Json::Value &json, Token &record, std::string &error);
 bool FromJson(const Json::Value &json, PackageClient &record, std::string &error);
 bool FromJson(const Json::Value &json, LoggedRequest &record, std::string &error);
+bool FromJson(const Json::Value &json, Fault &record, std::string &error);
 
 }  // namespace zeph_cloud
 

@@ -1,6 +1,7 @@
 #include "router.h"
 
 #include <openssl/ssl.h>
+#include <poll.h>
 #include <strings.h>
 #include <sys/socket.h>
 
@@ -34,8 +35,36 @@ void DropConnection(const httplib::Request &req) {
   }
 }
 
+// Writes `bytes` on the connection as they stand, bypassing the HTTP library, which would
+// refuse to produce some answers (a status of 0, a broken status line).
+void WriteRaw(const httplib::Request &req, const std::string &bytes) {
+  if (req.ssl == nullptr) return;
+  // The library hands the connection out read-only; this thread serves it, and nothing
+  // the library writes afterwards reaches the client, so writing here is safe.
+  SSL *ssl = const_cast<SSL *>(req.ssl);
+  size_t sent = 0;
+  while (sent < bytes.size()) {
+    int n = SSL_write(ssl, bytes.data() + sent, static_cast<int>(bytes.size() - sent));
+    if (n > 0) {
+      sent += static_cast<size_t>(n);
+      continue;
+    }
+    int error = SSL_get_error(ssl, n);
+    if (error != SSL_ERROR_WANT_WRITE && error != SSL_ERROR_WANT_READ) return;
+    pollfd waiting{SSL_get_fd(ssl), POLLOUT, 0};
+    if (::poll(&waiting, 1, 1000) <= 0) return;
+  }
+}
+
+// Whether the fault replaces the connection's answer altogether: nothing the HTTP library
+// writes afterwards reaches the client.
+bool CutsConnection(const Fault &fault) {
+  return fault.drop || fault.raw;
+}
+
 void ApplyFault(const Fault &fault, const httplib::Request &req, httplib::Response &res) {
-  if (fault.drop) {
+  if (fault.raw) WriteRaw(req, *fault.raw);
+  if (CutsConnection(fault)) {
     DropConnection(req);
     return;
   }
@@ -176,7 +205,7 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
   bool recorded = false;
   auto record = [&](int status) {
     if (record_ && !recorded) {
-      emulator_.requests.Finish(seq, status, fault ? fault->Describe() : "");
+      emulator_.requests.Finish(seq, status, fault ? Describe(*fault) : "");
     }
     recorded = true;
   };
@@ -187,19 +216,19 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
     dropped = true;
   }
   bool answered_by_fault =
-      fault && !fault->after_processing && (fault->drop || fault->status || fault->body);
+      fault && !fault->after_processing && (CutsConnection(*fault) || fault->status || fault->body);
   if (!dropped) {
     if (answered_by_fault) {
-      if (fault->drop) record(-1);
+      if (CutsConnection(*fault)) record(-1);
       ApplyFault(*fault, req, res);
     } else {
       RouteRequest(exchange);
       if (fault && fault->after_processing) {
-        if (fault->drop) record(-1);
+        if (CutsConnection(*fault)) record(-1);
         ApplyFault(*fault, req, res);
       }
     }
-    dropped = fault && fault->drop;
+    dropped = fault && CutsConnection(*fault);
     if (!dropped && fault && fault->trickle_ms > 0) {
       TrickleBody(res, fault->trickle_ms,
                   [this](int ms) { return emulator_.SleepUnlessStopping(ms); });
@@ -210,7 +239,7 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
   if (emulator_.verbose) {
     std::fprintf(stderr, "zeph-cloud: %s %s %s -> %d%s\n", origin_.c_str(), req.method.c_str(),
                  req.target.c_str(), dropped ? -1 : res.status,
-                 fault ? (" [fault: " + fault->Describe() + "]").c_str() : "");
+                 fault ? (" [fault: " + Describe(*fault) + "]").c_str() : "");
   }
 }
 

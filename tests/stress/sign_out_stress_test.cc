@@ -1,0 +1,225 @@
+// Many processes querying the account and reporting while the appliance signs out in the
+// middle: every call ends with a clear result (success before the sign-out, the defined
+// not-signed-in result after it), none crashes or hangs, and a watcher reading the account
+// file throughout always finds it absent or whole, with its identity. Nothing a call had
+// in flight brings the account back after the sign-out.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "internal/clock.h"
+#include "support/browser_sign_in.h"
+#include "support/child_process.h"
+#include "support/cloud_emulator.h"
+#include "support/temp_root.h"
+#include "vexozeph/account_pkce_service.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/vexozeph.h"
+#include "vexozeph/zeph_account.h"
+
+namespace vexozeph {
+namespace testing {
+namespace {
+
+const char kSerial[] = "SN2207OUTS";
+const char kMac[] = "00:11:32:0d:0e:11";
+const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
+const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
+const char kCronJob[] = "/usr/vexo/etc/crond/zeph.json";
+const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
+const char kSignedOutMark[] = "/tmp/stress-signed-out";
+const char kStopWatching[] = "/tmp/stress-stop-watching";
+const int64_t kStart = 1700000000;
+// No child may outlive this, whatever it waits for.
+const unsigned kChildSeconds = 240;
+
+// "key=\"value\"" lines only, and a file that holds the account's identity: a half-written
+// file, or one a late store brought back after the sign-out, is neither.
+bool IsWholeAccountFile(const std::string &text, std::string &why) {
+  std::istringstream lines(text);
+  std::string line;
+  std::set<std::string> keys;
+  while (std::getline(lines, line)) {
+    const size_t equals = line.find("=\"");
+    if (equals == std::string::npos || equals == 0 || line.back() != '"' ||
+        line.size() < equals + 3) {
+      why = "malformed line: " + line.substr(0, 200);
+      return false;
+    }
+    keys.insert(line.substr(0, equals));
+  }
+  if (!text.empty() && text.back() != '\n') {
+    why = "no final line break";
+    return false;
+  }
+  if (keys.count("zephIDSerial") == 0 || keys.count("bx_auth_key") == 0) {
+    why = "no identity: " + text.substr(0, 200);
+    for (char &c : why) c = c == '\n' ? '|' : c;
+    return false;
+  }
+  return true;
+}
+
+std::string ReadAll(const std::string &path, bool &exists) {
+  std::ifstream in(path, std::ios::binary);
+  exists = static_cast<bool>(in);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+size_t CountLines(const std::string &path) {
+  std::ifstream in(path);
+  size_t lines = 0;
+  std::string line;
+  while (std::getline(in, line)) ++lines;
+  return lines;
+}
+
+TEST(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStaysWhole) {
+  const int kProcesses = 8;
+  const int kIterations = 40;
+  const int kCallsAfter = 3;
+  TempRoot root;
+  root.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
+  root.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
+  CloudEmulator cloud(ZEPH_CLOUD_BINARY, root);
+  NewAccount wanted;
+  wanted.email = "stress-out@example.com";
+  wanted.password = "pw-stress-out";
+  const Account account = cloud.CreateAccount(wanted);
+  clock::SetForTesting(kStart);
+  AccountPkceService().Login(
+      SignInWithBrowser(cloud, AccountPkceService().GetLoginPkceConfig(), account));
+  ASSERT_TRUE(root.Exists(kAccountFile));
+  ASSERT_TRUE(root.Exists(kCronJob) && root.Exists(kCronFile));
+  cloud.ClearRequests();
+
+  // The watcher: reads the file as fast as it can until told to stop.
+  const std::string watch_out = root.Path("/tmp/stress-watch");
+  const pid_t watcher = StartChild([&root, watch_out] {
+    ::alarm(kChildSeconds);
+    std::ofstream out(watch_out, std::ios::trunc);
+    long reads = 0;
+    long present = 0;
+    while (!root.Exists(kStopWatching)) {
+      bool exists = false;
+      const std::string text = ReadAll(root.Path(kAccountFile), exists);
+      ++reads;
+      if (!exists) continue;
+      ++present;
+      std::string why;
+      if (!IsWholeAccountFile(text, why)) out << "broken " << why << "\n";
+    }
+    out << "reads " << reads << " " << present << "\n";
+    return 0;
+  });
+
+  // The workers: a query or a report per iteration, each on a clock 300 seconds further
+  // on, so that every query finds the stored profile stale and asks the server.
+  std::vector<pid_t> workers;
+  for (int p = 0; p < kProcesses; ++p) {
+    const std::string out_path = root.Path("/tmp/stress-worker-" + std::to_string(p));
+    workers.push_back(StartChild([&root, out_path, p, kCallsAfter] {
+      ::alarm(kChildSeconds);
+      std::ofstream out(out_path, std::ios::trunc);
+      // At least kIterations calls, and a few more once the sign-out is done, however
+      // late it comes.
+      int after_calls = 0;
+      for (int i = 0; i < kIterations || (after_calls < kCallsAfter && i < kIterations * 10); ++i) {
+        // Past its share, a worker only waits for the sign-out: it need not spin.
+        if (i >= kIterations) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        clock::SetForTesting(kStart + 300 * (i + 1));
+        const bool after = root.Exists(kSignedOutMark);
+        after_calls += after;
+        const bool query = (i + p) % 2 == 0;
+        Json::Value result;
+        const int rc = query ? VEXOZEPHAccountQueryInfo(result, true, false) : VEXOZEPHReportInfo();
+        out << (query ? "query " : "report ") << (after ? "after " : "before ")
+            << (rc == 0 ? 0 : VEXOZEPHErrGet()) << std::endl;
+      }
+      return 0;
+    }));
+  }
+
+  // The sign-out, once half of the calls are done.
+  const size_t kCalls = static_cast<size_t>(kProcesses) * kIterations;
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  for (;;) {
+    size_t done = 0;
+    for (int p = 0; p < kProcesses; ++p) {
+      done += CountLines(root.Path("/tmp/stress-worker-" + std::to_string(p)));
+    }
+    if (done >= kCalls / 2 || std::chrono::steady_clock::now() > give_up) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  AccountPkceService().Logout();
+  root.WriteFile(kSignedOutMark, "");
+
+  for (pid_t worker : workers) EXPECT_EQ(WaitChild(worker), 0);
+  root.WriteFile(kStopWatching, "");
+  EXPECT_EQ(WaitChild(watcher), 0);
+
+  // Before the sign-out a query succeeds or, caught by it, finds no account (3); a report
+  // succeeds or meets the refusal of the key the sign-out revoked (14). After it, a query
+  // finds no account and a report has nothing to do.
+  std::map<std::string, int> outcomes;
+  size_t calls = 0;
+  for (int p = 0; p < kProcesses; ++p) {
+    std::ifstream in(root.Path("/tmp/stress-worker-" + std::to_string(p)));
+    std::string op;
+    std::string when;
+    int code = 0;
+    while (in >> op >> when >> code) {
+      ++calls;
+      ++outcomes[op + " " + when + " " + std::to_string(code)];
+      const bool clear =
+          when == "after"
+              ? code == (op == "query" ? static_cast<int>(VEXOZEPH_ERR_NO_ACCOUNT) : 0)
+              : (code == 0 || code == (op == "query" ? static_cast<int>(VEXOZEPH_ERR_NO_ACCOUNT)
+                                                     : static_cast<int>(VEXOZEPH_ERR_AUTH)));
+      EXPECT_TRUE(clear) << op << " " << when << " ended with " << code;
+    }
+  }
+  EXPECT_GE(calls, kCalls);
+  EXPECT_GT(outcomes["query before 0"] + outcomes["report before 0"], 0);
+  EXPECT_GT(outcomes["query after 3"], 0);
+
+  std::ifstream watched(watch_out);
+  std::string line;
+  std::string reads;
+  while (std::getline(watched, line)) {
+    if (line.rfind("reads ", 0) == 0) {
+      reads = line;
+    } else {
+      ADD_FAILURE() << "the watcher saw " << line;
+    }
+  }
+  EXPECT_FALSE(reads.empty());
+
+  // Signed out for good: nothing in flight brought the account, the job or a token back.
+  EXPECT_FALSE(root.Exists(kAccountFile)) << root.ReadFile(kAccountFile);
+  EXPECT_FALSE(root.Exists(kCronJob) || root.Exists(kCronFile));
+  EXPECT_FALSE(root.Exists(kTokenFile));
+
+  std::printf("processes: %d (+1 watcher), iterations: %d each, calls: %zu, answers: %zu, %s\n",
+              kProcesses, kIterations, calls, cloud.Requests().size(), reads.c_str());
+  for (const auto &outcome : outcomes)
+    std::printf("  %s: %d\n", outcome.first.c_str(), outcome.second);
+  clock::ResetForTesting();
+}
+
+}  // namespace
+}  // namespace testing
+}  // namespace vexozeph
