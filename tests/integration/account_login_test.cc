@@ -1,16 +1,16 @@
 // Password, token and key sign-in against the cloud emulator: what the server saw, what
 // the account file keeps, and how refusals and API-key trouble end.
-#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "account_appliance.h"
 #include "internal/json_utils.h"
+#include "support/cloud_steps.h"
+#include "support/http_client.h"
 #include "support/log_capture.h"
 #include "vexozeph/user.h"
 
@@ -27,18 +27,6 @@ const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
 const char kLoginHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
 const Keys kQueryForm = {"bx_sn", "bx_token", "id", "auth_key", "serial_no"};
 
-size_t AppendBody(char *data, size_t size, size_t count, void *target) {
-  static_cast<std::string *>(target)->append(data, size * count);
-  return size * count;
-}
-
-std::string Escape(CURL *curl, const std::string &text) {
-  char *escaped = curl_easy_escape(curl, text.c_str(), static_cast<int>(text.size()));
-  std::string result(escaped);
-  curl_free(escaped);
-  return result;
-}
-
 class AccountLogin : public AccountAppliance {
  protected:
   // The appliance's current cloud-service API key as the platform stores it.
@@ -49,14 +37,7 @@ class AccountLogin : public AccountAppliance {
   }
 
   // Forces the next login answer's body, as a server would send it with status 200.
-  void ForceLoginBody(const std::string &body) {
-    Fault fault;
-    fault.path = kLoginPath;
-    fault.status = 200;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
-  }
+  void ForceLoginBody(const std::string &body) { ForceAnswer(*cloud_, "", kLoginPath, 200, body); }
 
   // An access token of the device client for `account`, obtained the way the management
   // interface does: authorization code with PKCE, exchanged at the identity host.
@@ -67,24 +48,16 @@ class AccountLogin : public AccountAppliance {
     request.password = account.password;
     request.scope = cloud_->DeviceScope(kSerial, kMac);
     request.code_challenge = pair.challenge;
-    const std::string code = cloud_->AuthorizeCode(request);
-
-    std::unique_ptr<CURL, void (*)(CURL *)> curl(curl_easy_init(), curl_easy_cleanup);
-    const std::string form =
-        "grant_type=authorization_code&client_id=zeph-device&code=" + Escape(curl.get(), code) +
-        "&redirect_uri=" + Escape(curl.get(), cloud_->LoginRedirectUri()) +
-        "&code_verifier=" + Escape(curl.get(), pair.verifier);
-    const std::string url = cloud_->IdentityOrigin() + "/oauth2/token";
-    std::string body;
-    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, cloud_->CaFile().c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, form.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, AppendBody);
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &body);
-    EXPECT_EQ(curl_easy_perform(curl.get()), CURLE_OK);
-    Json::Value answer;
-    EXPECT_TRUE(json::FromString(body, answer)) << body;
-    return json::StringOr(answer, "access_token");
+    const std::string form = FormBody({{"grant_type", "authorization_code"},
+                                       {"client_id", "zeph-device"},
+                                       {"code", cloud_->AuthorizeCode(request)},
+                                       {"redirect_uri", cloud_->LoginRedirectUri()},
+                                       {"code_verifier", pair.verifier}});
+    const HttpResult answer = Http("POST", cloud_->IdentityOrigin() + "/oauth2/token", form,
+                                   "application/x-www-form-urlencoded", cloud_->CaFile());
+    Json::Value tokens;
+    EXPECT_TRUE(json::FromString(answer.body, tokens)) << answer.body;
+    return json::StringOr(tokens, "access_token");
   }
 };
 

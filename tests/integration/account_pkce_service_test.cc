@@ -16,6 +16,7 @@
 #include "internal/https_transfer.h"
 #include "internal/json_utils.h"
 #include "support/browser_sign_in.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
@@ -67,35 +68,7 @@ class AccountPkceSession : public AccountAppliance {
     return AccountPkceService().Login(BrowserSignIn(owner_));
   }
 
-  Json::Value TokenFile() const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
-    return file;
-  }
-
-  // Puts the library's clock one second past the session's access token.
-  void LapseToken() {
-    const Json::Value file = TokenFile();
-    clock::SetForTesting(file["created_at"].asInt64() + file["expires_in"].asInt64() + 1);
-  }
-
-  std::vector<LoggedRequest> TokenRequests(const std::string &grant_type) {
-    std::vector<LoggedRequest> matching;
-    for (const auto &request : cloud_->Requests("identity", "/oauth2/token")) {
-      if (request.FormValue("grant_type") == grant_type) matching.push_back(request);
-    }
-    return matching;
-  }
-
-  void Answer(const std::string &path, int status, const std::string &body) {
-    Fault fault;
-    fault.path = path;
-    fault.origin = "account";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
-  }
+  Json::Value TokenFile() const { return JsonFileIn(root_, kTokenFile); }
 
   std::string Heard() const { return root_.ReadFile("/tmp/heard"); }
 
@@ -161,7 +134,8 @@ TEST_F(AccountPkceSession, ABrowserSignInStoresTokensIdentityAndProfileBetweenTh
 
 TEST_F(AccountPkceSession,
        ASignInWhoseAuthKeyAnswerIsUnusableStoresNoIdentityAndRaisesNoPostEvent) {
-  Answer(kExchangePath, 200, "{\"user_id\":\"2000001\",\"auth_key\":\"line\\nbreak=\\\"x\\\"\"}");
+  ForceAnswer(*cloud_, "account", kExchangePath, 200,
+              "{\"user_id\":\"2000001\",\"auth_key\":\"line\\nbreak=\\\"x\\\"\"}");
   EXPECT_EQ(CodeOf([&] { SignIn(1700000000); }), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_EQ(Heard(), "zeph/login pre none\n");
   EXPECT_EQ(User().GetUserId(), "");
@@ -175,15 +149,15 @@ TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchan
   SignIn(1700000000);
   const Json::Value before = TokenFile();
   cloud_->RevokeRefreshToken(json::StringOr(before, "refresh_token"));
-  LapseToken();
+  LapseToken(root_, kTokenFile);
   cloud_->ClearRequests();
   LogCapture log;
 
   const std::string fresh = AccountPkceService().GetAccessToken();
   EXPECT_NE(fresh, json::StringOr(before, "access_token"));
   EXPECT_EQ(log.Count("Rescue tarn renew pkce token by authkey"), 1u);
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
-  EXPECT_EQ(TokenRequests("authorization_code").size(), 1u);
+  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
+  EXPECT_EQ(TokenRequests(*cloud_, "authorization_code").size(), 1u);
   const std::vector<LoggedRequest> grants = cloud_->Requests("account", kGrantPath);
   ASSERT_EQ(grants.size(), 1u);
   EXPECT_EQ(grants[0].status, 200);
@@ -207,7 +181,7 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
   const std::string auth_key = User().GetAuthKey();
   cloud_->RevokeRefreshToken(json::StringOr(TokenFile(), "refresh_token"));
   cloud_->RevokeAuthKey(auth_key);
-  LapseToken();
+  LapseToken(root_, kTokenFile);
   cloud_->ClearRequests();
   LogCapture log;
 
@@ -269,10 +243,10 @@ TEST_F(AccountPkceSession, ALostTokenFileIsGrantedAgainWithEveryScopePieceInOrde
   EXPECT_EQ(grants[0].Header("X-Client-ID"), "zeph-device");
   EXPECT_EQ(grants[0].FormValue("redirect_url"), cloud_->LoginRedirectUri());
   EXPECT_EQ(grants[0].FormValue("code_challenge").size(), 43u);
-  const std::vector<LoggedRequest> exchanges = TokenRequests("authorization_code");
+  const std::vector<LoggedRequest> exchanges = TokenRequests(*cloud_, "authorization_code");
   ASSERT_EQ(exchanges.size(), 1u);
   EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), cloud_->LoginRedirectUri());
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 0u);
+  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 0u);
 }
 
 TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnlyWhenConfirmed) {
@@ -307,7 +281,7 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
       {200, std::string(https::kMaxReplyBytes + 1, ' '), VEXOZEPH_ERR_NO_REPLY},
   };
   for (const Case &c : refusals) {
-    Answer(kLogoutPath, c.status, c.body);
+    ForceAnswer(*cloud_, "account", kLogoutPath, c.status, c.body);
     EXPECT_EQ(CodeOf([&] { AccountPkceService().Logout(); }), c.code) << c.body.substr(0, 80);
     kept(c.body.substr(0, 80));
   }
@@ -381,7 +355,7 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
   };
   for (const Case &c : exchanges) {
     LogCapture log;
-    Answer(kExchangePath, c.status, c.body);
+    ForceAnswer(*cloud_, "account", kExchangePath, c.status, c.body);
     std::string message;
     EXPECT_EQ(CodeOf([&] { session.ExchangeAuthKey(access_token); }, &message), c.code)
         << c.body.substr(0, 80);
@@ -409,11 +383,11 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
       {200, "{\"state\":\"1\"}", VEXOZEPH_ERR_NO_REPLY},
   };
   for (const Case &c : grants) {
-    Answer(kGrantPath, c.status, c.body);
+    ForceAnswer(*cloud_, "account", kGrantPath, c.status, c.body);
     EXPECT_EQ(CodeOf([&] { session.GrantByAuthKey(); }), c.code) << c.body.substr(0, 80);
   }
   // A grant code the identity host does not know is refused at the exchange.
-  Answer(kGrantPath, 200, "{\"grant_code\":\"forged-code\"}");
+  ForceAnswer(*cloud_, "account", kGrantPath, 200, "{\"grant_code\":\"forged-code\"}");
   EXPECT_EQ(CodeOf([&] { session.GrantByAuthKey(); }), VEXOZEPH_ERR_NO_REPLY);
 
   EXPECT_EQ(AccountFile(), account_file);

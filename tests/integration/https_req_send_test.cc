@@ -11,7 +11,7 @@
 #include "internal/https_retry_pause.h"
 #include "internal/https_timeouts.h"
 #include "internal/request_token.h"
-#include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
 #include "vexo_platform/vlib_string.h"
@@ -80,11 +80,7 @@ class HttpsRequestSend : public ::testing::Test {
 
   // The next request to `path` is answered with `status` and `body`, whatever it holds.
   void Answer(const std::string &path, int status, const std::string &body) {
-    Fault fault;
-    fault.path = path;
-    fault.status = status;
-    fault.body = body;
-    emulator_->QueueFault(fault);
+    vexozeph::testing::ForceAnswer(*emulator_, "", path, status, body, "text/plain");
   }
 
   TempRoot root_;

@@ -7,20 +7,18 @@
 
 #include <atomic>
 #include <fstream>
-#include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
 #include "support/child_process.h"
-#include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/pkce_client.h"
@@ -31,32 +29,22 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207PKCE";
-const char kMac[] = "00:11:32:0d:0e:0f";
 const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kTokenPath[] = "/oauth2/token";
 
 using Keys = std::vector<std::string>;
 
-using vexozeph::testing::CodeOf;
-
-class PkceClientAgainstCloud : public ::testing::Test {
+class PkceClientAgainstCloud : public AccountAppliance {
  protected:
   void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
-    NewAccount wanted;
-    wanted.email = "owner@example.com";
-    wanted.password = "pw-owner";
-    account_ = cloud_->CreateAccount(wanted);
+    AccountAppliance::SetUp();
+    account_ = MakeAccount("owner@example.com");
     Json::Value tmpl;
     ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
     config_ = client_.FormatPkceConfig(tmpl);
     client_.SetPkceConfig(config_);
   }
-  void TearDown() override { clock::ResetForTesting(); }
 
   // A fresh authorization code of the device client and its verifier.
   std::pair<std::string, std::string> Authorize() {
@@ -77,34 +65,14 @@ class PkceClientAgainstCloud : public ::testing::Test {
     return File();
   }
 
-  Json::Value File() const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
-    return file;
-  }
+  Json::Value File() const { return JsonFileIn(root_, kTokenFile); }
 
   // The next answer of the token endpoint, whatever was asked.
   void AnswerToken(int status, const std::string &body,
                    const std::string &type = "application/json") {
-    Fault fault;
-    fault.path = kTokenPath;
-    fault.origin = "identity";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = type;
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "identity", kTokenPath, status, body, type);
   }
 
-  std::vector<LoggedRequest> TokenRequests(const std::string &grant_type) {
-    std::vector<LoggedRequest> matching;
-    for (const auto &request : cloud_->Requests("identity", kTokenPath)) {
-      if (request.FormValue("grant_type") == grant_type) matching.push_back(request);
-    }
-    return matching;
-  }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
   Account account_;
   Json::Value config_;
   PkceClientImpl client_{"tarn"};
@@ -123,7 +91,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   const int64_t lifetime = first["expires_in"].asInt64();
   ASSERT_GT(lifetime, 0);
 
-  auto exchanges = TokenRequests("authorization_code");
+  auto exchanges = TokenRequests(*cloud_, "authorization_code");
   ASSERT_EQ(exchanges.size(), 1u);
   EXPECT_EQ(exchanges[0].FormKeys(),
             (Keys{"grant_type", "client_id", "redirect_uri", "code", "code_verifier"}));
@@ -135,12 +103,12 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
 
   clock::SetForTesting(t0 + lifetime);
   EXPECT_EQ(client_.GetAccessToken(), first["access_token"].asString());
-  EXPECT_TRUE(TokenRequests("refresh_token").empty());
+  EXPECT_TRUE(TokenRequests(*cloud_, "refresh_token").empty());
 
   clock::SetForTesting(t0 + lifetime + 1);
   const std::string renewed = client_.GetAccessToken();
   EXPECT_NE(renewed, first["access_token"].asString());
-  auto renewals = TokenRequests("refresh_token");
+  auto renewals = TokenRequests(*cloud_, "refresh_token");
   ASSERT_EQ(renewals.size(), 1u);
   EXPECT_EQ(renewals[0].FormKeys(), (Keys{"grant_type", "refresh_token", "client_id"}));
   EXPECT_EQ(renewals[0].FormValue("refresh_token"), first["refresh_token"].asString());
@@ -150,7 +118,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   EXPECT_EQ(second["created_at"].asInt64(), t0 + lifetime + 1);
   // The identity token comes from the same renewed file, without another request.
   EXPECT_EQ(client_.GetIdToken(), second["id_token"].asString());
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
 }
 
 TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
@@ -326,7 +294,7 @@ TEST_F(PkceClientAgainstCloud, ProcessesFindingTheSameLapsedTokenRenewItOnce) {
   EXPECT_NE(*tokens.begin(), saved["access_token"].asString());
   // The emulator refuses a spent refresh token and revokes the session, so a second
   // renewal could not have passed unnoticed.
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
   EXPECT_GT(reads.load(), 0);
   EXPECT_EQ(torn.load(), 0);
 }

@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
@@ -29,7 +29,6 @@ const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json"
 const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
 const char kLegacyTasks[] = "/usr/vexo/etc/scheduler/tasks";
-const char kSettings[] = "/etc/vexoinfo.conf";
 const char kZone[] = "Europe/Berlin";
 const int64_t kSignInTime = 1700000000;
 
@@ -68,33 +67,12 @@ class ReportInfo : public AccountAppliance {
     return VEXOZEPHReportInfo();
   }
 
-  Json::Value TokenFile() const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
-    return file;
-  }
-
-  // Every notification the host was given, one JSON document per line.
+  Json::Value TokenFile() const { return JsonFileIn(root_, kTokenFile); }
   std::vector<Json::Value> Notifications() const {
-    std::vector<Json::Value> sent;
-    if (!root_.Exists(kNotifications)) return sent;
-    std::istringstream lines(root_.ReadFile(kNotifications));
-    for (std::string line; std::getline(lines, line);) {
-      Json::Value notification;
-      EXPECT_TRUE(json::Parse(line, notification)) << line;
-      sent.push_back(notification);
-    }
-    return sent;
+    return JsonLines(root_.ReadFile(kNotifications));
   }
-
   void Answer(int status, const std::string &body) {
-    Fault fault;
-    fault.path = kReportPath;
-    fault.origin = "account";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "account", kReportPath, status, body);
   }
 
   Account owner_;
@@ -115,8 +93,7 @@ TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheTo
     return fields;
   }());
   // The session's access token has lapsed: the report is what renews it.
-  clock::SetForTesting(tokens_before["created_at"].asInt64() +
-                       tokens_before["expires_in"].asInt64() + 1);
+  LapseToken(root_, kTokenFile);
 
   ASSERT_EQ(Report(), 0);
   EXPECT_EQ(VEXOZEPHErrGet(), 0);
@@ -169,13 +146,8 @@ TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheTo
 TEST_F(ReportInfo, ATokenThatCannotBeRenewedIsLoggedButTheGoodReportStillSucceeds) {
   SignInWithSession();
   const Json::Value tokens = TokenFile();
-  clock::SetForTesting(tokens["created_at"].asInt64() + tokens["expires_in"].asInt64() + 1);
-  Fault fault;
-  fault.path = "/oauth2/token";
-  fault.origin = "identity";
-  fault.status = 500;
-  fault.body = "down for maintenance";
-  cloud_->QueueFault(fault);
+  LapseToken(root_, kTokenFile);
+  ForceAnswer(*cloud_, "identity", "/oauth2/token", 500, "down for maintenance", "text/plain");
   LogCapture log;
 
   EXPECT_EQ(Report(), 0);
@@ -340,28 +312,6 @@ TEST_F(ReportInfo, AScheduleTheAccountFileCannotHoldIsIgnoredAndTheGoodReportGoe
   EXPECT_EQ(User().GetEmail(), owner_.email);
   EXPECT_EQ(root_.ReadFile(kCronFile), cron);
   EXPECT_EQ(log.Count("Ignored a report_cron_timestring that cannot be stored"), 2u);
-}
-
-TEST_F(ReportInfo, NoAccountOrASwitchedOffReportSendsNothingAndSucceeds) {
-  // Nobody signed in (only the emulator's host lines in the account file).
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  EXPECT_TRUE(cloud_->Requests().empty());
-
-  SignInWithSession();
-  const std::string account_file = AccountFile();
-  const std::string cron = root_.ReadFile(kCronFile);
-  root_.WriteFile(kSettings, "zeph_disable_report=\"yes\"\n");
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  EXPECT_EQ(AccountFile(), account_file);
-  EXPECT_EQ(root_.ReadFile(kCronFile), cron);
-  EXPECT_TRUE(cloud_->Requests().empty()) << "no request of any kind";
-
-  // Switched on again, the report goes out.
-  root_.WriteFile(kSettings, "zeph_disable_report=\"no\"\n");
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(Requests(kReportPath).size(), 1u);
 }
 
 }  // namespace
