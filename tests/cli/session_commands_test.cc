@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <netinet/in.h>
-#include <openssl/evp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "cli_run.h"
 #include "support/cloud_emulator.h"
 #include "support/http_client.h"
+#include "support/pkce_digest.h"
 #include "support/temp_root.h"
 
 namespace vexozeph {
@@ -27,18 +27,6 @@ const char kSerial[] = "SN2207SES0";
 const char kMac[] = "00:11:32:0c:0d:05";
 const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-
-std::string S256(const std::string &verifier) {
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  EVP_Digest(verifier.data(), verifier.size(), digest, &length, EVP_sha256(), nullptr);
-  std::string text(4 * ((length + 2) / 3) + 1, '\0');
-  text.resize(static_cast<size_t>(
-      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(&text[0]), digest, length)));
-  while (!text.empty() && text.back() == '=') text.pop_back();
-  for (char &c : text) c = c == '+' ? '-' : c == '/' ? '_' : c;
-  return text;
-}
 
 // What the tool asked the browser for: the address it printed on stderr.
 struct PrintedRequest {
@@ -120,7 +108,7 @@ TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedA
   const std::vector<LoggedRequest> exchanges = cloud_->Requests("identity", "/oauth2/token");
   ASSERT_EQ(exchanges.size(), 1u);
   const std::string verifier = exchanges[0].FormValue("code_verifier");
-  EXPECT_EQ(S256(verifier), printed.challenge);
+  EXPECT_EQ(S256Challenge(verifier), printed.challenge);
   EXPECT_EQ(exchanges[0].FormValue("code"), code);
   EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), printed.redirect_uri);
   for (const std::string &secret : {code, verifier}) {

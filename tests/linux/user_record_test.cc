@@ -3,35 +3,25 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include "support/child_process.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace {
 
 using vexozeph::User;
-using vexozeph::ZephException;
+using vexozeph::testing::CodeOf;
 using vexozeph::testing::LogCapture;
 using vexozeph::testing::RunInChild;
 using vexozeph::testing::TempRoot;
 
 const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 const uid_t kNobody = 65534;
-
-unsigned int CodeOf(const std::function<void()> &call) {
-  try {
-    call();
-  } catch (const ZephException &e) {
-    return e.GetCode();
-  }
-  return 0;
-}
 
 TEST(UserRecord, FreshApplianceGivesEveryDefault) {
   TempRoot root;
@@ -52,9 +42,10 @@ TEST(UserRecord, FreshApplianceGivesEveryDefault) {
 
 TEST(UserRecord, ValuesRoundTripWithExactKeysAndOnlyTheTwoTrueWords) {
   TempRoot root;
-  root.WriteFile(kAccountFile,
-                 "zephIDSerial=\"u-1\"\nactivated=\"true\"\ndisabled=\"1\"\nenews=\"TRUE\"\n"
-                 "critical_release=\"Yes\"\nenews_local_promotion=\"yes\"\nlast_query_time=\"x12\"\n");
+  root.WriteFile(
+      kAccountFile,
+      "zephIDSerial=\"u-1\"\nactivated=\"true\"\ndisabled=\"1\"\nenews=\"TRUE\"\n"
+      "critical_release=\"Yes\"\nenews_local_promotion=\"yes\"\nlast_query_time=\"x12\"\n");
   User user;
   EXPECT_EQ(user.GetEmail(), "") << "zephID must not match zephIDSerial";
   EXPECT_FALSE(user.Exists());
@@ -90,8 +81,8 @@ TEST(UserRecord, ALineBreakInAValueIsRefusedAndNothingChanges) {
   user.SetEmail("owner@example.com");
   const std::string before = root.ReadFile(kAccountFile);
   LogCapture log;
-  EXPECT_EQ(CodeOf([&] { user.SetName("Eve\nzephID=\"attacker\""); }), 19u);
-  EXPECT_EQ(CodeOf([&] { user.SetCountry("x\ry"); }), 19u);
+  EXPECT_EQ(CodeOf([&] { user.SetName("Eve\nzephID=\"attacker\""); }), 19);
+  EXPECT_EQ(CodeOf([&] { user.SetCountry("x\ry"); }), 19);
   EXPECT_EQ(root.ReadFile(kAccountFile), before);
   EXPECT_EQ(log.Count("user:379 Failed to set zeph config for full_name:"), 1u);
   EXPECT_EQ(user.GetEmail(), "owner@example.com");
@@ -110,8 +101,8 @@ TEST(UserRecord, AValueThatCannotBeReadBackWholeIsRefusedUnwritten) {
   const std::string before = root.ReadFile(kAccountFile);
   LogCapture log;
   const std::string too_long = "secret-key" + std::string(2038, 'k');
-  EXPECT_EQ(CodeOf([&] { user.SetAuthKey(too_long); }), 19u);
-  EXPECT_EQ(CodeOf([&] { user.SetName(std::string(5 * 1024 * 1024, 'n')); }), 19u);
+  EXPECT_EQ(CodeOf([&] { user.SetAuthKey(too_long); }), 19);
+  EXPECT_EQ(CodeOf([&] { user.SetName(std::string(5 * 1024 * 1024, 'n')); }), 19);
   EXPECT_EQ(CodeOf([&] {
               user.SetUserId(
                   std::string("7\0"
@@ -121,7 +112,7 @@ TEST(UserRecord, AValueThatCannotBeReadBackWholeIsRefusedUnwritten) {
             19u);
   EXPECT_EQ(root.ReadFile(kAccountFile), before);
   EXPECT_EQ(user.GetAuthKey(), longest);
-  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for bx_auth_key:secret-key..."), 1u);
+  EXPECT_EQ(log.Count("user:379 Failed to set zeph config for bx_auth_key:secret-key..."), 1);
   EXPECT_EQ(log.Count("kkkkkkkkkk"), 0u) << "the value never reaches the log whole";
 }
 
@@ -165,7 +156,8 @@ TEST(UserRecord, WritesLeaveTheFileRootOnlyAndPrivilegesAreRestored) {
   // A process that dropped root for good gets code 6 and never touches the file.
   const std::string before = root.ReadFile(kAccountFile);
   rc = RunInChild([&] {
-    if (::setresgid(kNobody, kNobody, kNobody) != 0 || ::setresuid(kNobody, kNobody, kNobody) != 0) {
+    if (::setresgid(kNobody, kNobody, kNobody) != 0 ||
+        ::setresuid(kNobody, kNobody, kNobody) != 0) {
       return 10;
     }
     LogCapture log;
@@ -200,8 +192,9 @@ TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
   info.activated = 1;
   ASSERT_EQ(VEXOZEPHAccountSet(&info), 0);
   std::string content = root.ReadFile(kAccountFile);
-  EXPECT_EQ(content, "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
-                     "zephIDSerial=\"u-1\"\n");
+  EXPECT_EQ(content,
+            "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
+            "zephIDSerial=\"u-1\"\n");
 
   std::string long_name(2000, 'n');
   std::memcpy(info.full_name, long_name.c_str(), 1023);
@@ -214,7 +207,7 @@ TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
   ASSERT_EQ(VEXOZEPHAccountGet(&back), 0);
   EXPECT_STREQ(back.email, "owner@example.com");
   EXPECT_STREQ(back.country, "FR");
-  EXPECT_EQ(std::strlen(back.full_name), 1023u);
+  EXPECT_EQ(std::strlen(back.full_name), 1023);
   EXPECT_EQ(back.activated, 1);
   EXPECT_EQ(back.enews_local_promotion, 1);
   EXPECT_EQ(back.disabled, 0);
