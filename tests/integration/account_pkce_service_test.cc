@@ -82,6 +82,15 @@ class AccountPkceSession : public AccountAppliance {
     return count;
   }
 
+  // Nothing of the session is left here, and the listeners heard of it once.
+  void ExpectSignedOut() const {
+    EXPECT_FALSE(HasAccountFile());
+    EXPECT_FALSE(root_.Exists(kTokenFile));
+    EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+    EXPECT_FALSE(root_.Exists(kCronJobs));
+    EXPECT_EQ(LogoutEvents(), 1u);
+  }
+
   Account owner_;
 };
 
@@ -204,11 +213,7 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
   EXPECT_EQ(sent[1].Header("X-Client-ID"), "zeph-device");
   EXPECT_EQ(sent[1].status, 200);
 
-  EXPECT_FALSE(HasAccountFile());
-  EXPECT_FALSE(root_.Exists(kTokenFile));
-  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
-  EXPECT_FALSE(root_.Exists(kCronJobs));
-  EXPECT_EQ(LogoutEvents(), 1u);
+  ExpectSignedOut();
   EXPECT_EQ(log.Count("Logged out Vexona Account: pat@example.com"), 1u);
   // The listeners heard of the sign-out before anything was removed.
   EXPECT_NE(Heard().find("zeph/logout pre token\n"), std::string::npos) << Heard();
@@ -298,11 +303,7 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
   EXPECT_EQ(sent[0].FormKeys(), (Keys{"serial_no", "id", "auth_key", "access_token"}));
   EXPECT_EQ(sent[0].FormValue("access_token"), access_token);
   EXPECT_EQ(cloud_->RevokeAccessToken(access_token), 0);
-  EXPECT_FALSE(HasAccountFile());
-  EXPECT_FALSE(root_.Exists(kTokenFile));
-  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
-  EXPECT_FALSE(root_.Exists(kCronJobs));
-  EXPECT_EQ(LogoutEvents(), 1u);
+  ExpectSignedOut();
 }
 
 TEST_F(AccountPkceSession, SigningOutLocallyNeverAsksTheServer) {
@@ -312,12 +313,8 @@ TEST_F(AccountPkceSession, SigningOutLocallyNeverAsksTheServer) {
   cloud_->ClearRequests();
   EXPECT_EQ(VEXOZEPHAccountLogout(false), 0);
   EXPECT_TRUE(cloud_->Requests().empty());
-  EXPECT_FALSE(HasAccountFile());
-  EXPECT_FALSE(root_.Exists(kTokenFile));
-  EXPECT_FALSE(root_.Exists(kPackageTokenFile));
+  ExpectSignedOut();
   EXPECT_TRUE(root_.Exists("/usr/vexo/etc/vexona-account/private/notes.json"));
-  EXPECT_FALSE(root_.Exists(kCronJobs));
-  EXPECT_EQ(LogoutEvents(), 1u);
 
   // Without an account, a remote sign-out has no one to sign out and clears locally.
   root_.WriteFile(kPackageTokenFile, "{}");

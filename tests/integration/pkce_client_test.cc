@@ -1,22 +1,15 @@
 // The device client's tokens against the cloud emulator: the code exchange, renewal once
-// the token has lapsed by the library's clock, the answers that must be refused, and
-// many processes finding the same lapsed token at once.
+// the token has lapsed by the library's clock, and the answers that must be refused.
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <fstream>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
-#include "support/child_process.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
@@ -229,74 +222,6 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
   clock::SetForTesting(t0 + 100000);
   EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }), VEXOZEPH_ERR_AUTH);
   EXPECT_EQ(File(), renewed);
-}
-
-TEST_F(PkceClientAgainstCloud, ProcessesFindingTheSameLapsedTokenRenewItOnce) {
-  const int64_t t0 = 1700000000;
-  Json::Value saved = SignIn(t0);
-  clock::SetForTesting(t0 + saved["expires_in"].asInt64() + 1);
-  cloud_->ClearRequests();
-
-  const int kProcesses = 16;
-  int go[2];
-  ASSERT_EQ(::pipe(go), 0);
-  std::vector<pid_t> children;
-  for (int i = 0; i < kProcesses; ++i) {
-    const std::string result = root_.Path("/tmp/token-" + std::to_string(i));
-    const Json::Value config = config_;
-    pid_t pid = StartChild([go, result, config] {
-      ::close(go[1]);
-      char byte = 0;
-      if (::read(go[0], &byte, 1) != 1) return 2;
-      std::ofstream out(result);
-      try {
-        PkceClient client("tarn");
-        client.SetPkceConfig(config);
-        out << client.GetAccessToken();
-        return 0;
-      } catch (const ZephException &e) {
-        out << e.what();
-        return 1;
-      }
-    });
-    ASSERT_GT(pid, 0);
-    children.push_back(pid);
-  }
-  ::close(go[0]);
-
-  // While they run, every read of the token file must find a whole JSON document.
-  std::atomic<bool> done{false};
-  std::atomic<int> reads{0};
-  std::atomic<int> torn{0};
-  std::thread reader([&] {
-    while (!done.load()) {
-      Json::Value file;
-      if (!json::FromFile(root_.Path(kTokenFile), file) || !file.isObject()) ++torn;
-      ++reads;
-    }
-  });
-  const std::string start(kProcesses, 'g');
-  ASSERT_EQ(::write(go[1], start.data(), start.size()), kProcesses);
-  ::close(go[1]);
-  std::vector<int> exits;
-  for (pid_t pid : children) exits.push_back(WaitChild(pid));
-  done.store(true);
-  reader.join();
-
-  std::set<std::string> tokens;
-  for (int i = 0; i < kProcesses; ++i) {
-    const std::string got = root_.ReadFile("/tmp/token-" + std::to_string(i));
-    EXPECT_EQ(exits[i], 0) << got;
-    tokens.insert(got);
-  }
-  EXPECT_EQ(tokens.size(), 1u);
-  EXPECT_EQ(*tokens.begin(), File()["access_token"].asString());
-  EXPECT_NE(*tokens.begin(), saved["access_token"].asString());
-  // The emulator refuses a spent refresh token and revokes the session, so a second
-  // renewal could not have passed unnoticed.
-  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
-  EXPECT_GT(reads.load(), 0);
-  EXPECT_EQ(torn.load(), 0);
 }
 
 }  // namespace
