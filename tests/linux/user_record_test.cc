@@ -182,20 +182,12 @@ TEST(AccountRecord, GetAndSetThroughTheFixedCRecord) {
   EXPECT_EQ(VEXOZEPHAccountGet(nullptr), -1);
   EXPECT_EQ(VEXOZEPHErrGet(), 1);
 
-  // Identity only: a record without a query time leaves the profile alone.
-  User().SetCountry("DE");
   std::memset(&info, 0, sizeof(info));
   std::strcpy(info.email, "owner@example.com");
   std::strcpy(info.auth_key, "key-1");
   std::strcpy(info.user_id, "u-1");
   std::strcpy(info.country, "FR");
   info.activated = 1;
-  ASSERT_EQ(VEXOZEPHAccountSet(&info), 0);
-  std::string content = root.ReadFile(kAccountFile);
-  EXPECT_EQ(content,
-            "country=\"DE\"\nzephID=\"owner@example.com\"\nbx_auth_key=\"key-1\"\n"
-            "zephIDSerial=\"u-1\"\n");
-
   std::string long_name(2000, 'n');
   std::memcpy(info.full_name, long_name.c_str(), 1023);
   info.last_query_time = 1700000000;
