@@ -42,17 +42,12 @@ class AccountLogin : public AccountAppliance {
   // An access token of the device client for `account`, obtained the way the management
   // interface does: authorization code with PKCE, exchanged at the identity host.
   std::string AccessTokenFor(const Account &account) {
-    PkcePair pair = PkcePair::Make();
-    SignInRequest request;
-    request.email = account.email;
-    request.password = account.password;
-    request.scope = cloud_->DeviceScope(kSerial, kMac);
-    request.code_challenge = pair.challenge;
+    const auto code = DeviceCode(*cloud_, account, kSerial, kMac);
     const std::string form = FormBody({{"grant_type", "authorization_code"},
                                        {"client_id", "zeph-device"},
-                                       {"code", cloud_->AuthorizeCode(request)},
+                                       {"code", code.first},
                                        {"redirect_uri", cloud_->LoginRedirectUri()},
-                                       {"code_verifier", pair.verifier}});
+                                       {"code_verifier", code.second}});
     const HttpResult answer = Http("POST", cloud_->IdentityOrigin() + "/oauth2/token", form,
                                    "application/x-www-form-urlencoded", cloud_->CaFile());
     Json::Value tokens;

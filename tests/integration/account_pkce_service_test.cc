@@ -179,9 +179,7 @@ TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchan
   EXPECT_EQ(after["created_at"].asInt64(), clock::Now());
   EXPECT_EQ(AccountPkceService().GetAccessToken(), fresh);
   EXPECT_TRUE(User().Exists());
-  for (const auto &line : log.Lines()) {
-    EXPECT_EQ(line.find(User().GetAuthKey()), std::string::npos) << line;
-  }
+  EXPECT_EQ(log.Count(User().GetAuthKey()), 0u) << "the auth key is never logged whole";
 }
 
 TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoToken) {
@@ -360,10 +358,8 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
       EXPECT_EQ(log.Count("Failed to ExchangeAuthKey by [" + access_token.substr(0, 10) + "...]"),
                 1u);
     }
-    for (const auto &line : log.Lines()) {
-      EXPECT_EQ(line.find(access_token), std::string::npos) << line;
-      EXPECT_EQ(line.find("secret-auth-key-0123456789"), std::string::npos) << line;
-    }
+    EXPECT_EQ(log.Count(access_token), 0u);
+    EXPECT_EQ(log.Count("secret-auth-key-0123456789"), 0u);
     EXPECT_EQ(message.find("secret-auth-key-0123456789"), std::string::npos) << message;
   }
   const std::vector<LoggedRequest> sent = cloud_->Requests("account", kExchangePath);

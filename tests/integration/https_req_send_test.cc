@@ -68,6 +68,11 @@ struct Call {
   VEXOZEPH_HTTPS_RESPONSE response = {};
 };
 
+// A request to the echo path with one field of the caller's own.
+struct EchoCall : Call {
+  explicit EchoCall(const std::string &host) : Call(host, kEchoPath) { Param("k", "v"); }
+};
+
 class HttpsRequestSend : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -149,8 +154,7 @@ TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
 
 TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   {
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(emulator_->AccountOrigin());
     Answer(kEchoPath, 400, "  badauth \r\n");
     ASSERT_EQ(call.Send(), 0);
     EXPECT_STREQ(call.response.data, "badauth");
@@ -162,8 +166,7 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   }
   {
     // Garbage is handed back as text; judging it is the caller's business.
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(emulator_->AccountOrigin());
     Answer(kEchoPath, 200, std::string("\x01{[\"") + std::string(1, '\0') + "tail");
     ASSERT_EQ(call.Send(), 0);
     EXPECT_STREQ(call.response.data, "\x01{[\"");
@@ -171,8 +174,7 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   char untouched[] = "previous";
   for (int status : {200, 400, 500, 302}) {
     LogCapture log;
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(emulator_->AccountOrigin());
     call.response.data = untouched;
     const bool accepted = status == 200 || status == 400;
     Answer(kEchoPath, status, accepted ? "" : "oops");
@@ -193,8 +195,7 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   drop.drop = true;
   emulator_->QueueFault(drop);
   emulator_->ClearRequests();
-  Call call(emulator_->AccountOrigin(), kEchoPath);
-  call.Param("k", "v");
+  EchoCall call(emulator_->AccountOrigin());
   EXPECT_EQ(call.Send(), -1);
   EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
   EXPECT_EQ(call.response.result, CURLE_GOT_NOTHING);
@@ -203,14 +204,12 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
 }
 
 TEST_F(HttpsRequestSend, ReplyBodyIsCappedAtEightMebibytes) {
-  Call fits(emulator_->AccountOrigin(), kEchoPath);
-  fits.Param("k", "v");
+  EchoCall fits(emulator_->AccountOrigin());
   Answer(kEchoPath, 200, std::string(kReplyCap, 'x'));
   ASSERT_EQ(fits.Send(), 0);
   EXPECT_EQ(std::strlen(fits.response.data), kReplyCap);
 
-  Call over(emulator_->AccountOrigin(), kEchoPath);
-  over.Param("k", "v");
+  EchoCall over(emulator_->AccountOrigin());
   Answer(kEchoPath, 200, std::string(kReplyCap + 1, 'x'));
   VEXOZEPHErrSet(0);
   EXPECT_EQ(over.Send(), -1);
@@ -232,8 +231,7 @@ TEST_F(HttpsRequestSend, OnlyTheRootsCaFileIsTrusted) {
   emulator_->ClearRequests();
   for (bool remove : {false, true}) {
     if (remove) std::filesystem::remove(root_.Path(kCaFile), ignored);
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(emulator_->AccountOrigin());
     VEXOZEPHErrSet(0);
     EXPECT_EQ(call.Send(), -1);
     EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
@@ -310,8 +308,7 @@ TEST_F(StalledReply, LowSpeedRuleEndsEachAttemptAndTheCallFails) {
   vexozeph::https::SetTimeoutsForTesting({2, 30, 15});
   LogCapture log;
   TrickleNext(3);
-  Call call(emulator_->AccountOrigin(), kEchoPath);
-  call.Param("k", "v");
+  EchoCall call(emulator_->AccountOrigin());
   VEXOZEPHErrSet(0);
   EXPECT_EQ(call.Send(), -1);
   ExpectFailedAfter(call, 3, log);

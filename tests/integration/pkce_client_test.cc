@@ -41,13 +41,7 @@ class PkceClientAgainstCloud : public AccountAppliance {
 
   // A fresh authorization code of the device client and its verifier.
   std::pair<std::string, std::string> Authorize() {
-    PkcePair pair = PkcePair::Make();
-    SignInRequest request;
-    request.email = account_.email;
-    request.password = account_.password;
-    request.scope = cloud_->DeviceScope(kSerial, kMac);
-    request.code_challenge = pair.challenge;
-    return {cloud_->AuthorizeCode(request), pair.verifier};
+    return DeviceCode(*cloud_, account_, kSerial, kMac);
   }
 
   // Signs in at `now` and returns the saved token file.
@@ -148,10 +142,8 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
     if (c.code == VEXOZEPH_ERR_TOKEN_STATE) {
       EXPECT_EQ(log.Count("Failed to PkceLogin by [code-01234...|verifier-0...], resp="), 1u);
     }
-    for (const auto &line : log.Lines()) {
-      EXPECT_EQ(line.find(code), std::string::npos) << line;
-      EXPECT_EQ(line.find(verifier), std::string::npos) << line;
-    }
+    EXPECT_EQ(log.Count(code), 0u);
+    EXPECT_EQ(log.Count(verifier), 0u);
   }
 
   // A cut connection is a transport error with libcurl's own code in the text.
@@ -206,10 +198,8 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
     if (c.body == half) {
       EXPECT_EQ(log.Count("Failed to RenewToken by [" + refresh.substr(0, 10) + "...], resp="), 1u);
       // Neither the spent refresh token nor the half answer's tokens are logged whole.
-      for (const auto &line : log.Lines()) {
-        EXPECT_EQ(line.find(refresh), std::string::npos) << line;
-        EXPECT_EQ(line.find("fresh-access-0123456789"), std::string::npos) << line;
-      }
+      EXPECT_EQ(log.Count(refresh), 0u);
+      EXPECT_EQ(log.Count("fresh-access-0123456789"), 0u);
       EXPECT_EQ(message.find("fresh-refresh-0123456789"), std::string::npos) << message;
     }
   }

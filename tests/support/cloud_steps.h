@@ -9,6 +9,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/clock.h"
@@ -31,6 +32,20 @@ inline void ForceAnswer(CloudEmulator &cloud, const std::string &origin, const s
   fault.body = body;
   fault.content_type = content_type;
   cloud.QueueFault(fault);
+}
+
+// A code of the device client for `account`, issued as the sign-in page issues it for the
+// device `serial` and `mac`, and the verifier it was issued against.
+inline std::pair<std::string, std::string> DeviceCode(CloudEmulator &cloud, const Account &account,
+                                                      const std::string &serial,
+                                                      const std::string &mac) {
+  const PkcePair pair = PkcePair::Make();
+  SignInRequest request;
+  request.email = account.email;
+  request.password = account.password;
+  request.scope = cloud.DeviceScope(serial, mac);
+  request.code_challenge = pair.challenge;
+  return {cloud.AuthorizeCode(request), pair.verifier};
 }
 
 // The identity host's token requests of `grant_type`, of `client_id` when one is given.
