@@ -1,33 +1,19 @@
-// A device in a throwaway root, wired to a fresh cloud emulator, on which the tool runs.
+// The tool run against a device wired to a fresh cloud emulator.
 #ifndef VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
 #define VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli_run.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
+#include "support/device_on_cloud.h"
 
 namespace vexozeph {
 namespace testing {
 
-class CliAgainstCloud : public ::testing::Test {
+class CliAgainstCloud : public DeviceOnCloud {
  protected:
-  static constexpr const char *kSerial = "SN2207CLI0";
-  static constexpr const char *kMac = "00:11:32:0c:0d:01";
-  static constexpr const char *kAccountFile = "/usr/vexo/etc/vexona-account/private/user.conf";
-
-  void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
-  }
-
   CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
     return RunCli(VEXOZEPH_CLI_BINARY, args, input);
   }
@@ -42,9 +28,6 @@ class CliAgainstCloud : public ::testing::Test {
     }
     return "";
   }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
 };
 
 }  // namespace testing
