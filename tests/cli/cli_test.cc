@@ -6,22 +6,17 @@
 
 #include <algorithm>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli_run.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
+#include "cli_fixture.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207CLI0";
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 const char kRelayConfig[] = "/usr/vexo/etc/vexorelayd/vexorelayd.conf";
 
 std::string ReadSourceFile(const std::string &path) {
@@ -29,18 +24,6 @@ std::string ReadSourceFile(const std::string &path) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
-}
-
-// The value of `key` in a key-value file's text: key="value".
-std::string KeyValue(const std::string &file, const std::string &key) {
-  std::istringstream lines(file);
-  const std::string start = key + "=\"";
-  for (std::string line; std::getline(lines, line);) {
-    if (line.compare(0, start.size(), start) != 0) continue;
-    const size_t end = line.find('"', start.size());
-    return line.substr(start.size(), end == std::string::npos ? end : end - start.size());
-  }
-  return "";
 }
 
 // Every "--name" in a help text.
@@ -78,13 +61,8 @@ std::string Unescaped(std::string roff) {
   return roff;
 }
 
-class Cli : public ::testing::Test {
+class Cli : public CliAgainstCloud {
  protected:
-  void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    root_.WriteFile("/etc/vexozeph/mac", "00:11:32:0c:0d:01\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
-  }
 
   Account MakeAccount(const std::string &email) {
     NewAccount wanted;
@@ -94,22 +72,13 @@ class Cli : public ::testing::Test {
     return cloud_->CreateAccount(wanted);
   }
 
-  CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
-    return RunCli(VEXOZEPH_CLI_BINARY, args, input);
-  }
-
   CliResult SignIn(const Account &account, const std::vector<std::string> &extra = {}) {
     std::vector<std::string> args = {"login", "--email", account.email, "--password-stdin"};
     args.insert(args.end(), extra.begin(), extra.end());
     return Run(args, account.password + "\n");
   }
 
-  std::string StoredAuthKey() const {
-    return KeyValue(root_.ReadFile(kAccountFile), "bx_auth_key");
-  }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
+  std::string StoredAuthKey() const { return Stored("bx_auth_key"); }
 };
 
 TEST_F(Cli, PasswordLoginFromStdinSignsInAndStatusShowsTheAccount) {
@@ -166,7 +135,7 @@ TEST_F(Cli, VerboseRunsMirrorTheLibrarysLogLinesButNeverTheSecrets) {
   CliResult query = Run({"query", "--fresh", "-v", "--json"});
   ASSERT_EQ(query.status, 0) << query.err;
 
-  const std::string user_id = KeyValue(root_.ReadFile(kAccountFile), "zephIDSerial");
+  const std::string user_id = Stored("zephIDSerial");
   CliResult by_key =
       RunCli(VEXOZEPH_CLI_BINARY, {"login", "-v", "--key", user_id}, auth_key + "\n");
   ASSERT_EQ(by_key.status, 0) << by_key.err;
@@ -327,7 +296,7 @@ TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
   EXPECT_EQ(StoredAuthKey(), "") << "registering signs nothing in";
   Account gus{"", "gus@example.com", "First-pass-1"};
   ASSERT_EQ(SignIn(gus).status, 0);
-  gus.id = KeyValue(root_.ReadFile(kAccountFile), "zephIDSerial");
+  gus.id = Stored("zephIDSerial");
   EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Owner");
 
   CliResult renamed =

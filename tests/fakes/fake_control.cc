@@ -131,20 +131,11 @@ void SetNewApiKey(const std::string &key) {
 void SetCloudServiceErrorCode(int code) {
   Change([&](internal::State &s) { s.cloud_service_error = code; });
 }
-void SetDeviceToken(const std::string &token) {
-  Change([&](internal::State &s) { s.device_token = token; });
-}
 void SetZone(const std::string &name) {
   Change([&](internal::State &s) { s.zone = name; });
 }
 void SetZoneInfo(const Variables &info) {
   Change([&](internal::State &s) { s.zone_info = info; });
-}
-void SetPkcePair(const std::string &challenge, const std::string &verifier) {
-  Change([&](internal::State &s) {
-    s.challenge = challenge;
-    s.verifier = verifier;
-  });
 }
 void SetPaymentAccount(const std::string &account) {
   Change([&](internal::State &s) { s.payment_account = account; });
@@ -198,12 +189,6 @@ std::vector<std::string> CronRemovals() {
 }
 std::vector<std::string> ScheduleRemovals() {
   return Copy(Get().schedule_removals);
-}
-
-Json::Value CronJobs(const std::string &group) {
-  std::lock_guard<std::mutex> guard(Mutex());
-  auto found = Get().cron_jobs.find(group);
-  return found != Get().cron_jobs.end() ? found->second : Json::Value();
 }
 
 }  // namespace fake

@@ -95,15 +95,10 @@ void SetApiKey(const std::string &key);
 void SetNewApiKey(const std::string &key);
 // What VEXOCloudServiceGetErrorCode answers, whatever happened before. [0]
 void SetCloudServiceErrorCode(int code);
-// The device token of VEXOCloudServiceBxtokenGenerateToken.
-// ["0123456789abcdef0123456789abcdef"]
-void SetDeviceToken(const std::string &token);
 // The zone name of VEXOZoneGet ["Taipei"] and the properties VEXOZoneGetInfo sets for any
 // zone [{"nameInTZDB", "Asia/Taipei"}, {"offset", "+08:00"}]; no properties makes it fail.
 void SetZone(const std::string &name);
 void SetZoneInfo(const Variables &info);
-// The pair of vexo_challenge_verifier_no_save. [the example pair of RFC 7636, appendix B]
-void SetPkcePair(const std::string &challenge, const std::string &verifier);
 // The account name VEXOPaymentZephAccountGet puts at the start of the record; "" makes it
 // fail as when no account is stored. [""]
 void SetPaymentAccount(const std::string &account);
@@ -128,8 +123,6 @@ std::vector<Command> Commands();
 std::vector<int> CloudServiceActions();
 std::vector<CronSave> CronSaves();
 std::vector<std::string> CronRemovals();
-// The job list the cron manager holds for `group` now (null when none).
-Json::Value CronJobs(const std::string &group);
 std::vector<std::string> ScheduleRemovals();
 
 }  // namespace fake

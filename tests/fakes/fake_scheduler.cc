@@ -38,7 +38,6 @@ int ConfigManager::Save(const Json::Value &jobs) {
   if (Enter("ConfigManager::Save", {impl_->group, Compact(jobs)})) return 0;
   std::lock_guard<std::mutex> guard(Mutex());
   Get().cron_saves.push_back({impl_->group, jobs});
-  Get().cron_jobs[impl_->group] = jobs;
   return 1;
 }
 
@@ -46,7 +45,6 @@ int ConfigManager::Remove() {
   if (Enter("ConfigManager::Remove", {impl_->group})) return 0;
   std::lock_guard<std::mutex> guard(Mutex());
   Get().cron_removals.push_back(impl_->group);
-  Get().cron_jobs.erase(impl_->group);
   return 1;
 }
 

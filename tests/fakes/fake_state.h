@@ -54,7 +54,6 @@ struct State {
   std::vector<int> cloud_service_actions;
   std::vector<CronSave> cron_saves;
   std::vector<std::string> cron_removals;
-  std::map<std::string, Json::Value> cron_jobs;
   std::vector<std::string> schedule_removals;
 };
 

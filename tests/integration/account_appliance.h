@@ -6,34 +6,24 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "internal/clock.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
+#include "support/device_on_cloud.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
 
 namespace vexozeph {
 namespace testing {
 
-class AccountAppliance : public ::testing::Test {
+class AccountAppliance : public DeviceOnCloud {
  protected:
-  static constexpr const char *kSerial = "SN2207ACCT";
-  static constexpr const char *kMac = "00:11:32:0a:0b:0c";
-  static constexpr const char *kAccountFile = "/usr/vexo/etc/vexona-account/private/user.conf";
   static constexpr const char *kApiKeyFile = "/usr/vexo/etc/cloud_service/apikey";
   static constexpr const char *kLoginPath = "device/api/password_login";
   static constexpr const char *kLaunchPath = "good/user/launch";
   static constexpr const char *kQueryPath = "device/api/user/query";
 
-  void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
-  }
   void TearDown() override { clock::ResetForTesting(); }
 
   Account MakeAccount(const std::string &email, NewAccount wanted = NewAccount()) {
@@ -57,9 +47,6 @@ class AccountAppliance : public ::testing::Test {
 
   std::string AccountFile() const { return root_.ReadFile(kAccountFile); }
   bool HasAccountFile() const { return root_.Exists(kAccountFile); }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
 };
 
 }  // namespace testing

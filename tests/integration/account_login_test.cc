@@ -1,16 +1,16 @@
 // Password, token and key sign-in against the cloud emulator: what the server saw, what
 // the account file keeps, and how refusals and API-key trouble end.
-#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "account_appliance.h"
 #include "internal/json_utils.h"
+#include "support/cloud_steps.h"
+#include "support/http_client.h"
 #include "support/log_capture.h"
 #include "vexozeph/user.h"
 
@@ -27,18 +27,6 @@ const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
 const char kLoginHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
 const Keys kQueryForm = {"bx_sn", "bx_token", "id", "auth_key", "serial_no"};
 
-size_t AppendBody(char *data, size_t size, size_t count, void *target) {
-  static_cast<std::string *>(target)->append(data, size * count);
-  return size * count;
-}
-
-std::string Escape(CURL *curl, const std::string &text) {
-  char *escaped = curl_easy_escape(curl, text.c_str(), static_cast<int>(text.size()));
-  std::string result(escaped);
-  curl_free(escaped);
-  return result;
-}
-
 class AccountLogin : public AccountAppliance {
  protected:
   // The appliance's current cloud-service API key as the platform stores it.
@@ -49,42 +37,22 @@ class AccountLogin : public AccountAppliance {
   }
 
   // Forces the next login answer's body, as a server would send it with status 200.
-  void ForceLoginBody(const std::string &body) {
-    Fault fault;
-    fault.path = kLoginPath;
-    fault.status = 200;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
-  }
+  void ForceLoginBody(const std::string &body) { ForceAnswer(*cloud_, "", kLoginPath, 200, body); }
 
   // An access token of the device client for `account`, obtained the way the management
   // interface does: authorization code with PKCE, exchanged at the identity host.
   std::string AccessTokenFor(const Account &account) {
-    PkcePair pair = PkcePair::Make();
-    SignInRequest request;
-    request.email = account.email;
-    request.password = account.password;
-    request.scope = cloud_->DeviceScope(kSerial, kMac);
-    request.code_challenge = pair.challenge;
-    const std::string code = cloud_->AuthorizeCode(request);
-
-    std::unique_ptr<CURL, void (*)(CURL *)> curl(curl_easy_init(), curl_easy_cleanup);
-    const std::string form =
-        "grant_type=authorization_code&client_id=zeph-device&code=" + Escape(curl.get(), code) +
-        "&redirect_uri=" + Escape(curl.get(), cloud_->LoginRedirectUri()) +
-        "&code_verifier=" + Escape(curl.get(), pair.verifier);
-    const std::string url = cloud_->IdentityOrigin() + "/oauth2/token";
-    std::string body;
-    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, cloud_->CaFile().c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, form.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, AppendBody);
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &body);
-    EXPECT_EQ(curl_easy_perform(curl.get()), CURLE_OK);
-    Json::Value answer;
-    EXPECT_TRUE(json::FromString(body, answer)) << body;
-    return json::StringOr(answer, "access_token");
+    const auto code = DeviceCode(*cloud_, account, kSerial, kMac);
+    const std::string form = FormBody({{"grant_type", "authorization_code"},
+                                       {"client_id", "zeph-device"},
+                                       {"code", code.first},
+                                       {"redirect_uri", cloud_->LoginRedirectUri()},
+                                       {"code_verifier", code.second}});
+    const HttpResult answer = Http("POST", cloud_->IdentityOrigin() + "/oauth2/token", form,
+                                   "application/x-www-form-urlencoded", cloud_->CaFile());
+    Json::Value tokens;
+    EXPECT_TRUE(json::FromString(answer.body, tokens)) << answer.body;
+    return json::StringOr(tokens, "access_token");
   }
 };
 
@@ -215,43 +183,37 @@ TEST_F(AccountLogin, UnknownApiKeyIsReplacedOnceInTheSamePlaceOfTheForm) {
   EXPECT_EQ(User().GetUserId(), ann.id);
 }
 
-TEST_F(AccountLogin, ASecondApiKeyRefusalEndsTheLogin) {
+TEST_F(AccountLogin, ASecondUnknownOrAnExpiredApiKeyEndsTheLoginAndChangesNothing) {
   const Account ann = MakeAccount("ann@example.com");
-  // The server insists on a key this appliance never has.
-  NewDevice device;
-  device.serial = kSerial;
-  device.mac = kMac;
-  device.api_key = "a-key-this-appliance-never-registers";
-  cloud_->CreateDevice(device);
-  cloud_->ClearRequests();
-  const std::string before = AccountFile();
-
-  Json::Value response;
-  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_APIKEY_NOT_FOUND);
-  EXPECT_EQ(Requests(kLoginPath).size(), 2u);
-  EXPECT_TRUE(Requests(kQueryPath).empty());
-  EXPECT_EQ(AccountFile(), before);
-}
-
-TEST_F(AccountLogin, ExpiredApiKeyIsHandedToThePlatformAndTheLoginFails) {
-  const Account ann = MakeAccount("ann@example.com");
-  NewDevice device;
-  device.serial = kSerial;
-  device.mac = kMac;
-  device.api_key_expired = true;
-  cloud_->CreateDevice(device);
-  cloud_->ClearRequests();
-  const std::string before = AccountFile();
-
-  Json::Value response;
-  EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_APIKEY_EXPIRED);
-  // No retry: the platform renews the key and the user signs in again afterwards.
-  const std::vector<LoggedRequest> logins = Requests(kLoginPath);
-  ASSERT_EQ(logins.size(), 1u);
-  EXPECT_NE(StoredApiKey(), logins[0].FormValue("api_key"));
-  EXPECT_EQ(AccountFile(), before);
+  struct Case {
+    const char *what;
+    NewDevice device;
+    int error;
+    size_t logins;
+  };
+  NewDevice insisting;  // wants a key this appliance never has
+  insisting.api_key = "a-key-this-appliance-never-registers";
+  NewDevice expired;
+  expired.api_key_expired = true;
+  // No retry for an expired key: the platform renews it and the user signs in again.
+  const Case cases[] = {{"unknown twice", insisting, VEXOZEPH_ERR_APIKEY_NOT_FOUND, 2},
+                        {"expired", expired, VEXOZEPH_ERR_APIKEY_EXPIRED, 1}};
+  for (Case c : cases) {
+    SCOPED_TRACE(c.what);
+    c.device.serial = kSerial;
+    c.device.mac = kMac;
+    cloud_->CreateDevice(c.device);
+    cloud_->ClearRequests();
+    const std::string before = AccountFile();
+    Json::Value response;
+    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.error);
+    const std::vector<LoggedRequest> logins = Requests(kLoginPath);
+    ASSERT_EQ(logins.size(), c.logins);
+    EXPECT_NE(StoredApiKey(), logins[0].FormValue("api_key")) << "the key was replaced";
+    EXPECT_TRUE(Requests(kQueryPath).empty());
+    EXPECT_EQ(AccountFile(), before);
+  }
 }
 
 TEST_F(AccountLogin, TokenLoginSendsLanguageZoneAndDeviceInItsOrder) {

@@ -1,30 +1,20 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <functional>
 #include <string>
 
 #include "account_appliance.h"
 #include "support/log_capture.h"
+#include "support/zeph_code.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/user.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace {
 
 using vexozeph::AccountService;
-using vexozeph::ZephException;
 using vexozeph::testing::AccountAppliance;
+using vexozeph::testing::CodeOf;
 using vexozeph::testing::LogCapture;
-
-unsigned int CodeOf(const std::function<void()> &call) {
-  try {
-    call();
-  } catch (const ZephException &e) {
-    return e.GetCode();
-  }
-  return 0;
-}
 
 class AccountServiceFacade : public AccountAppliance {};
 
@@ -37,8 +27,8 @@ TEST_F(AccountServiceFacade, LoginAnswersOrThrowsTheLastError) {
   EXPECT_TRUE(vexozeph::User().Exists());
 
   LogCapture log;
-  EXPECT_EQ(CodeOf([&] { service.Login(account.email, "wrong"); }), 14u);
-  EXPECT_EQ(log.Count("VEXOZEPHAccountLogin failed, email=owner@example.com"), 1u);
+  EXPECT_EQ(CodeOf([&] { service.Login(account.email, "wrong"); }), 14);
+  EXPECT_EQ(log.Count("VEXOZEPHAccountLogin failed, email=owner@example.com"), 1);
 }
 
 TEST_F(AccountServiceFacade, AFailedRemoteQuerySignsTheApplianceOutLocally) {
@@ -55,14 +45,14 @@ TEST_F(AccountServiceFacade, AFailedRemoteQuerySignsTheApplianceOutLocally) {
   drop.drop = true;
   drop.count = 5;
   cloud_->QueueFault(drop);
-  EXPECT_EQ(CodeOf([&] { service.GetAndSyncRemoteJsonAccount(); }), 4u);
+  EXPECT_EQ(CodeOf([&] { service.GetAndSyncRemoteJsonAccount(); }), 4);
   EXPECT_FALSE(HasAccountFile());
 
   LogCapture log;
-  EXPECT_EQ(CodeOf([&] { service.GetAndSyncRemoteJsonAccount(); }), 3u);
-  EXPECT_EQ(log.Count("Failed to unlink"), 1u);
+  EXPECT_EQ(CodeOf([&] { service.GetAndSyncRemoteJsonAccount(); }), 3);
+  EXPECT_EQ(log.Count("Failed to unlink"), 1);
   // The local read fails the same way but deletes nothing (there is nothing left here).
-  EXPECT_EQ(CodeOf([&] { service.GetLocalJsonAccount(); }), 3u);
+  EXPECT_EQ(CodeOf([&] { service.GetLocalJsonAccount(); }), 3);
 }
 
 }  // namespace

@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "internal/json_utils.h"
 #include "signed_in_appliance.h"
-#include "support/log_capture.h"
+#include "support/cloud_steps.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"
@@ -32,8 +31,6 @@ const char kState[] = "st ate/1";
 // The query the result adds: each value percent-encoded, a space as %20.
 const char kAddedQuery[] = "?scope=monitor%20events%3Aread&state=st%20ate%2F1&code";
 
-using vexozeph::testing::CodeOf;
-
 class MonitoringGrant : public SignedInAppliance {
  protected:
   std::string Grant() const {
@@ -41,13 +38,7 @@ class MonitoringGrant : public SignedInAppliance {
   }
 
   void AnswerGrant(int status, const std::string &body) {
-    Fault fault;
-    fault.path = kGrantPath;
-    fault.origin = "account";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "account", kGrantPath, status, body);
   }
 };
 

@@ -11,15 +11,12 @@
 
 #include "internal/http/session.h"
 #include "internal/https_transfer.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
+#include "support/device_on_cloud.h"
 
 namespace {
 
-using vexozeph::testing::CloudEmulator;
 using vexozeph::testing::Fault;
 using vexozeph::testing::NamedPairs;
-using vexozeph::testing::TempRoot;
 namespace http = vexozeph::http;
 
 const char kEchoPath[] = "/test/http/echo";
@@ -37,10 +34,8 @@ int ClosedPort() {
   return ntohs(address.sin_port);
 }
 
-class HttpClient : public ::testing::Test {
+class HttpClient : public vexozeph::testing::DeviceOnCloud {
  protected:
-  void SetUp() override { cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_)); }
-
   std::string Echo() const { return cloud_->AccountOrigin() + kEchoPath; }
 
   // The next request to the echo path is answered with `status` and `body`.
@@ -52,9 +47,6 @@ class HttpClient : public ::testing::Test {
     fault.delay_ms = delay_ms;
     cloud_->QueueFault(fault);
   }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
 };
 
 TEST_F(HttpClient, FormAndQueryReachTheServerInOrderWithDuplicatesAndRawBracketKeys) {

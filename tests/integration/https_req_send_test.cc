@@ -11,21 +11,18 @@
 #include "internal/https_retry_pause.h"
 #include "internal/https_timeouts.h"
 #include "internal/request_token.h"
-#include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
+#include "support/device_on_cloud.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
-using vexozeph::testing::CloudEmulator;
 using vexozeph::testing::Fault;
 using vexozeph::testing::LogCapture;
 using vexozeph::testing::NamedPairs;
-using vexozeph::testing::TempRoot;
 
-const char kSerial[] = "SN0068";
 const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
 const char kEchoPath[] = "device/api/echo";
 const size_t kReplyCap = 8u * 1024u * 1024u;
@@ -68,11 +65,15 @@ struct Call {
   VEXOZEPH_HTTPS_RESPONSE response = {};
 };
 
-class HttpsRequestSend : public ::testing::Test {
+// A request to the echo path with one field of the caller's own.
+struct EchoCall : Call {
+  explicit EchoCall(const std::string &host) : Call(host, kEchoPath) { Param("k", "v"); }
+};
+
+class HttpsRequestSend : public vexozeph::testing::DeviceOnCloud {
  protected:
   void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    emulator_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    DeviceOnCloud::SetUp();
     previous_pause_ = vexozeph::https::SetRetryPause(CountPause);
     g_pauses = 0;
   }
@@ -80,23 +81,17 @@ class HttpsRequestSend : public ::testing::Test {
 
   // The next request to `path` is answered with `status` and `body`, whatever it holds.
   void Answer(const std::string &path, int status, const std::string &body) {
-    Fault fault;
-    fault.path = path;
-    fault.status = status;
-    fault.body = body;
-    emulator_->QueueFault(fault);
+    vexozeph::testing::ForceAnswer(*cloud_, "", path, status, body, "text/plain");
   }
 
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> emulator_;
   vexozeph::https::RetryPause previous_pause_ = nullptr;
 };
 
 TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
   // The form endpoint checks the token over serial, account and password and answers
   // "good" only when it matches.
-  emulator_->SetAnswer("device/api/user/query", "good", 2);
-  Call call(emulator_->AccountOrigin(), "device/api/user/query");
+  cloud_->SetAnswer("device/api/user/query", "good", 2);
+  Call call(cloud_->AccountOrigin(), "device/api/user/query");
   std::snprintf(call.request->account, sizeof(call.request->account), "me@example.com");
   std::snprintf(call.request->password, sizeof(call.request->password), "p&ss w=rd+");
   call.Param("type", "a b&c=d").Param("bx_sn", "SN0099").Param("zz", "\xC3\xA9").Param("mm", "");
@@ -104,7 +99,7 @@ TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
   EXPECT_EQ(call.response.status, 200);
   EXPECT_NE(std::string(call.response.data).find("\"good\""), std::string::npos);
 
-  auto seen = emulator_->Requests("account", "device/api/user/query");
+  auto seen = cloud_->Requests("account", "device/api/user/query");
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].method, "POST");
   const std::string token = Token("SN0099me@example.comp&ss w=rd+");
@@ -123,27 +118,27 @@ TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
   char agent[256] = {0};
   VEXOZEPHUserAgentNameGet(agent, sizeof(agent));
   EXPECT_EQ(seen[0].Header("User-Agent"), agent);
-  EXPECT_EQ(seen[0].Header("Host"), emulator_->AccountOrigin().substr(strlen("https://")));
+  EXPECT_EQ(seen[0].Header("Host"), cloud_->AccountOrigin().substr(strlen("https://")));
 
   // Without a serial of its own the device's serial signs; empty account fields are left out.
-  emulator_->ClearRequests();
-  Call plain(emulator_->AccountOrigin(), "device/api/user/query");
+  cloud_->ClearRequests();
+  Call plain(cloud_->AccountOrigin(), "device/api/user/query");
   plain.Param("id", "42");
   ASSERT_EQ(plain.Send(), 0);
   EXPECT_EQ(plain.response.status, 200);
-  seen = emulator_->Requests("account", "device/api/user/query");
+  seen = cloud_->Requests("account", "device/api/user/query");
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].form,
             (NamedPairs{{"bx_sn", kSerial}, {"bx_token", Token(kSerial)}, {"id", "42"}}));
 
   // GET sends the same form in the query and no body.
-  emulator_->ClearRequests();
-  Call get(emulator_->AccountOrigin(), kEchoPath);
+  cloud_->ClearRequests();
+  Call get(cloud_->AccountOrigin(), kEchoPath);
   get.request->method = VEXOZEPH_HTTPS_METHOD_GET;
   get.Param("k", "v w");
   Answer(kEchoPath, 200, "ok");
   ASSERT_EQ(get.Send(), 0);
-  seen = emulator_->Requests("account", kEchoPath);
+  seen = cloud_->Requests("account", kEchoPath);
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].method, "GET");
   EXPECT_EQ(seen[0].query,
@@ -153,8 +148,7 @@ TEST_F(HttpsRequestSend, FormIsSignedAndKeepsTheCallersOrderAndDuplicates) {
 
 TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   {
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(cloud_->AccountOrigin());
     Answer(kEchoPath, 400, "  badauth \r\n");
     ASSERT_EQ(call.Send(), 0);
     EXPECT_STREQ(call.response.data, "badauth");
@@ -166,8 +160,7 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   }
   {
     // Garbage is handed back as text; judging it is the caller's business.
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(cloud_->AccountOrigin());
     Answer(kEchoPath, 200, std::string("\x01{[\"") + std::string(1, '\0') + "tail");
     ASSERT_EQ(call.Send(), 0);
     EXPECT_STREQ(call.response.data, "\x01{[\"");
@@ -175,8 +168,7 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   char untouched[] = "previous";
   for (int status : {200, 400, 500, 302}) {
     LogCapture log;
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(cloud_->AccountOrigin());
     call.response.data = untouched;
     const bool accepted = status == 200 || status == 400;
     Answer(kEchoPath, status, accepted ? "" : "oops");
@@ -195,26 +187,23 @@ TEST_F(HttpsRequestSend, OnlyTwoHundredAndFourHundredWithABodyAreAnswers) {
   Fault drop;
   drop.path = kEchoPath;
   drop.drop = true;
-  emulator_->QueueFault(drop);
-  emulator_->ClearRequests();
-  Call call(emulator_->AccountOrigin(), kEchoPath);
-  call.Param("k", "v");
+  cloud_->QueueFault(drop);
+  cloud_->ClearRequests();
+  EchoCall call(cloud_->AccountOrigin());
   EXPECT_EQ(call.Send(), -1);
   EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
   EXPECT_EQ(call.response.result, CURLE_GOT_NOTHING);
-  EXPECT_EQ(emulator_->Requests("account", kEchoPath).size(), 1u);
+  EXPECT_EQ(cloud_->Requests("account", kEchoPath).size(), 1u);
   EXPECT_EQ(g_pauses, 0);
 }
 
 TEST_F(HttpsRequestSend, ReplyBodyIsCappedAtEightMebibytes) {
-  Call fits(emulator_->AccountOrigin(), kEchoPath);
-  fits.Param("k", "v");
+  EchoCall fits(cloud_->AccountOrigin());
   Answer(kEchoPath, 200, std::string(kReplyCap, 'x'));
   ASSERT_EQ(fits.Send(), 0);
   EXPECT_EQ(std::strlen(fits.response.data), kReplyCap);
 
-  Call over(emulator_->AccountOrigin(), kEchoPath);
-  over.Param("k", "v");
+  EchoCall over(cloud_->AccountOrigin());
   Answer(kEchoPath, 200, std::string(kReplyCap + 1, 'x'));
   VEXOZEPHErrSet(0);
   EXPECT_EQ(over.Send(), -1);
@@ -233,17 +222,16 @@ TEST_F(HttpsRequestSend, OnlyTheRootsCaFileIsTrusted) {
   } else {
     root_.WriteFile(kCaFile, "");
   }
-  emulator_->ClearRequests();
+  cloud_->ClearRequests();
   for (bool remove : {false, true}) {
     if (remove) std::filesystem::remove(root_.Path(kCaFile), ignored);
-    Call call(emulator_->AccountOrigin(), kEchoPath);
-    call.Param("k", "v");
+    EchoCall call(cloud_->AccountOrigin());
     VEXOZEPHErrSet(0);
     EXPECT_EQ(call.Send(), -1);
     EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
     EXPECT_NE(call.response.result, 0);
   }
-  EXPECT_TRUE(emulator_->Requests().empty());
+  EXPECT_TRUE(cloud_->Requests().empty());
 }
 
 TEST_F(HttpsRequestSend, UnresolvableHostIsTriedThreeTimesOrTwiceInShortMode) {
@@ -282,7 +270,7 @@ class StalledReply : public HttpsRequestSend {
     fault.body = std::string("{\"code\":\"good\",") + "\"id\":\"" + std::string(60, '7') + "\"}";
     fault.content_type = "application/json";
     fault.trickle_ms = 1000;
-    emulator_->QueueFault(fault);
+    cloud_->QueueFault(fault);
   }
 
   void ExpectFailedAfter(Call &call, int attempts, const LogCapture &log) {
@@ -291,7 +279,7 @@ class StalledReply : public HttpsRequestSend {
     EXPECT_EQ(call.response.status, 200) << "the headers did arrive";
     EXPECT_EQ(call.response.result, CURLE_OPERATION_TIMEDOUT);
     EXPECT_EQ(g_pauses, attempts);
-    EXPECT_EQ(emulator_->Requests("account", kEchoPath).size(), static_cast<size_t>(attempts));
+    EXPECT_EQ(cloud_->Requests("account", kEchoPath).size(), static_cast<size_t>(attempts));
     EXPECT_EQ(log.Count("Failed to curl perform, code=28"), 1u);
   }
 };
@@ -300,7 +288,7 @@ TEST_F(StalledReply, ShortTimeOutEndsEachAttemptAndTheCallFails) {
   // The real short-mode time-outs: two attempts of 15 seconds.
   LogCapture log;
   TrickleNext(2);
-  Call call(emulator_->AccountOrigin(), kEchoPath);
+  Call call(cloud_->AccountOrigin(), kEchoPath);
   call.request->short_timeout = 1;
   call.Param("k", "v");
   VEXOZEPHErrSet(0);
@@ -314,8 +302,7 @@ TEST_F(StalledReply, LowSpeedRuleEndsEachAttemptAndTheCallFails) {
   vexozeph::https::SetTimeoutsForTesting({2, 30, 15});
   LogCapture log;
   TrickleNext(3);
-  Call call(emulator_->AccountOrigin(), kEchoPath);
-  call.Param("k", "v");
+  EchoCall call(cloud_->AccountOrigin());
   VEXOZEPHErrSet(0);
   EXPECT_EQ(call.Send(), -1);
   ExpectFailedAfter(call, 3, log);
@@ -323,7 +310,7 @@ TEST_F(StalledReply, LowSpeedRuleEndsEachAttemptAndTheCallFails) {
 
 TEST_F(HttpsRequestSend, FormWithoutCallerFieldsIsNeverSent) {
   // Every caller must bring at least one field of its own.
-  Call call(emulator_->AccountOrigin(), kEchoPath);
+  Call call(cloud_->AccountOrigin(), kEchoPath);
   for (bool null_hash : {false, true}) {
     LogCapture log;
     call.request->params = null_hash ? nullptr : call.params;
@@ -332,7 +319,7 @@ TEST_F(HttpsRequestSend, FormWithoutCallerFieldsIsNeverSent) {
     EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_SEND);
     EXPECT_EQ(log.Count("no key in the hash, ERR=["), 1u);
   }
-  EXPECT_TRUE(emulator_->Requests().empty());
+  EXPECT_TRUE(cloud_->Requests().empty());
 }
 
 }  // namespace

@@ -19,6 +19,7 @@
 #include "internal/json_utils.h"
 #include "signed_in_appliance.h"
 #include "support/child_process.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "support/umask_scope.h"
 #include "support/zeph_code.h"
@@ -45,16 +46,8 @@ class PackageClientAgainstCloud : public SignedInAppliance {
  protected:
   std::vector<LoggedRequest> ConfigRequests() { return Requests(kConfigPath); }
   std::vector<LoggedRequest> Grants() { return Requests(kGrantPath); }
-  // Token endpoint requests of the package's own client.
   std::vector<LoggedRequest> PackageTokenRequests(const std::string &grant_type) {
-    std::vector<LoggedRequest> matching;
-    for (const auto &request : cloud_->Requests("identity", "/oauth2/token")) {
-      if (request.FormValue("client_id") == "pkg.vigilon" &&
-          request.FormValue("grant_type") == grant_type) {
-        matching.push_back(request);
-      }
-    }
-    return matching;
+    return TokenRequests(*cloud_, grant_type, "pkg.vigilon");
   }
 
   // A cache as the account host would have left it, but naming another client: if the
@@ -244,16 +237,10 @@ TEST_F(PackageClientAgainstCloud, ARefreshRefusedWithCode14LeadsToOneNewGrantAnd
   PackagePkceClient package("vigilon");
   const std::string first = package.GetAccessToken();
   const Json::Value tokens = JsonFile(kPackageTokenFile);
-  const int64_t lapsed = tokens["created_at"].asInt64() + tokens["expires_in"].asInt64() + 1;
 
   // A renewal that fails otherwise (an error page, code 2) is thrown without a grant.
-  clock::SetForTesting(lapsed);
-  Fault page;
-  page.path = "/oauth2/token";
-  page.origin = "identity";
-  page.status = 502;
-  page.body = "<html>bad gateway</html>";
-  cloud_->QueueFault(page);
+  LapseToken(root_, kPackageTokenFile);
+  ForceAnswer(*cloud_, "identity", "/oauth2/token", 502, "<html>bad gateway</html>", "text/plain");
   cloud_->ClearRequests();
   EXPECT_EQ(CodeOf([&] { package.GetAccessToken(); }), VEXOZEPH_ERR_BAD_JSON);
   EXPECT_TRUE(Grants().empty());
@@ -274,13 +261,8 @@ TEST_F(PackageClientAgainstCloud, ARefreshRefusedWithCode14LeadsToOneNewGrantAnd
   // When the new grant fails too, that failure is thrown: no second rescue, no loop.
   const Json::Value renewed = JsonFile(kPackageTokenFile);
   ASSERT_EQ(cloud_->RevokeRefreshToken(json::StringOr(renewed, "refresh_token")), 1);
-  clock::SetForTesting(renewed["created_at"].asInt64() + renewed["expires_in"].asInt64() + 1);
-  Fault refused;
-  refused.path = kGrantPath;
-  refused.origin = "account";
-  refused.status = 500;
-  refused.body = "{\"error\":\"server_error\"}";
-  cloud_->QueueFault(refused);
+  LapseToken(root_, kPackageTokenFile);
+  ForceAnswer(*cloud_, "account", kGrantPath, 500, "{\"error\":\"server_error\"}");
   cloud_->ClearRequests();
   std::string message;
   EXPECT_EQ(CodeOf([&] { package.GetAccessToken(); }, &message), VEXOZEPH_ERR_NO_REPLY);
@@ -385,13 +367,7 @@ TEST_F(PackageClientAgainstCloud, RefusedOrBrokenAnswersLeaveNoCacheAndNoTokens)
   };
   for (const Case &c : cases) {
     ::unlink(root_.Path(kCache).c_str());
-    Fault fault;
-    fault.path = c.path;
-    fault.origin = "account";
-    fault.status = c.status;
-    fault.body = c.body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "account", c.path, c.status, c.body);
     std::string message;
     EXPECT_EQ(CodeOf([&] { PackagePkceClient("vigilon").GetAccessToken(); }, &message), c.code)
         << c.body;

@@ -1,26 +1,17 @@
 // The device client's tokens against the cloud emulator: the code exchange, renewal once
-// the token has lapsed by the library's clock, the answers that must be refused, and
-// many processes finding the same lapsed token at once.
+// the token has lapsed by the library's clock, and the answers that must be refused.
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <fstream>
-#include <memory>
-#include <set>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
-#include "support/child_process.h"
-#include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/pkce_client.h"
@@ -31,42 +22,26 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207PKCE";
-const char kMac[] = "00:11:32:0d:0e:0f";
 const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kTokenPath[] = "/oauth2/token";
 
 using Keys = std::vector<std::string>;
 
-using vexozeph::testing::CodeOf;
-
-class PkceClientAgainstCloud : public ::testing::Test {
+class PkceClientAgainstCloud : public AccountAppliance {
  protected:
   void SetUp() override {
-    root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-    root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
-    NewAccount wanted;
-    wanted.email = "owner@example.com";
-    wanted.password = "pw-owner";
-    account_ = cloud_->CreateAccount(wanted);
+    AccountAppliance::SetUp();
+    account_ = MakeAccount("owner@example.com");
     Json::Value tmpl;
     ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
     config_ = client_.FormatPkceConfig(tmpl);
     client_.SetPkceConfig(config_);
   }
-  void TearDown() override { clock::ResetForTesting(); }
 
   // A fresh authorization code of the device client and its verifier.
   std::pair<std::string, std::string> Authorize() {
-    PkcePair pair = PkcePair::Make();
-    SignInRequest request;
-    request.email = account_.email;
-    request.password = account_.password;
-    request.scope = cloud_->DeviceScope(kSerial, kMac);
-    request.code_challenge = pair.challenge;
-    return {cloud_->AuthorizeCode(request), pair.verifier};
+    return DeviceCode(*cloud_, account_, kSerial, kMac);
   }
 
   // Signs in at `now` and returns the saved token file.
@@ -77,34 +52,14 @@ class PkceClientAgainstCloud : public ::testing::Test {
     return File();
   }
 
-  Json::Value File() const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
-    return file;
-  }
+  Json::Value File() const { return JsonFileIn(root_, kTokenFile); }
 
   // The next answer of the token endpoint, whatever was asked.
   void AnswerToken(int status, const std::string &body,
                    const std::string &type = "application/json") {
-    Fault fault;
-    fault.path = kTokenPath;
-    fault.origin = "identity";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = type;
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "identity", kTokenPath, status, body, type);
   }
 
-  std::vector<LoggedRequest> TokenRequests(const std::string &grant_type) {
-    std::vector<LoggedRequest> matching;
-    for (const auto &request : cloud_->Requests("identity", kTokenPath)) {
-      if (request.FormValue("grant_type") == grant_type) matching.push_back(request);
-    }
-    return matching;
-  }
-
-  TempRoot root_;
-  std::unique_ptr<CloudEmulator> cloud_;
   Account account_;
   Json::Value config_;
   PkceClientImpl client_{"tarn"};
@@ -123,7 +78,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   const int64_t lifetime = first["expires_in"].asInt64();
   ASSERT_GT(lifetime, 0);
 
-  auto exchanges = TokenRequests("authorization_code");
+  auto exchanges = TokenRequests(*cloud_, "authorization_code");
   ASSERT_EQ(exchanges.size(), 1u);
   EXPECT_EQ(exchanges[0].FormKeys(),
             (Keys{"grant_type", "client_id", "redirect_uri", "code", "code_verifier"}));
@@ -135,12 +90,12 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
 
   clock::SetForTesting(t0 + lifetime);
   EXPECT_EQ(client_.GetAccessToken(), first["access_token"].asString());
-  EXPECT_TRUE(TokenRequests("refresh_token").empty());
+  EXPECT_TRUE(TokenRequests(*cloud_, "refresh_token").empty());
 
   clock::SetForTesting(t0 + lifetime + 1);
   const std::string renewed = client_.GetAccessToken();
   EXPECT_NE(renewed, first["access_token"].asString());
-  auto renewals = TokenRequests("refresh_token");
+  auto renewals = TokenRequests(*cloud_, "refresh_token");
   ASSERT_EQ(renewals.size(), 1u);
   EXPECT_EQ(renewals[0].FormKeys(), (Keys{"grant_type", "refresh_token", "client_id"}));
   EXPECT_EQ(renewals[0].FormValue("refresh_token"), first["refresh_token"].asString());
@@ -150,7 +105,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   EXPECT_EQ(second["created_at"].asInt64(), t0 + lifetime + 1);
   // The identity token comes from the same renewed file, without another request.
   EXPECT_EQ(client_.GetIdToken(), second["id_token"].asString());
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
+  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
 }
 
 TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
@@ -187,10 +142,8 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
     if (c.code == VEXOZEPH_ERR_TOKEN_STATE) {
       EXPECT_EQ(log.Count("Failed to PkceLogin by [code-01234...|verifier-0...], resp="), 1u);
     }
-    for (const auto &line : log.Lines()) {
-      EXPECT_EQ(line.find(code), std::string::npos) << line;
-      EXPECT_EQ(line.find(verifier), std::string::npos) << line;
-    }
+    EXPECT_EQ(log.Count(code), 0u);
+    EXPECT_EQ(log.Count(verifier), 0u);
   }
 
   // A cut connection is a transport error with libcurl's own code in the text.
@@ -245,10 +198,8 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
     if (c.body == half) {
       EXPECT_EQ(log.Count("Failed to RenewToken by [" + refresh.substr(0, 10) + "...], resp="), 1u);
       // Neither the spent refresh token nor the half answer's tokens are logged whole.
-      for (const auto &line : log.Lines()) {
-        EXPECT_EQ(line.find(refresh), std::string::npos) << line;
-        EXPECT_EQ(line.find("fresh-access-0123456789"), std::string::npos) << line;
-      }
+      EXPECT_EQ(log.Count(refresh), 0u);
+      EXPECT_EQ(log.Count("fresh-access-0123456789"), 0u);
       EXPECT_EQ(message.find("fresh-refresh-0123456789"), std::string::npos) << message;
     }
   }
@@ -261,74 +212,6 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
   clock::SetForTesting(t0 + 100000);
   EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }), VEXOZEPH_ERR_AUTH);
   EXPECT_EQ(File(), renewed);
-}
-
-TEST_F(PkceClientAgainstCloud, ProcessesFindingTheSameLapsedTokenRenewItOnce) {
-  const int64_t t0 = 1700000000;
-  Json::Value saved = SignIn(t0);
-  clock::SetForTesting(t0 + saved["expires_in"].asInt64() + 1);
-  cloud_->ClearRequests();
-
-  const int kProcesses = 16;
-  int go[2];
-  ASSERT_EQ(::pipe(go), 0);
-  std::vector<pid_t> children;
-  for (int i = 0; i < kProcesses; ++i) {
-    const std::string result = root_.Path("/tmp/token-" + std::to_string(i));
-    const Json::Value config = config_;
-    pid_t pid = StartChild([go, result, config] {
-      ::close(go[1]);
-      char byte = 0;
-      if (::read(go[0], &byte, 1) != 1) return 2;
-      std::ofstream out(result);
-      try {
-        PkceClient client("tarn");
-        client.SetPkceConfig(config);
-        out << client.GetAccessToken();
-        return 0;
-      } catch (const ZephException &e) {
-        out << e.what();
-        return 1;
-      }
-    });
-    ASSERT_GT(pid, 0);
-    children.push_back(pid);
-  }
-  ::close(go[0]);
-
-  // While they run, every read of the token file must find a whole JSON document.
-  std::atomic<bool> done{false};
-  std::atomic<int> reads{0};
-  std::atomic<int> torn{0};
-  std::thread reader([&] {
-    while (!done.load()) {
-      Json::Value file;
-      if (!json::FromFile(root_.Path(kTokenFile), file) || !file.isObject()) ++torn;
-      ++reads;
-    }
-  });
-  const std::string start(kProcesses, 'g');
-  ASSERT_EQ(::write(go[1], start.data(), start.size()), kProcesses);
-  ::close(go[1]);
-  std::vector<int> exits;
-  for (pid_t pid : children) exits.push_back(WaitChild(pid));
-  done.store(true);
-  reader.join();
-
-  std::set<std::string> tokens;
-  for (int i = 0; i < kProcesses; ++i) {
-    const std::string got = root_.ReadFile("/tmp/token-" + std::to_string(i));
-    EXPECT_EQ(exits[i], 0) << got;
-    tokens.insert(got);
-  }
-  EXPECT_EQ(tokens.size(), 1u);
-  EXPECT_EQ(*tokens.begin(), File()["access_token"].asString());
-  EXPECT_NE(*tokens.begin(), saved["access_token"].asString());
-  // The emulator refuses a spent refresh token and revokes the session, so a second
-  // renewal could not have passed unnoticed.
-  EXPECT_EQ(TokenRequests("refresh_token").size(), 1u);
-  EXPECT_GT(reads.load(), 0);
-  EXPECT_EQ(torn.load(), 0);
 }
 
 }  // namespace

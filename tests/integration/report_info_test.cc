@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
+#include "signed_in_appliance.h"
+#include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
@@ -25,41 +25,17 @@ using Keys = std::vector<std::string>;
 
 const char kReportPath[] = "device/api/report";
 const char kLogoutPath[] = "/device/api/logout";
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
 const char kLegacyTasks[] = "/usr/vexo/etc/scheduler/tasks";
-const char kSettings[] = "/etc/vexoinfo.conf";
 const char kZone[] = "Europe/Berlin";
-const int64_t kSignInTime = 1700000000;
-
-class ReportInfo : public AccountAppliance {
+// Every test starts with the device session as a browser sign-in leaves it: account
+// file, token file and the report's cron job on the default schedule.
+class ReportInfo : public SignedInAppliance {
  protected:
   void SetUp() override {
-    AccountAppliance::SetUp();
     root_.WriteFile("/etc/timezone", std::string(kZone) + "\n");
-    owner_ = MakeAccount("rhea@example.com");
-  }
-
-  // The device session as a browser sign-in leaves it: account file, token file and the
-  // report's cron job on the default schedule.
-  void SignInWithSession() {
-    clock::SetForTesting(kSignInTime);
-    const PkcePair pkce = PkcePair::Make();
-    SignInRequest request;
-    request.email = owner_.email;
-    request.password = owner_.password;
-    request.redirect_uri = cloud_->LoginRedirectUri();
-    request.scope = cloud_->DeviceScope(kSerial, kMac);
-    request.code_challenge = pkce.challenge;
-    ParamPkceLogin param;
-    param.code = cloud_->AuthorizeCode(request);
-    param.code_verifier = pkce.verifier;
-    param.redirect_uri = request.redirect_uri;
-    AccountPkceService().Login(param);
-    ASSERT_TRUE(User().Exists());
-    ASSERT_TRUE(root_.Exists(kCronFile));
-    cloud_->ClearRequests();
+    SignedInAppliance::SetUp();
   }
 
   // Runs the report with a stale last error, which it must clear.
@@ -68,40 +44,16 @@ class ReportInfo : public AccountAppliance {
     return VEXOZEPHReportInfo();
   }
 
-  Json::Value TokenFile() const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(kTokenFile), file));
-    return file;
-  }
-
-  // Every notification the host was given, one JSON document per line.
+  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
   std::vector<Json::Value> Notifications() const {
-    std::vector<Json::Value> sent;
-    if (!root_.Exists(kNotifications)) return sent;
-    std::istringstream lines(root_.ReadFile(kNotifications));
-    for (std::string line; std::getline(lines, line);) {
-      Json::Value notification;
-      EXPECT_TRUE(json::Parse(line, notification)) << line;
-      sent.push_back(notification);
-    }
-    return sent;
+    return JsonLines(root_.ReadFile(kNotifications));
   }
-
   void Answer(int status, const std::string &body) {
-    Fault fault;
-    fault.path = kReportPath;
-    fault.origin = "account";
-    fault.status = status;
-    fault.body = body;
-    fault.content_type = "application/json";
-    cloud_->QueueFault(fault);
+    ForceAnswer(*cloud_, "account", kReportPath, status, body);
   }
-
-  Account owner_;
 };
 
 TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheToken) {
-  SignInWithSession();
   const std::string auth_key = User().GetAuthKey();
   const std::string cron_before = root_.ReadFile(kCronFile);
   const Json::Value tokens_before = TokenFile();
@@ -115,8 +67,7 @@ TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheTo
     return fields;
   }());
   // The session's access token has lapsed: the report is what renews it.
-  clock::SetForTesting(tokens_before["created_at"].asInt64() +
-                       tokens_before["expires_in"].asInt64() + 1);
+  LapseToken(root_, kSessionTokenFile);
 
   ASSERT_EQ(Report(), 0);
   EXPECT_EQ(VEXOZEPHErrGet(), 0);
@@ -167,15 +118,9 @@ TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheTo
 }
 
 TEST_F(ReportInfo, ATokenThatCannotBeRenewedIsLoggedButTheGoodReportStillSucceeds) {
-  SignInWithSession();
   const Json::Value tokens = TokenFile();
-  clock::SetForTesting(tokens["created_at"].asInt64() + tokens["expires_in"].asInt64() + 1);
-  Fault fault;
-  fault.path = "/oauth2/token";
-  fault.origin = "identity";
-  fault.status = 500;
-  fault.body = "down for maintenance";
-  cloud_->QueueFault(fault);
+  LapseToken(root_, kSessionTokenFile);
+  ForceAnswer(*cloud_, "identity", "/oauth2/token", 500, "down for maintenance", "text/plain");
   LogCapture log;
 
   EXPECT_EQ(Report(), 0);
@@ -188,7 +133,6 @@ TEST_F(ReportInfo, ATokenThatCannotBeRenewedIsLoggedButTheGoodReportStillSucceed
 }
 
 TEST_F(ReportInfo, BadauthNotifiesWithEmailAndLinkAndSignsOutAtTheServerAndHere) {
-  SignInWithSession();
   const std::string access_token = json::StringOr(TokenFile(), "access_token");
   const std::string auth_key = User().GetAuthKey();
   cloud_->SetAnswer(kReportPath, "badauth", 1);
@@ -214,11 +158,11 @@ TEST_F(ReportInfo, BadauthNotifiesWithEmailAndLinkAndSignsOutAtTheServerAndHere)
   EXPECT_EQ(sent[1].FormValue("auth_key"), auth_key);
   EXPECT_EQ(sent[1].FormValue("access_token"), access_token);
   EXPECT_FALSE(HasAccountFile());
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
   EXPECT_FALSE(root_.Exists(kCronFile));
 
   EXPECT_EQ(log.Count("zeph_report_info:"), 2u);
-  EXPECT_EQ(log.Count("Failed to auth [rhea@example.com] on regularly report, auto logout."), 1u);
+  EXPECT_EQ(log.Count("Failed to auth [pat@example.com] on regularly report, auto logout."), 1u);
   EXPECT_EQ(log.Count("Failed to query service check, resp={\"code\":\"badauth\"}"), 1u);
 
   // Signed out, the next scheduled run has nothing to report and sends nothing.
@@ -230,7 +174,6 @@ TEST_F(ReportInfo, BadauthNotifiesWithEmailAndLinkAndSignsOutAtTheServerAndHere)
 }
 
 TEST_F(ReportInfo, AnAccountDeletedAtTheServiceNotifiesTheEmailAloneAndSignsOut) {
-  SignInWithSession();
   cloud_->DeleteAccount(owner_.id);
 
   EXPECT_EQ(Report(), -1);
@@ -243,12 +186,11 @@ TEST_F(ReportInfo, AnAccountDeletedAtTheServiceNotifiesTheEmailAloneAndSignsOut)
   EXPECT_EQ(notified[0]["variables"], variables);
   EXPECT_EQ(Requests(kLogoutPath).size(), 1u);
   EXPECT_FALSE(HasAccountFile());
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
   EXPECT_FALSE(root_.Exists(kCronFile));
 }
 
 TEST_F(ReportInfo, ASignOutTheServerRefusesKeepsTheSessionAndTheRefusalsCode) {
-  SignInWithSession();
   Json::Value extra;
   extra["report_cron_timestring"] = "15 11 * * 3";
   cloud_->SetAnswer(kReportPath, "badauth", 1, extra);
@@ -262,14 +204,13 @@ TEST_F(ReportInfo, ASignOutTheServerRefusesKeepsTheSessionAndTheRefusalsCode) {
   // Nothing the server did not confirm is undone here; the schedule that came with the
   // refusal was stored before the refusal was judged.
   EXPECT_TRUE(User().Exists());
-  EXPECT_TRUE(root_.Exists(kTokenFile));
+  EXPECT_TRUE(root_.Exists(kSessionTokenFile));
   EXPECT_EQ(User().GetReportCronTimestring(), "15 11 * * 3");
 }
 
 TEST_F(ReportInfo, AnyOtherRefusalStoresTheScheduleButSignsNothingOutAndInstallsNothing) {
-  SignInWithSession();
   const std::string cron = root_.ReadFile(kCronFile);
-  const std::string token_file = root_.ReadFile(kTokenFile);
+  const std::string token_file = root_.ReadFile(kSessionTokenFile);
   Json::Value extra;
   extra["report_cron_timestring"] = "45 12 * * 4";
   cloud_->SetAnswer(kReportPath, "badparam", 1, extra);
@@ -278,14 +219,13 @@ TEST_F(ReportInfo, AnyOtherRefusalStoresTheScheduleButSignsNothingOutAndInstalls
   EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
   EXPECT_EQ(User().GetReportCronTimestring(), "45 12 * * 4");
   EXPECT_EQ(root_.ReadFile(kCronFile), cron) << "only a good report installs the job";
-  EXPECT_EQ(root_.ReadFile(kTokenFile), token_file) << "only a good report renews";
+  EXPECT_EQ(root_.ReadFile(kSessionTokenFile), token_file) << "only a good report renews";
   EXPECT_TRUE(Notifications().empty());
   EXPECT_EQ(cloud_->Requests().size(), 1u) << "the report alone";
   EXPECT_TRUE(User().Exists());
 }
 
 TEST_F(ReportInfo, AnswersWithoutAUsableWordStoreNothingAndChangeNothing) {
-  SignInWithSession();
   const std::string account_file = AccountFile();
   const std::string cron = root_.ReadFile(kCronFile);
   struct Case {
@@ -323,7 +263,6 @@ TEST_F(ReportInfo, AnswersWithoutAUsableWordStoreNothingAndChangeNothing) {
 }
 
 TEST_F(ReportInfo, AScheduleTheAccountFileCannotHoldIsIgnoredAndTheGoodReportGoesOn) {
-  SignInWithSession();
   const std::string schedule = User().GetReportCronTimestring();
   const std::string cron = root_.ReadFile(kCronFile);
   LogCapture log;
@@ -340,28 +279,6 @@ TEST_F(ReportInfo, AScheduleTheAccountFileCannotHoldIsIgnoredAndTheGoodReportGoe
   EXPECT_EQ(User().GetEmail(), owner_.email);
   EXPECT_EQ(root_.ReadFile(kCronFile), cron);
   EXPECT_EQ(log.Count("Ignored a report_cron_timestring that cannot be stored"), 2u);
-}
-
-TEST_F(ReportInfo, NoAccountOrASwitchedOffReportSendsNothingAndSucceeds) {
-  // Nobody signed in (only the emulator's host lines in the account file).
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  EXPECT_TRUE(cloud_->Requests().empty());
-
-  SignInWithSession();
-  const std::string account_file = AccountFile();
-  const std::string cron = root_.ReadFile(kCronFile);
-  root_.WriteFile(kSettings, "zeph_disable_report=\"yes\"\n");
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  EXPECT_EQ(AccountFile(), account_file);
-  EXPECT_EQ(root_.ReadFile(kCronFile), cron);
-  EXPECT_TRUE(cloud_->Requests().empty()) << "no request of any kind";
-
-  // Switched on again, the report goes out.
-  root_.WriteFile(kSettings, "zeph_disable_report=\"no\"\n");
-  EXPECT_EQ(Report(), 0);
-  EXPECT_EQ(Requests(kReportPath).size(), 1u);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "support/browser_sign_in.h"
+#include "support/cloud_steps.h"
 #include "vexozeph/account_pkce_service.h"
 
 namespace vexozeph {
@@ -34,11 +35,7 @@ class SignedInAppliance : public AccountAppliance {
     cloud_->ClearRequests();
   }
 
-  Json::Value JsonFile(const std::string &absolute) const {
-    Json::Value file;
-    EXPECT_TRUE(json::FromFile(root_.Path(absolute), file)) << absolute;
-    return file;
-  }
+  Json::Value JsonFile(const std::string &absolute) const { return JsonFileIn(root_, absolute); }
 
   std::string SessionToken() const {
     return json::StringOr(JsonFile(kSessionTokenFile), "access_token");

@@ -2,33 +2,22 @@
 // and device token, time zones, the PKCE pair and the package-store account reader.
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <openssl/evp.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "internal/clock.h"
+#include "support/cloud_steps.h"
+#include "support/pkce_digest.h"
 #include "support/temp_root.h"
 #include "vexo_platform/platform.h"
 
 namespace {
 
+using vexozeph::testing::JsonLines;
 using vexozeph::testing::TempRoot;
-
-std::vector<Json::Value> JsonLines(const std::string &text) {
-  std::vector<Json::Value> records;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    Json::Value record;
-    std::istringstream one(line);
-    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), one, &record, nullptr)) << line;
-    records.push_back(record);
-  }
-  return records;
-}
 
 TEST(PlatformHostServices, NotificationsAndEventsAreOneJsonLineEach) {
   TempRoot root;
@@ -121,18 +110,6 @@ TEST(PlatformHostServices, ZoneComesFromTheRootsSettingAndIsCheckedAgainstTheDat
   EXPECT_EQ(getenv("TZ"), nullptr) << "the process's own TZ is left as it was";
 }
 
-std::string Sha256Base64Url(const std::string &text) {
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  EVP_Digest(text.data(), text.size(), digest, &length, EVP_sha256(), nullptr);
-  unsigned char encoded[64] = {0};
-  int n = EVP_EncodeBlock(encoded, digest, static_cast<int>(length));
-  std::string out(reinterpret_cast<char *>(encoded), static_cast<size_t>(n));
-  while (!out.empty() && out.back() == '=') out.pop_back();
-  for (char &c : out) c = c == '+' ? '-' : c == '/' ? '_' : c;
-  return out;
-}
-
 TEST(PlatformHostServices, PkcePairVerifiesAndIsFreshEachTime) {
   char challenge[44];
   char verifier[44];
@@ -142,7 +119,7 @@ TEST(PlatformHostServices, PkcePairVerifiesAndIsFreshEachTime) {
   EXPECT_EQ(std::string(verifier).find_first_not_of(
                 "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~"),
             std::string::npos);
-  EXPECT_EQ(challenge, Sha256Base64Url(verifier));
+  EXPECT_EQ(challenge, vexozeph::testing::S256Challenge(verifier));
 
   char second_challenge[44];
   char second_verifier[44];

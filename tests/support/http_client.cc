@@ -26,12 +26,19 @@ struct SlistFree {
 }  // namespace
 
 HttpResult Http(const std::string &method, const std::string &url, const std::string &body,
-                const std::string &content_type, const std::string &ca_file) {
+                const std::string &content_type, const std::string &ca_file,
+                const std::vector<std::string> &headers) {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
   std::unique_ptr<CURL, CurlFree> curl(curl_easy_init());
   if (!curl) throw std::runtime_error("curl_easy_init failed");
-  std::unique_ptr<curl_slist, SlistFree> headers;
+  std::unique_ptr<curl_slist, SlistFree> header_list;
+  // Appending keeps the head of a list that has one; the first append makes it.
+  auto add_header = [&header_list](const std::string &header) {
+    curl_slist *head = curl_slist_append(header_list.get(), header.c_str());
+    if (head != header_list.get()) header_list.reset(head);
+  };
+  for (const std::string &header : headers) add_header(header);
   HttpResult result;
   curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
   curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
@@ -42,11 +49,11 @@ HttpResult Http(const std::string &method, const std::string &url, const std::st
   if (method == "POST") {
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    headers.reset(curl_slist_append(nullptr, ("Content-Type: " + content_type).c_str()));
-    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
+    add_header("Content-Type: " + content_type);
   } else if (method != "GET") {
     curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
   }
+  if (header_list) curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, header_list.get());
   CURLcode code = curl_easy_perform(curl.get());
   if (code != CURLE_OK) {
     throw std::runtime_error(method + " " + url + ": " + curl_easy_strerror(code));

@@ -4,6 +4,7 @@
 #define VEXOZEPH_TESTS_SUPPORT_HTTP_CLIENT_H_
 
 #include <string>
+#include <vector>
 
 #include "zeph-cloud/records.h"
 
@@ -18,9 +19,11 @@ struct HttpResult {
 
 // `method` ("GET", "POST", "DELETE", ...) on `url` with a 30-second time-out; a POST
 // sends `body` as `content_type`. `ca_file` is the only trust for https (empty: the
-// system's). Throws std::runtime_error on a transport failure.
+// system's). `headers` ("Name: value") are sent as well. Throws std::runtime_error on a
+// transport failure.
 HttpResult Http(const std::string &method, const std::string &url, const std::string &body = "",
-                const std::string &content_type = "", const std::string &ca_file = "");
+                const std::string &content_type = "", const std::string &ca_file = "",
+                const std::vector<std::string> &headers = {});
 
 // `text` percent-encoded for a URL or a form.
 std::string Escape(const std::string &text);

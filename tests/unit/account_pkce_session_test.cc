@@ -10,17 +10,17 @@
 #include "internal/account_pkce_service_impl.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/vexozeph.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace {
 
 namespace fake = vexozeph::fake;
 using vexozeph::AccountPkceService;
 using vexozeph::AccountPkceServiceImpl;
-using vexozeph::ZephException;
+using vexozeph::testing::CodeOf;
 using vexozeph::testing::LogCapture;
 using vexozeph::testing::TempRoot;
 
@@ -30,16 +30,6 @@ const char kTemplate[] =
     "{\"client_id\": \"zeph-device\", \"scope\": \"openid device_sn:$sn$\","
     " \"token_endpoint_path\": \"/oauth2/token\","
     " \"login_redirect_path\": \"/device/oauth/login/callback\"}";
-
-int CodeOf(void (*body)(), std::string *message = nullptr) {
-  try {
-    body();
-  } catch (const ZephException &e) {
-    if (message != nullptr) *message = e.what();
-    return static_cast<int>(e.GetCode());
-  }
-  return -1;
-}
 
 // Index of the first call of `function` in the fake's log, or -1.
 int IndexOf(const std::vector<fake::Call> &calls, const std::string &function) {

@@ -9,6 +9,7 @@
 #include "internal/request_token.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "support/zeph_code.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -17,6 +18,7 @@
 namespace {
 
 namespace fake = vexozeph::fake;
+using vexozeph::testing::CodeOf;
 using vexozeph::testing::LogCapture;
 
 // Expected tokens computed outside the library (Python's hashlib) with the same rule:
@@ -216,24 +218,16 @@ TEST_F(DeviceIdentity, TarnServiceThrowsTheDocumentedCodes) {
   EXPECT_EQ(tarn.GetApiKey(), "key-1");
   EXPECT_EQ(tarn.NewApiKey(), "key-2");
 
-  auto code_of = [](const std::function<void()> &call) -> unsigned int {
-    try {
-      call();
-    } catch (const vexozeph::ZephException &e) {
-      return e.GetCode();
-    }
-    return 0;
-  };
   fake::FailNext("VLIBGetSerialNumber");
-  EXPECT_EQ(code_of([&] { tarn.GetSerialNo(); }), 8u);
+  EXPECT_EQ(CodeOf([&] { tarn.GetSerialNo(); }), 8);
   fake::FailNext("VEXOBxinfoCloudServiceGetMacAddress");
-  EXPECT_EQ(code_of([&] { tarn.GetMac(); }), 20u);
+  EXPECT_EQ(CodeOf([&] { tarn.GetMac(); }), 20);
   fake::FailNext("VEXOCloudServiceGetApiKey");
   fake::SetCloudServiceErrorCode(1);
-  EXPECT_EQ(code_of([&] { tarn.GetApiKey(); }), 15u);
+  EXPECT_EQ(CodeOf([&] { tarn.GetApiKey(); }), 15);
   fake::FailNext("VEXOCloudServiceRegisterApiKey");
   fake::SetCloudServiceErrorCode(7);
-  EXPECT_EQ(code_of([&] { tarn.NewApiKey(); }), 24u);
+  EXPECT_EQ(CodeOf([&] { tarn.NewApiKey(); }), 24);
   // The key is asked for with registration of a missing key allowed.
   auto calls = fake::CallsTo("VEXOCloudServiceGetApiKey");
   ASSERT_FALSE(calls.empty());
@@ -274,14 +268,8 @@ TEST_F(DeviceIdentity, AnUnreadableFactIsLoggedUnderTheOperationThatAskedForIt) 
     const char *line;
   };
   auto tarn_call = [](std::string (vexozeph::TarnService::*get)() const) {
-    return [get]() -> int {
-      try {
-        (vexozeph::TarnService().*get)();
-      } catch (const vexozeph::ZephException &e) {
-        return static_cast<int>(e.GetCode());
-      }
-      return 0;
-    };
+    // Nonzero only when the getter threw.
+    return [get] { return CodeOf([get] { (vexozeph::TarnService().*get)(); }) > 0 ? 1 : 0; };
   };
   const char kSerialLine[] = "Failed to get serial number, err=[0x0005 ";
   const Case cases[] = {

@@ -2,7 +2,6 @@
 // records, so an off-by-one here would silently mislead all of them.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "fakes/fake_platform.h"
@@ -44,31 +43,6 @@ TEST(FakePlatform, InjectedFailuresCountExactlyThenRealFileCodeTakesOver) {
   ASSERT_EQ(fake::PluginActions().size(), 1u) << "only what the host really got";
   EXPECT_EQ(fake::PluginActions()[0].action, 5u);
   EXPECT_EQ(fake::CallsTo("VLIBPluginExit").back().args[0], "(null)");
-}
-
-TEST(FakePlatform, PopenAnswersPerOptionAndPcloseGivesItsStatus) {
-  fake::Reset();
-  fake::SetPopenOutput("--get-vexo-account", "owner@example.com\n", 0);
-  fake::SetPopenOutput("--get-vexo-hostname", "", 3);
-  char line[64] = {0};
-
-  FILE *account = VLIBCPopen("/usr/vexo/sbin/vexoddnsinfo", "r", "--get-vexo-account",
-                             static_cast<const char *>(nullptr));
-  ASSERT_NE(account, nullptr);
-  ASSERT_NE(std::fgets(line, sizeof(line), account), nullptr);
-  EXPECT_STREQ(line, "owner@example.com\n");
-  EXPECT_EQ(VLIBCPclose(account), 0);
-
-  FILE *host = VLIBCPopen("/usr/vexo/sbin/vexoddnsinfo", "r", "--get-vexo-hostname",
-                          static_cast<const char *>(nullptr));
-  ASSERT_NE(host, nullptr);
-  EXPECT_EQ(std::fgets(line, sizeof(line), host), nullptr);
-  EXPECT_EQ(VLIBCPclose(host), 3);
-
-  auto commands = fake::Commands();
-  ASSERT_EQ(commands.size(), 2u);
-  EXPECT_EQ(commands[1].argv,
-            (std::vector<std::string>{"/usr/vexo/sbin/vexoddnsinfo", "--get-vexo-hostname"}));
 }
 
 }  // namespace

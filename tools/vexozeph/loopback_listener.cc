@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/html_text.h"
+
 namespace vexozeph {
 namespace cli {
 namespace {
@@ -17,29 +19,6 @@ namespace {
 constexpr size_t kMaxRequestHead = 16384;
 // Browsers open a few connections ahead of use; more than this are not a browser's.
 constexpr size_t kMaxConnections = 16;
-
-std::string HtmlEscape(const std::string &text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
 
 const char *Reason(int status) {
   switch (status) {

@@ -4,9 +4,11 @@
 
 #include <string>
 
+#include "base/html_text.h"
+
 namespace zeph_cloud {
 
-std::string HtmlEscape(const std::string &text);
+using vexozeph::HtmlEscape;
 
 // A complete page with `title` and an already-escaped `body`.
 std::string HtmlPage(const std::string &title, const std::string &body);

@@ -1,0 +1,36 @@
+// The tool run against a device wired to a fresh cloud emulator.
+#ifndef VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
+#define VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli_run.h"
+#include "support/device_on_cloud.h"
+
+namespace vexozeph {
+namespace testing {
+
+class CliAgainstCloud : public DeviceOnCloud {
+ protected:
+  CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
+    return RunCli(VEXOZEPH_CLI_BINARY, args, input);
+  }
+
+  // The value the account file holds for `key` (key="value"); "" when absent.
+  std::string Stored(const std::string &key) const {
+    std::istringstream lines(root_.ReadFile(kAccountFile));
+    const std::string start = key + "=\"";
+    for (std::string line; std::getline(lines, line);) {
+      if (line.compare(0, start.size(), start) != 0) continue;
+      return line.substr(start.size(), line.find('"', start.size()) - start.size());
+    }
+    return "";
+  }
+};
+
+}  // namespace testing
+}  // namespace vexozeph
+
+#endif  // VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
