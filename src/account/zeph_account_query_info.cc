@@ -242,14 +242,10 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
     return Fail(VEXOZEPH_ERR_SYSTEM);
   }
   vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, kQueryPath, form, short_timeout, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SEND);
-  }
   Json::Value answer;
-  if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", reply.body());
-    return Fail(VEXOZEPH_ERR_BAD_JSON);
+  if (vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kQueryPath, form, short_timeout, reply,
+                                       answer) < 0) {
+    return -1;
   }
   // A refused key ends the session here and now, whatever else the answer lacks.
   std::string word;
