@@ -45,10 +45,11 @@ uint64_t Distance(int64_t a, int64_t b) {
                 : static_cast<uint64_t>(b) - static_cast<uint64_t>(a);
 }
 
-// The stored identity the server is asked about.
+// The stored identity the server is asked about: views into the snapshot that the whole
+// call keeps, so that a cache hit copies nothing.
 struct StoredIdentity {
-  std::string user_id;
-  std::string auth_key;
+  std::string_view user_id;
+  std::string_view auth_key;
   int64_t last_query_time = 0;
 };
 
@@ -236,8 +237,8 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   std::string serial;
   if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) return Fail(VEXOZEPH_ERR_SERIAL);
   vexozeph::FormHash form;
-  if (!form.ok() || !form.Set("id", identity.user_id) || !form.Set("auth_key", identity.auth_key) ||
-      !form.Set("serial_no", serial)) {
+  if (!form.ok() || !form.Set("id", std::string(identity.user_id)) ||
+      !form.Set("auth_key", std::string(identity.auth_key)) || !form.Set("serial_no", serial)) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SYSTEM);
   }
@@ -263,7 +264,8 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   }
   const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(), reply.body(), error);
+    ZLOG("Failed to query %s, resp=%s, code=%u", std::string(identity.user_id).c_str(),
+         reply.body(), error);
     return -1;
   }
   return StoreProfile(update);
