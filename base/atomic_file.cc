@@ -234,6 +234,20 @@ bool ReadAllFrom(int fd, std::string &out, size_t max_size) {
   }
 }
 
+bool FileHolds(const std::string &path, const std::string &content, mode_t mode) {
+  UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!fd.Valid()) return false;
+  struct stat info;
+  if (::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || info.st_uid != ::geteuid() ||
+      info.st_gid != ::getegid() || (info.st_mode & 07777) != mode ||
+      static_cast<size_t>(info.st_size) != content.size()) {
+    return false;
+  }
+  // One byte more than expected is read, so that a file grown since the stat differs.
+  std::string held;
+  return ReadAllFrom(fd.Get(), held, content.size() + 1) && held == content;
+}
+
 bool ReadTrustedFile(const std::string &path, std::string &out, size_t max_size) {
   UniqueFd fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!fd.Valid()) return false;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -34,6 +35,10 @@ bool IsStorableUserValue(const std::string &value);
 // kMaxUserValueLength characters, an empty value counts as absent). Nothing is kept
 // between calls: an operation takes its snapshot when it starts, and a later operation
 // takes a new one, so every operation sees the file as it is.
+//
+// The snapshot holds the file's text once; keys and values are places in it, so that a
+// read costs two allocations, however many keys the file has. Text views it hands out
+// live as long as the snapshot.
 class AccountSnapshot {
  public:
   // A file without keys: every key has its default.
@@ -43,17 +48,18 @@ class AccountSnapshot {
   static AccountSnapshot Read();
 
   // The stored value of `key` into `value`; false when the key is absent or empty.
-  bool Find(const std::string &key, std::string &value) const;
+  bool Find(std::string_view key, std::string &value) const;
+  bool Find(std::string_view key, std::string_view &value) const;
   // The stored value, or `fallback` when absent or empty.
-  std::string Text(const std::string &key, const std::string &fallback) const;
+  std::string_view Text(std::string_view key, std::string_view fallback) const;
   // Only the exact words "yes" and "true" are true; absent or empty gives `fallback`.
-  bool Bool(const std::string &key, bool fallback) const;
+  bool Bool(std::string_view key, bool fallback) const;
   // A value read with "%lld"; absent, empty or not starting with a number gives
   // `fallback`.
-  int64_t Number(const std::string &key, int64_t fallback) const;
+  int64_t Number(std::string_view key, int64_t fallback) const;
 
 #define VEXOZEPH_SNAPSHOT_TEXT(Name, key, fallback) \
-  std::string Get##Name() const {                   \
+  std::string_view Get##Name() const {              \
     return Text(key, fallback);                     \
   }
 #define VEXOZEPH_SNAPSHOT_BOOL(Name, key, fallback) \
@@ -72,9 +78,25 @@ class AccountSnapshot {
 #undef VEXOZEPH_SNAPSHOT_NUMBER
 
  private:
-  // In file order, one entry per key, values already cut; a score of keys at most, so a
-  // plain walk finds one faster than any index would be built.
-  std::vector<std::pair<std::string, std::string>> entries_;
+  // A stretch of text_. Places rather than views, so that a snapshot can be moved and
+  // copied (a short text lives inside the string object and moves with it).
+  struct Span {
+    uint32_t offset;
+    uint32_t size;
+  };
+  std::string_view At(Span span) const {
+    return std::string_view(text_).substr(span.offset, span.size);
+  }
+
+  struct Entry {
+    Span key;
+    Span value;  // already cut; empty reads as absent
+  };
+
+  std::string text_;
+  // Every line that holds a key, in file order; a score of them, so a plain walk finds a
+  // key faster than any index would be built.
+  std::vector<Entry> entries_;
 };
 
 using AccountValues = std::vector<std::pair<std::string, std::string>>;

@@ -41,6 +41,14 @@ int SendAccountForm(const std::string &host, const char *path, const FormHash &f
 // logging. False when there is no body or it is not JSON.
 bool ParseReply(const char *body, Json::Value &out);
 
+// POSTs `form` and parses the reply as JSON, logging a failure at `where`: a request not
+// sent logs "Failed to send https request. err=[0x%04X %s:%d]" and sets 4, a body that is
+// not JSON logs "Failed to parse json: %s" with the body and sets 2; -1 in both cases.
+// `reply` keeps the body for the caller's own lines.
+int PostAccountFormForJson(const log::Place &where, const std::string &host, const char *path,
+                           const FormHash &form, bool short_timeout, HttpsReply &reply,
+                           Json::Value &answer);
+
 }  // namespace vexozeph
 
 #endif  // VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_

@@ -218,7 +218,8 @@ int SetMany(const char *path, const char *const *keys, const char *const *values
     SET_PLATFORM_ERROR(EFBIG);
     return -1;
   }
-  if (!ReplaceFile(lock, path, content)) {
+  // Setting the values a file already holds changes nothing, and costs no write.
+  if (!FileHolds(path, content, 0600) && !ReplaceFile(lock, path, content)) {
     SET_PLATFORM_ERROR(errno);
     return -1;
   }

@@ -4,7 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "base/key_value_text.h"
 #include "internal/atomic_file.h"
@@ -40,6 +41,9 @@ bool TakeFileLock(FileLock &lock) {
   return false;
 }
 
+// The keys a signed-in account stores, with room to spare.
+const size_t kUsualKeyCount = 32;
+
 void EnterOrThrow(PrivilegeSection &section) {
   if (!section.Enter()) throw ZephException(VEXOZEPH_ERR_SYSTEM);
 }
@@ -63,55 +67,76 @@ bool IsStorableUserValue(const std::string &value) {
 
 AccountSnapshot AccountSnapshot::Read() {
   AccountSnapshot snapshot;
-  std::string content;
   {
     PrivilegeSection section(kModule, kReadLine);
     EnterOrThrow(section);
     // An unreadable file is one without keys, as for a lookup of each key.
-    if (!ReadWholeFile(AccountFilePath(), content, kMaxKeyValueFileSize)) content.clear();
+    if (!ReadWholeFile(AccountFilePath(), snapshot.text_, kMaxKeyValueFileSize)) {
+      snapshot.text_.clear();
+    }
   }
-  snapshot.entries_ = ParseKeyValueText(content);
-  for (auto &entry : snapshot.entries_) {
-    std::string &value = entry.second;
+  const std::string_view text(snapshot.text_);
+  const auto place = [&text](std::string_view part) {
+    return Span{static_cast<uint32_t>(part.data() - text.data()),
+                static_cast<uint32_t>(part.size())};
+  };
+  // An account file holds a score of keys: room for them all at once.
+  snapshot.entries_.reserve(kUsualKeyCount);
+  size_t position = 0;
+  std::string_view key;
+  std::string_view value;
+  // Every line is kept, later duplicates too: a lookup walks in file order and stops at
+  // the first line of its key, so that line counts, even when its value is empty.
+  while (NextKeyValue(text, position, key, value)) {
     // What a lookup through the platform's 2048-byte buffer gives back: cut at a NUL and
     // to the buffer less its terminator.
-    value.resize(std::min({value.find('\0'), value.size(), kMaxUserValueLength}));
+    value = value.substr(0, std::min(value.find('\0'), kMaxUserValueLength));
+    snapshot.entries_.push_back(Entry{place(key), place(value)});
   }
-  // An empty value reads as an absent key.
-  auto &entries = snapshot.entries_;
-  entries.erase(
-      std::remove_if(entries.begin(), entries.end(),
-                     [](const KeyValueEntries::value_type &entry) { return entry.second.empty(); }),
-      entries.end());
   return snapshot;
 }
 
-bool AccountSnapshot::Find(const std::string &key, std::string &value) const {
-  for (const auto &entry : entries_) {
-    if (entry.first == key) {
-      value = entry.second;
-      return true;
+bool AccountSnapshot::Find(std::string_view key, std::string_view &value) const {
+  for (const Entry &entry : entries_) {
+    if (entry.key.size == key.size() &&
+        std::memcmp(text_.data() + entry.key.offset, key.data(), key.size()) == 0) {
+      // An empty value reads as an absent key.
+      value = At(entry.value);
+      return !value.empty();
     }
   }
   return false;
 }
 
-std::string AccountSnapshot::Text(const std::string &key, const std::string &fallback) const {
-  std::string value;
+bool AccountSnapshot::Find(std::string_view key, std::string &value) const {
+  std::string_view found;
+  if (!Find(key, found)) return false;
+  value.assign(found);
+  return true;
+}
+
+std::string_view AccountSnapshot::Text(std::string_view key, std::string_view fallback) const {
+  std::string_view value;
   return Find(key, value) ? value : fallback;
 }
 
-bool AccountSnapshot::Bool(const std::string &key, bool fallback) const {
-  std::string text;
+bool AccountSnapshot::Bool(std::string_view key, bool fallback) const {
+  std::string_view text;
   if (!Find(key, text)) return fallback;
   return text == "yes" || text == "true";
 }
 
-int64_t AccountSnapshot::Number(const std::string &key, int64_t fallback) const {
-  std::string text;
+int64_t AccountSnapshot::Number(std::string_view key, int64_t fallback) const {
+  std::string_view text;
   if (!Find(key, text)) return fallback;
-  long long number = 0;
-  if (std::sscanf(text.c_str(), "%lld", &number) != 1) return fallback;
+  // strtoll in base 10 is what "%lld" reads with (blanks skipped, a sign, saturated on
+  // overflow); it wants a terminated text, and a value is never longer than this buffer.
+  char terminated[kMaxUserValueLength + 1];
+  text.copy(terminated, kMaxUserValueLength);
+  terminated[std::min(text.size(), kMaxUserValueLength)] = '\0';
+  char *end = nullptr;
+  const long long number = std::strtoll(terminated, &end, 10);
+  if (end == terminated) return fallback;
   return static_cast<int64_t>(number);
 }
 

@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "internal/json_utils.h"
+#include "internal/shown_answer.h"
+#include "vexo_platform/vlib_error.h"
 
 namespace vexozeph {
 
@@ -37,6 +39,20 @@ int SendAccountForm(const std::string &host, const char *path, const FormHash &f
 
 bool ParseReply(const char *body, Json::Value &out) {
   return body != nullptr && json::Parse(body, out);
+}
+
+int PostAccountFormForJson(const log::Place &where, const std::string &host, const char *path,
+                           const FormHash &form, bool short_timeout, HttpsReply &reply,
+                           Json::Value &answer) {
+  if (SendAccountForm(host, path, form, short_timeout, reply) < 0) {
+    ZLOG_FROM(where, "Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
+  }
+  if (!ParseReply(reply.body(), answer)) {
+    ZLOG_FROM(where, "Failed to parse json: %s", TruncatedAnswer(reply.body()).c_str());
+    return VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_JSON), -1;
+  }
+  return 0;
 }
 
 }  // namespace vexozeph

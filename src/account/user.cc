@@ -16,7 +16,7 @@ const size_t kNumberBufferSize = 2048;
 // A getter reads the file for its one value by the very rules of an operation that takes
 // all values in one read.
 std::string UserImpl::Get(const std::string &key, const std::string &fallback) const {
-  return AccountSnapshot::Read().Text(key, fallback);
+  return std::string(AccountSnapshot::Read().Text(key, fallback));
 }
 
 UserUpdate &UserUpdate::Text(const std::string &key, const std::string &value) {

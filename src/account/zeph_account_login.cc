@@ -106,15 +106,10 @@ bool FillForm(const FormLogin &login, const DeviceFacts &facts, const Locale &lo
 int ExchangeOnce(const std::string &host, const char *path, const vexozeph::FormHash &form,
                  Json::Value &response, std::string &body) {
   vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, path, form, false, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SEND);
-  }
+  const int sent =
+      vexozeph::PostAccountFormForJson(ZLOG_HERE, host, path, form, false, reply, response);
   body = reply.body();
-  if (!vexozeph::ParseReply(reply.body(), response)) {
-    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(body).c_str());
-    return Fail(VEXOZEPH_ERR_BAD_JSON);
-  }
+  if (sent < 0) return -1;
   std::string word;
   if (!vexozeph::json::ResultWord(response, word)) {
     ZLOG("bad response, no code");

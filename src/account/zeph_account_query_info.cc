@@ -6,6 +6,8 @@
 // malformed or hostile answer leaves the stored profile exactly as it was.
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "internal/account_file.h"
 #include "internal/account_request.h"
@@ -44,10 +46,11 @@ uint64_t Distance(int64_t a, int64_t b) {
                 : static_cast<uint64_t>(b) - static_cast<uint64_t>(a);
 }
 
-// The stored identity the server is asked about.
+// The stored identity the server is asked about: views into the snapshot that the whole
+// call keeps, so that a cache hit copies nothing.
 struct StoredIdentity {
-  std::string user_id;
-  std::string auth_key;
+  std::string_view user_id;
+  std::string_view auth_key;
   int64_t last_query_time = 0;
 };
 
@@ -68,7 +71,7 @@ bool IsRecent(int64_t last_query_time, bool fresh) {
   return Distance(vexozeph::clock::Now(), last_query_time) <= lifetime;
 }
 
-// ---- Judging the answer -------------------------------------------------------------
+// ---- Judging the answer ----------------------------------------------------------------
 
 // A boolean the JSON way, but strictly: true/false, or a whole number (0 is false). Texts
 // such as "true" are not accepted: a server that sends them is not speaking this protocol.
@@ -143,7 +146,7 @@ bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
   return true;
 }
 
-// ---- Storing and answering ----------------------------------------------------------
+// ---- Storing ---------------------------------------------------------------------------
 
 // One replacement of the account file: the whole profile or, on failure, nothing. The
 // profile belongs to the account asked about: if that one was signed out (or another
@@ -151,8 +154,10 @@ bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
 // undone by a query it overtook.
 int StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &update) {
   try {
-    if (!vexozeph::WriteAccountValuesFor({identity.user_id, identity.auth_key}, update.entries())) {
-      ZLOG("Account of %s left during the query, answer dropped", identity.user_id.c_str());
+    const vexozeph::AccountIdentity asked{std::string(identity.user_id),
+                                          std::string(identity.auth_key)};
+    if (!vexozeph::WriteAccountValuesFor(asked, update.entries())) {
+      ZLOG("Account of %s left during the query, answer dropped", asked.user_id.c_str());
       return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
     }
   } catch (const vexozeph::ZephException &e) {
@@ -162,13 +167,63 @@ int StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &upd
   return 0;
 }
 
+// ---- The answer ------------------------------------------------------------------------
+
+Json::Value TextValue(std::string_view text) {
+  return Json::Value(text.data(), text.data() + text.size());
+}
+
+// A member of the answer and how it is read from the account file: a text or a flag.
+struct AnswerMember {
+  const char *name;
+  std::string_view (vexozeph::AccountSnapshot::*text)() const;
+  bool (vexozeph::AccountSnapshot::*flag)() const;
+};
+
+#define VEXOZEPH_ANSWER_TEXT(member, Name) \
+  {#member, &vexozeph::AccountSnapshot::Get##Name, nullptr},
+#define VEXOZEPH_ANSWER_FLAG(member, Name) \
+  {#member, nullptr, &vexozeph::AccountSnapshot::Get##Name},
+const AnswerMember kAnswerMembers[] = {
+    {"auth_key", &vexozeph::AccountSnapshot::GetAuthKey, nullptr},
+    VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_ANSWER_TEXT)
+        VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_ANSWER_FLAG)};
+#undef VEXOZEPH_ANSWER_TEXT
+#undef VEXOZEPH_ANSWER_FLAG
+
+// The answer's members made once per process, all null, with their readers in the order
+// the object keeps its members. An answer is a copy filled by walking it: a copy costs one
+// allocation per member and name, where inserting members one by one costs three and the
+// searches of a sorted tree. Only names are kept; every answer reads the file afresh.
+struct AnswerShape {
+  Json::Value object{Json::objectValue};
+  std::vector<const AnswerMember *> in_order;
+};
+
+const AnswerShape &Shape() {
+  static const AnswerShape shape = [] {
+    AnswerShape made;
+    for (const AnswerMember &member : kAnswerMembers) made.object[member.name] = Json::Value();
+    for (auto it = made.object.begin(); it != made.object.end(); ++it) {
+      const std::string name = it.name();
+      for (const AnswerMember &member : kAnswerMembers) {
+        if (name == member.name) made.in_order.push_back(&member);
+      }
+    }
+    return made;
+  }();
+  return shape;
+}
+
 void Answer(const vexozeph::AccountSnapshot &account, Json::Value &result) {
-  Json::Value answer(Json::objectValue);
-  answer["auth_key"] = account.GetAuthKey();
-#define VEXOZEPH_ANSWER(member, Name) answer[#member] = account.Get##Name();
-  VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_ANSWER)
-  VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_ANSWER)
-#undef VEXOZEPH_ANSWER
+  const AnswerShape &shape = Shape();
+  Json::Value answer(shape.object);
+  auto reader = shape.in_order.begin();
+  for (Json::Value &value : answer) {
+    const AnswerMember &member = **reader++;
+    value = member.text != nullptr ? TextValue((account.*member.text)())
+                                   : Json::Value((account.*member.flag)());
+  }
   result.swap(answer);
 }
 
@@ -183,7 +238,7 @@ int AnswerFromFile(Json::Value &result) {
   return 0;
 }
 
-// ---- Asking the server --------------------------------------------------------------
+// ---- Asking the server -----------------------------------------------------------------
 
 int AskServer(const StoredIdentity &identity, bool short_timeout) {
   std::string host;
@@ -191,20 +246,16 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   std::string serial;
   if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) return Fail(VEXOZEPH_ERR_SERIAL);
   vexozeph::FormHash form;
-  if (!form.ok() || !form.Set("id", identity.user_id) || !form.Set("auth_key", identity.auth_key) ||
-      !form.Set("serial_no", serial)) {
+  if (!form.ok() || !form.Set("id", std::string(identity.user_id)) ||
+      !form.Set("auth_key", std::string(identity.auth_key)) || !form.Set("serial_no", serial)) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
     return Fail(VEXOZEPH_ERR_SYSTEM);
   }
   vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, kQueryPath, form, short_timeout, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SEND);
-  }
   Json::Value answer;
-  if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
-    return Fail(VEXOZEPH_ERR_BAD_JSON);
+  if (vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kQueryPath, form, short_timeout, reply,
+                                       answer) < 0) {
+    return -1;
   }
   // A refused key ends the session here and now, whatever else the answer lacks.
   std::string word;
@@ -222,8 +273,8 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
   }
   const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to query %s, resp=%s, code=%u", identity.user_id.c_str(),
-         vexozeph::TruncatedAnswer(reply.body()).c_str(), error);
+    ZLOG("Failed to query %s, resp=%s, code=%u", std::string(identity.user_id).c_str(),
+         reply.body(), error);
     return -1;
   }
   return StoreProfile(identity, update);
@@ -232,7 +283,7 @@ int AskServer(const StoredIdentity &identity, bool short_timeout) {
 int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {
   // One process at a time decides, asks and stores; the ones that waited then normally
   // find a fresh profile and answer from the file.
-  vexozeph::FileLock lock(vexozeph::format("/tmp/account_%s.lock", "query_info"));
+  vexozeph::FileLock lock("/tmp/account_query_info.lock");
   if (!lock.Lock(kLockTimeoutSeconds)) {
     ZLOG("Failed to lock file: %s", lock.GetPath().c_str());
     return -1;

@@ -1,4 +1,5 @@
-#include <cstdio>
+#include <cstring>
+#include <string_view>
 
 #include "internal/account_file.h"
 #include "internal/c_edge.h"
@@ -10,9 +11,12 @@ static_assert(sizeof(ZEPH_INFO) == 20248, "the account record's layout is part o
 
 namespace {
 
+// As much of `value` as the field holds, terminated. Stored values never hold a NUL.
 template <size_t N>
-void CopyText(char (&field)[N], const std::string &value) {
-  std::snprintf(field, N, "%s", value.c_str());
+void CopyText(char (&field)[N], std::string_view value) {
+  const size_t size = value.size() < N ? value.size() : N - 1;
+  std::memcpy(field, value.data(), size);
+  field[size] = '\0';
 }
 
 int AccountGet(ZEPH_INFO *info) {
@@ -20,8 +24,8 @@ int AccountGet(ZEPH_INFO *info) {
   try {
     // One read of the file for the whole record, so that its fields belong together.
     const vexozeph::AccountSnapshot account = vexozeph::AccountSnapshot::Read();
-    const std::string auth_key = account.GetAuthKey();
-    const std::string user_id = account.GetUserId();
+    const std::string_view auth_key = account.GetAuthKey();
+    const std::string_view user_id = account.GetUserId();
     if (auth_key.empty() || user_id.empty()) return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
     CopyText(info->auth_key, auth_key);
     CopyText(info->user_id, user_id);

@@ -155,14 +155,10 @@ int ReportInfo() {
   }
 
   vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, kReportPath, form, false, reply) < 0) {
-    ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SEND);
-  }
   Json::Value answer;
-  if (!vexozeph::ParseReply(reply.body(), answer)) {
-    ZLOG("Failed to parse json: %s", vexozeph::TruncatedAnswer(reply.body()).c_str());
-    return Fail(VEXOZEPH_ERR_BAD_JSON);
+  if (vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kReportPath, form, false, reply, answer) <
+      0) {
+    return -1;
   }
   std::string word;
   if (!vexozeph::json::ResultWord(answer, word)) return Fail(VEXOZEPH_ERR_NO_REPLY);

@@ -187,6 +187,40 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   }
 }
 
+ino_t InodeOf(const std::string &path) {
+  struct stat info {};
+  return lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
+// Setting what a file already holds spares the replacement and its flushes, but only when
+// the file is exactly what a replacement would leave: a wrong mode or a link in its place
+// is still replaced.
+TEST(PlatformKeyValueFile, SettingWhatTheFileHoldsLeavesItOnlyWhenAWriteWouldLeaveTheSame) {
+  TempRoot root;
+  const std::string path = root.Path("/etc/user.conf");
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
+  const ino_t written = InodeOf(path);
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
+  EXPECT_EQ(InodeOf(path), written);
+
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
+  struct stat mended {};
+  ASSERT_EQ(stat(path.c_str(), &mended), 0);
+  EXPECT_NE(mended.st_ino, written);
+  EXPECT_EQ(mended.st_mode & 07777, 0600u);
+
+  root.WriteFile("/etc/elsewhere", "a=\"1\"\n");
+  ASSERT_EQ(chmod(root.Path("/etc/elsewhere").c_str(), 0600), 0);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  ASSERT_EQ(symlink(root.Path("/etc/elsewhere").c_str(), path.c_str()), 0);
+  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
+  struct stat replaced {};
+  ASSERT_EQ(lstat(path.c_str(), &replaced), 0);
+  EXPECT_TRUE(S_ISREG(replaced.st_mode));
+  EXPECT_EQ(GetValue(path, "a"), "1");
+}
+
 // The reader refuses files over 4 MiB; a file it refuses would lose every key at once, for
 // good, so the writer refuses to produce one and the file stays usable.
 TEST(PlatformKeyValueFile, AWriteThatWouldOutgrowTheReaderIsRefused) {

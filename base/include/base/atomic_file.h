@@ -53,6 +53,13 @@ std::string TempNameFor(const std::string &path);
 bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
                  mode_t mode = 0600);
 
+// True when `path` already is what ReplaceFile would leave there: a regular file (not a
+// link) of this process's effective user and group, mode `mode`, holding exactly
+// `content`. A writer that finds so skips the replacement and its two flushes to disk:
+// files rewritten on every run with the same text (the cron jobs, a schedule the server
+// sends again) then cost a read instead of a write.
+bool FileHolds(const std::string &path, const std::string &content, mode_t mode);
+
 // The whole content of `path` into `out`. False with errno set when it cannot be read, or
 // (EFBIG) when it is larger than `max_size`.
 bool ReadWholeFile(const std::string &path, std::string &out, size_t max_size = SIZE_MAX);

@@ -6,8 +6,7 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
 
 namespace vexozeph {
 
@@ -19,11 +18,11 @@ constexpr size_t kMaxKeyValueFileSize = 4 * 1024 * 1024;
 // enclosing double quotes; anything inside the quotes (quotes included) is kept.
 bool ParseKeyValueLine(const std::string &line, std::string &key, std::string &value);
 
-using KeyValueEntries = std::vector<std::pair<std::string, std::string>>;
-
-// Every key of `content` with the value of its first line, in file order: what a lookup
-// of each key finds.
-KeyValueEntries ParseKeyValueText(const std::string &content);
+// The next line of `text` from `position` on that holds an entry, as views into `text`;
+// `position` moves past it. False when no line is left. Duplicate keys come as often as
+// they stand: a lookup keeps the first.
+bool NextKeyValue(std::string_view text, size_t &position, std::string_view &key,
+                  std::string_view &value);
 
 }  // namespace vexozeph
 

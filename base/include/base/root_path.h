@@ -4,6 +4,7 @@
 #define VEXOZEPH_BASE_ROOT_PATH_H_
 
 #include <string>
+#include <string_view>
 
 namespace vexozeph {
 
@@ -13,7 +14,7 @@ std::string RootPrefix();
 
 // `absolute` (which must begin with '/') under the root prefix; unchanged when there is
 // no prefix or the path is not absolute.
-std::string RootedPath(const std::string &absolute);
+std::string RootedPath(std::string_view absolute);
 
 }  // namespace vexozeph
 
