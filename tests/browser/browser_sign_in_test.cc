@@ -19,16 +19,12 @@
 
 #include "browser/web_driver.h"
 #include "cli/cli_run.h"
-#include "support/cloud_emulator.h"
+#include "support/device_on_cloud.h"
 #include "support/http_client.h"
-#include "support/temp_root.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
-
-const char kSerial[] = "SN2207WEB0";
-const char kMac[] = "00:11:32:0c:0d:07";
 
 // Runs a program to its end, its output into `log`; its exit status (-1 when it could
 // not run).
@@ -60,17 +56,17 @@ void MakeHomeTrusting(const std::string &home, const std::string &ca_file, const
       << log;
 }
 
-TEST(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopbackListener) {
+using BrowserSignIn = DeviceOnCloud;
+
+TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopbackListener) {
   const std::string chromedriver = FindChromedriver();
   if (chromedriver.empty()) {
     GTEST_SKIP() << "chromedriver is not installed: the Debian packages chromium and "
                     "chromium-driver are needed (`./dev test` installs them)";
   }
 
-  TempRoot root;
-  root.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-  root.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-  CloudEmulator cloud(ZEPH_CLOUD_BINARY, root);
+  const TempRoot &root = root_;
+  CloudEmulator &cloud = *cloud_;
   NewAccount wanted;
   wanted.email = "jo@example.com";
   wanted.password = "Pw-jo-4kd8";

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/clock.h"
+#include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_vigilon_service.h"
@@ -29,14 +29,8 @@ namespace {
 const int64_t kFirstSignIn = 1700000000;
 const char kZone[] = "Europe/Berlin";
 const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
-const char kSessionTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
-const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
-const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 const char kCronList[] = "/usr/vexo/etc/crond/zeph.json";
 const char kReportCommand[] = " root /usr/vexo/bin/vexozeph --report_info\n";
-const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
-const char kReportPath[] = "device/api/report";
-const char kLogoutPath[] = "/device/api/logout";
 const char kRescueGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
 
 class DeviceLife : public AccountAppliance {
