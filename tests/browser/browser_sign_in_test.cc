@@ -8,7 +8,6 @@
 // that one CA only, so a wrong certificate would still fail the test.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,6 +18,7 @@
 
 #include "browser/web_driver.h"
 #include "cli/cli_run.h"
+#include "support/child_process.h"
 #include "support/device_on_cloud.h"
 #include "support/http_client.h"
 
@@ -26,21 +26,17 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-// Runs a program to its end, its output into `log`; its exit status (-1 when it could
+// Runs a program to its end, its output into `log`; its exit status (127 when it could
 // not run).
 int RunProgram(const std::vector<std::string> &args, const std::string &log) {
-  std::vector<char *> argv;
-  for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
-  argv.push_back(nullptr);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) _exit(126);
+  return RunInChild([&] {
+    std::vector<char *> argv;
+    for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
+    argv.push_back(nullptr);
+    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) return 126;
     execvp(argv[0], argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  if (pid < 0 || waitpid(pid, &status, 0) != pid) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return 127;
+  });
 }
 
 // A $HOME whose NSS database trusts `ca_file` to identify servers.

@@ -2,7 +2,6 @@
 // against the cloud emulator and the generic-Linux platform, through the library's public
 // interface alone. Each test is one story; each story is a row of named steps, and a
 // failure names the step it happened in.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -100,17 +99,13 @@ class DeviceLife : public AccountAppliance {
   // Every "*_token.json" left in the private directory.
   std::vector<std::string> TokenFiles() const {
     std::vector<std::string> names;
-    DIR *dir = ::opendir(root_.Path(kPrivateDir).c_str());
-    if (dir == nullptr) return names;
     const std::string suffix = "_token.json";
-    while (const struct dirent *entry = ::readdir(dir)) {
-      const std::string name = entry->d_name;
+    for (const std::string &name : NamesIn(root_.Path(kPrivateDir))) {
       if (name.size() >= suffix.size() &&
           name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
         names.push_back(name);
       }
     }
-    ::closedir(dir);
     return names;
   }
 

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/atomic_file.h"
 #include "support/child_process.h"
 #include "support/signed_in_appliance.h"
 #include "vexozeph/error_codes.h"
@@ -59,14 +60,6 @@ bool IsWholeAccountFile(const std::string &text, std::string &why) {
   return true;
 }
 
-std::string ReadAll(const std::string &path, bool &exists) {
-  std::ifstream in(path, std::ios::binary);
-  exists = static_cast<bool>(in);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 size_t CountLines(const std::string &path) {
   std::ifstream in(path);
   size_t lines = 0;
@@ -93,10 +86,9 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
     long reads = 0;
     long present = 0;
     while (!root.Exists(kStopWatching)) {
-      bool exists = false;
-      const std::string text = ReadAll(root.Path(kAccountFile), exists);
+      std::string text;
       ++reads;
-      if (!exists) continue;
+      if (!ReadWholeFile(root.Path(kAccountFile), text)) continue;
       ++present;
       std::string why;
       if (!IsWholeAccountFile(text, why)) out << "broken " << why << "\n";
