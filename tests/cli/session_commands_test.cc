@@ -33,10 +33,7 @@ class SessionCommands : public CliAgainstCloud {
  protected:
   void SetUp() override {
     CliAgainstCloud::SetUp();
-    NewAccount wanted;
-    wanted.email = "ida@example.com";
-    wanted.password = "Pw-ida-7hq2";
-    account_ = cloud_->CreateAccount(wanted);
+    account_ = MakeAccount("ida@example.com");
   }
 
   std::unique_ptr<CliProcess> Start(const std::vector<std::string> &args) {
