@@ -8,7 +8,6 @@
 // that one CA only, so a wrong certificate would still fail the test.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,32 +18,25 @@
 
 #include "browser/web_driver.h"
 #include "cli/cli_run.h"
-#include "support/cloud_emulator.h"
+#include "support/child_process.h"
+#include "support/device_on_cloud.h"
 #include "support/http_client.h"
-#include "support/temp_root.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207WEB0";
-const char kMac[] = "00:11:32:0c:0d:07";
-
-// Runs a program to its end, its output into `log`; its exit status (-1 when it could
+// Runs a program to its end, its output into `log`; its exit status (127 when it could
 // not run).
 int RunProgram(const std::vector<std::string> &args, const std::string &log) {
-  std::vector<char *> argv;
-  for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
-  argv.push_back(nullptr);
-  const pid_t pid = fork();
-  if (pid == 0) {
-    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) _exit(126);
+  return RunInChild([&] {
+    std::vector<char *> argv;
+    for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
+    argv.push_back(nullptr);
+    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) return 126;
     execvp(argv[0], argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  if (pid < 0 || waitpid(pid, &status, 0) != pid) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return 127;
+  });
 }
 
 // A $HOME whose NSS database trusts `ca_file` to identify servers.
@@ -60,17 +52,17 @@ void MakeHomeTrusting(const std::string &home, const std::string &ca_file, const
       << log;
 }
 
-TEST(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopbackListener) {
+using BrowserSignIn = DeviceOnCloud;
+
+TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopbackListener) {
   const std::string chromedriver = FindChromedriver();
   if (chromedriver.empty()) {
     GTEST_SKIP() << "chromedriver is not installed: the Debian packages chromium and "
                     "chromium-driver are needed (`./dev test` installs them)";
   }
 
-  TempRoot root;
-  root.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-  root.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-  CloudEmulator cloud(ZEPH_CLOUD_BINARY, root);
+  const TempRoot &root = root_;
+  CloudEmulator &cloud = *cloud_;
   NewAccount wanted;
   wanted.email = "jo@example.com";
   wanted.password = "Pw-jo-4kd8";

@@ -18,6 +18,14 @@ class CliAgainstCloud : public DeviceOnCloud {
     return RunCli(VEXOZEPH_CLI_BINARY, args, input);
   }
 
+  Account MakeAccount(const std::string &email) {
+    NewAccount wanted;
+    wanted.email = email;
+    wanted.password = "Pw-" + email + "-9f3k";
+    wanted.full_name = "Ada Owner";
+    return cloud_->CreateAccount(wanted);
+  }
+
   // The value the account file holds for `key` (key="value"); "" when absent.
   std::string Stored(const std::string &key) const {
     std::istringstream lines(root_.ReadFile(kAccountFile));

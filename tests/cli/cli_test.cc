@@ -63,15 +63,6 @@ std::string Unescaped(std::string roff) {
 
 class Cli : public CliAgainstCloud {
  protected:
-
-  Account MakeAccount(const std::string &email) {
-    NewAccount wanted;
-    wanted.email = email;
-    wanted.password = "Pw-" + email + "-9f3k";
-    wanted.full_name = "Ada Owner";
-    return cloud_->CreateAccount(wanted);
-  }
-
   CliResult SignIn(const Account &account, const std::vector<std::string> &extra = {}) {
     std::vector<std::string> args = {"login", "--email", account.email, "--password-stdin"};
     args.insert(args.end(), extra.begin(), extra.end());

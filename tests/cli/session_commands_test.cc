@@ -12,16 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "base/json_utils.h"
 #include "cli_fixture.h"
+#include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/pkce_digest.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
-
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 
 // What the tool asked the browser for: the address it printed on stderr.
 struct PrintedRequest {
@@ -35,10 +33,7 @@ class SessionCommands : public CliAgainstCloud {
  protected:
   void SetUp() override {
     CliAgainstCloud::SetUp();
-    NewAccount wanted;
-    wanted.email = "ida@example.com";
-    wanted.password = "Pw-ida-7hq2";
-    account_ = cloud_->CreateAccount(wanted);
+    account_ = MakeAccount("ida@example.com");
   }
 
   std::unique_ptr<CliProcess> Start(const std::vector<std::string> &args) {
@@ -61,11 +56,7 @@ class SessionCommands : public CliAgainstCloud {
                            cloud_->DeviceScope(kSerial, kMac), printed.state, printed.challenge});
   }
 
-  Json::Value TokenFile() const {
-    Json::Value tokens;
-    EXPECT_TRUE(json::FromString(root_.ReadFile(kTokenFile), tokens));
-    return tokens;
-  }
+  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
 
   Account account_;
 };
@@ -145,7 +136,7 @@ TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
     EXPECT_EQ(result.status, 64) << "nothing pasted";
   }
   EXPECT_EQ(Run({"status"}).status, 3);
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
 
   // The code alone, as the landing page shows it, is taken as it is.
   std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
@@ -203,7 +194,7 @@ TEST_F(SessionCommands, ListeningLoginGivesUpOnATakenPortOrASilentBrowser) {
   CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
   EXPECT_EQ(silent.status, 75) << silent.err;
   EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
 }
 
 TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtTheService) {
@@ -227,7 +218,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   ASSERT_EQ(told.size(), 1u);
   EXPECT_EQ(told[0].FormValue("access_token"), access.Json()["access_token"].asString());
   EXPECT_EQ(Run({"status"}).status, 3);
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
   EXPECT_EQ(Run({"token"}).status, 22);
 
   // --local tells the service nothing: the auth key stays good there.
@@ -244,7 +235,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
                            " on this device only; the account service was not told.\n");
   EXPECT_EQ(cloud_->Requests("account", "/device/api/logout").size(), 1u);
   EXPECT_FALSE(root_.Exists(kAccountFile));
-  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
   cloud_->InstallHosts();
   EXPECT_EQ(Run({"login", "--key", account_.id}, auth_key + "\n").status, 0);
 }

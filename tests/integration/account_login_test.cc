@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/json_utils.h"
+#include "support/account_appliance.h"
 #include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/log_capture.h"
@@ -22,8 +22,6 @@ using Keys = std::vector<std::string>;
 
 const Keys kPasswordForm = {"bx_sn",  "bx_token",  "type",    "email",
                             "passwd", "serial_no", "api_key", "mac"};
-const char kEventLog[] = "/var/log/vexozeph/events.jsonl";
-const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
 const char kLoginHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
 const Keys kQueryForm = {"bx_sn", "bx_token", "id", "auth_key", "serial_no"};
 

@@ -10,11 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/account_pkce_service_impl.h"
 #include "internal/clock.h"
-#include "internal/https_transfer.h"
 #include "internal/json_utils.h"
+#include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"
@@ -30,15 +29,9 @@ namespace {
 
 using Keys = std::vector<std::string>;
 
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
-const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
-const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kHook[] = "/usr/vexo/etc/vexozeph/hooks/zeph/50-note";
-const char kCronJobs[] = "/usr/vexo/etc/crond/zeph.json";
-const char kEventLog[] = "/var/log/vexozeph/events.jsonl";
 const char kExchangePath[] = "/oauth2/api/v1/device/core/authkey/exchange";
 const char kGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
-const char kLogoutPath[] = "/device/api/logout";
 const Keys kGrantFormStart = {"client_id", "redirect_url", "state", "code_challenge", "auth_key"};
 
 using vexozeph::testing::CodeOf;
@@ -52,8 +45,9 @@ class AccountPkceSession : public AccountAppliance {
     owner_ = MakeAccount("pat@example.com", wanted);
     // Each plugin event notes what it was and whether the session's token file existed.
     root_.WriteFile(kHook, "#!/bin/sh\necho \"$VEXOZEPH_ACTION $VEXOZEPH_PHASE $(test -f \"" +
-                               root_.Path(kTokenFile) + "\" && echo token || echo none)\" >> " +
-                               root_.Path("/tmp/heard") + "\n");
+                               root_.Path(kSessionTokenFile) +
+                               "\" && echo token || echo none)\" >> " + root_.Path("/tmp/heard") +
+                               "\n");
     ASSERT_EQ(::chmod(root_.Path(kHook).c_str(), 0755), 0);
   }
 
@@ -68,7 +62,7 @@ class AccountPkceSession : public AccountAppliance {
     return AccountPkceService().Login(BrowserSignIn(owner_));
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kTokenFile); }
+  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
 
   std::string Heard() const { return root_.ReadFile("/tmp/heard"); }
 
@@ -85,7 +79,7 @@ class AccountPkceSession : public AccountAppliance {
   // Nothing of the session is left here, and the listeners heard of it once.
   void ExpectSignedOut() const {
     EXPECT_FALSE(HasAccountFile());
-    EXPECT_FALSE(root_.Exists(kTokenFile));
+    EXPECT_FALSE(root_.Exists(kSessionTokenFile));
     EXPECT_FALSE(root_.Exists(kPackageTokenFile));
     EXPECT_FALSE(root_.Exists(kCronJobs));
     EXPECT_EQ(LogoutEvents(), 1u);
@@ -104,7 +98,7 @@ TEST_F(AccountPkceSession, ABrowserSignInStoresTokensIdentityAndProfileBetweenTh
   EXPECT_EQ(Heard(), "zeph/login pre none\nzeph/login post token\n");
 
   struct stat info;
-  ASSERT_EQ(::stat(root_.Path(kTokenFile).c_str(), &info), 0);
+  ASSERT_EQ(::stat(root_.Path(kSessionTokenFile).c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777, 0600u);
   const Json::Value tokens = TokenFile();
   EXPECT_EQ(tokens["created_at"].asInt64(), 1700000000);
@@ -158,7 +152,7 @@ TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchan
   SignIn(1700000000);
   const Json::Value before = TokenFile();
   cloud_->RevokeRefreshToken(json::StringOr(before, "refresh_token"));
-  LapseToken(root_, kTokenFile);
+  LapseToken(root_, kSessionTokenFile);
   cloud_->ClearRequests();
   LogCapture log;
 
@@ -188,7 +182,7 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
   const std::string auth_key = User().GetAuthKey();
   cloud_->RevokeRefreshToken(json::StringOr(TokenFile(), "refresh_token"));
   cloud_->RevokeAuthKey(auth_key);
-  LapseToken(root_, kTokenFile);
+  LapseToken(root_, kSessionTokenFile);
   cloud_->ClearRequests();
   LogCapture log;
 
@@ -225,7 +219,7 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
 
 TEST_F(AccountPkceSession, ALostTokenFileIsGrantedAgainWithEveryScopePieceInOrder) {
   SignIn(1700000000);
-  ASSERT_EQ(::unlink(root_.Path(kTokenFile).c_str()), 0);
+  ASSERT_EQ(::unlink(root_.Path(kSessionTokenFile).c_str()), 0);
   // A scope with a double and a trailing space: every single space splits.
   Json::Value tmpl;
   ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
@@ -256,17 +250,18 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
   SignIn(1700000000);
   root_.WriteFile(kPackageTokenFile, "{}");
   const std::string account_file = AccountFile();
-  const std::string token_file = root_.ReadFile(kTokenFile);
+  const std::string token_file = root_.ReadFile(kSessionTokenFile);
   const std::string access_token = json::StringOr(TokenFile(), "access_token");
   auto kept = [&](const std::string &why) {
     EXPECT_EQ(AccountFile(), account_file) << why;
-    EXPECT_EQ(root_.ReadFile(kTokenFile), token_file) << why;
+    EXPECT_EQ(root_.ReadFile(kSessionTokenFile), token_file) << why;
     EXPECT_TRUE(root_.Exists(kPackageTokenFile)) << why;
     EXPECT_TRUE(root_.Exists(kCronJobs)) << why;
     EXPECT_EQ(LogoutEvents(), 0u) << why;
   };
 
-  // Refusals of every kind keep the whole session.
+  // Refusals of every kind keep the whole session (bodies that are not JSON, too deep or
+  // too large are the hostile server's table).
   struct Case {
     int status;
     std::string body;
@@ -274,14 +269,11 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
   };
   const std::vector<Case> refusals = {
       {500, "{\"code\":\"good\"}", VEXOZEPH_ERR_NO_REPLY},
-      {200, "<html>maintenance</html>", VEXOZEPH_ERR_BAD_JSON},
       {200, "[\"good\"]", VEXOZEPH_ERR_BAD_JSON},
-      {200, std::string(200000, '[') + std::string(200000, ']'), VEXOZEPH_ERR_BAD_JSON},
       {200, "{\"code\":\"badauth\"}", VEXOZEPH_ERR_AUTH},
       // A result word of another type is no known word.
       {200, "{\"code\":0}", VEXOZEPH_ERR_UNKNOWN},
       {200, "{\"code\":true}", VEXOZEPH_ERR_UNKNOWN},
-      {200, std::string(https::kMaxReplyBytes + 1, ' '), VEXOZEPH_ERR_NO_REPLY},
   };
   for (const Case &c : refusals) {
     ForceAnswer(*cloud_, "account", kLogoutPath, c.status, c.body);
@@ -325,10 +317,8 @@ TEST_F(AccountPkceSession, SigningOutLocallyNeverAsksTheServer) {
 TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
   SignIn(1700000000);
   const std::string account_file = AccountFile();
-  const std::string token_file = root_.ReadFile(kTokenFile);
+  const std::string token_file = root_.ReadFile(kSessionTokenFile);
   const std::string access_token = json::StringOr(TokenFile(), "access_token");
-  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
-  const std::string huge(https::kMaxReplyBytes + 1, 'x');
   AccountPkceServiceImpl session("", "");
 
   struct Case {
@@ -336,13 +326,10 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
     std::string body;
     int code;
   };
+  // Bodies that are not JSON, too deep, too large or of the wrong shape are the hostile
+  // server's table; these are the refusals and values only this exchange knows.
   const std::vector<Case> exchanges = {
       {403, "{\"error\":\"insufficient_scope\"}", VEXOZEPH_ERR_NO_REPLY},
-      {200, "not json", VEXOZEPH_ERR_BAD_JSON},
-      {200, deep, VEXOZEPH_ERR_BAD_JSON},
-      {200, huge, VEXOZEPH_ERR_NO_REPLY},
-      {200, "[]", VEXOZEPH_ERR_TOKEN_STATE},
-      {200, "{\"user_id\":2000001,\"auth_key\":\"k\"}", VEXOZEPH_ERR_TOKEN_STATE},
       {200, "{\"user_id\":\"2000001\",\"auth_key\":\"\"}", VEXOZEPH_ERR_TOKEN_STATE},
       {200, "{\"user_id\":\"2000\\n001\",\"auth_key\":\"secret-auth-key-0123456789\"}",
        VEXOZEPH_ERR_TOKEN_STATE},
@@ -368,12 +355,6 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
   const std::vector<Case> grants = {
       {401, "{\"error\":\"invalid_grant\"}", VEXOZEPH_ERR_AUTH},
       {500, "{\"grant_code\":\"g\"}", VEXOZEPH_ERR_NO_REPLY},
-      {200, "<html/>", VEXOZEPH_ERR_BAD_JSON},
-      {200, deep, VEXOZEPH_ERR_BAD_JSON},
-      {200, huge, VEXOZEPH_ERR_NO_REPLY},
-      {200, "[\"grant_code\"]", VEXOZEPH_ERR_NO_REPLY},
-      {200, "{\"grant_code\":42}", VEXOZEPH_ERR_NO_REPLY},
-      {200, "{\"state\":\"1\"}", VEXOZEPH_ERR_NO_REPLY},
   };
   for (const Case &c : grants) {
     ForceAnswer(*cloud_, "account", kGrantPath, c.status, c.body);
@@ -384,7 +365,7 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
   EXPECT_EQ(CodeOf([&] { session.GrantByAuthKey(); }), VEXOZEPH_ERR_NO_REPLY);
 
   EXPECT_EQ(AccountFile(), account_file);
-  EXPECT_EQ(root_.ReadFile(kTokenFile), token_file);
+  EXPECT_EQ(root_.ReadFile(kSessionTokenFile), token_file);
   EXPECT_TRUE(session.HasToken());
 }
 

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/json_utils.h"
+#include "support/account_appliance.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
 #include "vexozeph/user.h"
@@ -170,7 +170,8 @@ TEST_F(AccountQuery, ExactlyBadauthSignsTheApplianceOutEvenWhenTheAnswerIsIncomp
 }
 
 TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
-  // Each case breaks one member of a "good" answer.
+  // Each case breaks one member of a "good" answer. A member missing or an array in its
+  // place, and bodies that are no JSON object, are the hostile server's table.
   std::vector<std::pair<const char *, Json::Value>> cases;
   auto add = [&](const char *what, const char *key, const Json::Value &value) {
     Json::Value answer = GoodAnswer();
@@ -181,8 +182,6 @@ TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
     }
     cases.push_back({what, answer});
   };
-  add("no version list", "critical_version_list", Json::Value());
-  add("no e-mail", "email", Json::Value());
   add("flag as text", "activated", "yes");
   add("flag as object", "enews", Json::Value(Json::objectValue));
   add("e-mail as object", "email", [] {
@@ -191,7 +190,6 @@ TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
     return v;
   }());
   add("name as number", "full_name", 42);
-  add("versions as array", "critical_version_list", Json::Value(Json::arrayValue));
   add("version flag as text", "critical_version_list", [] {
     Json::Value v;
     v["a"] = true;
@@ -221,23 +219,12 @@ TEST_F(AccountQuery, IncompleteOrHostileAnswersLeaveTheProfileUntouched) {
 
   // A complete answer refusing the query is not stored either.
   User().SetLastQueryTime(0);
-  std::string before = AccountFile();
+  const std::string before = AccountFile();
   cloud_->SetAnswer(kQueryPath, "badparam", 1, GoodAnswer());
   Json::Value result;
   EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
   EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_PARAMETER);
   EXPECT_EQ(AccountFile(), before);
-
-  // Bodies that are not a JSON object at all.
-  for (const char *body : {"[1, 2]", "\"good\"", "not json at all"}) {
-    SCOPED_TRACE(body);
-    ForceAnswer(*cloud_, "", kQueryPath, 200, body, "text/plain");
-    EXPECT_EQ(VEXOZEPHAccountQueryInfo(result, true, true), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), std::string(body) == "not json at all"
-                                    ? static_cast<int>(VEXOZEPH_ERR_BAD_JSON)
-                                    : static_cast<int>(VEXOZEPH_ERR_NO_REPLY));
-    EXPECT_EQ(AccountFile(), before);
-  }
 }
 
 TEST_F(AccountQuery, TheLongestValuesThatReadBackWholeAreStored) {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "account_appliance.h"
+#include "support/account_appliance.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_service.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
+#include "support/account_appliance.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
 

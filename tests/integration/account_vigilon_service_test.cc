@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "internal/json_utils.h"
-#include "signed_in_appliance.h"
 #include "support/cloud_steps.h"
+#include "support/signed_in_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"
@@ -23,7 +23,6 @@ namespace {
 using Keys = std::vector<std::string>;
 
 const char kGrantPath[] = "/oauth2/api/v1/device/vigilon/authorization_code/grant";
-const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
 const char kClient[] = "vigilon-cloud";
 const char kScope[] = "monitor events:read";
 const char kRedirect[] = "https://monitor.example/cb?tenant=7";

@@ -2,7 +2,6 @@
 // against the cloud emulator and the generic-Linux platform, through the library's public
 // interface alone. Each test is one story; each story is a row of named steps, and a
 // failure names the step it happened in.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -11,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/clock.h"
+#include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_vigilon_service.h"
@@ -29,14 +28,8 @@ namespace {
 const int64_t kFirstSignIn = 1700000000;
 const char kZone[] = "Europe/Berlin";
 const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
-const char kSessionTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
-const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
-const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 const char kCronList[] = "/usr/vexo/etc/crond/zeph.json";
 const char kReportCommand[] = " root /usr/vexo/bin/vexozeph --report_info\n";
-const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
-const char kReportPath[] = "device/api/report";
-const char kLogoutPath[] = "/device/api/logout";
 const char kRescueGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
 
 class DeviceLife : public AccountAppliance {
@@ -106,17 +99,13 @@ class DeviceLife : public AccountAppliance {
   // Every "*_token.json" left in the private directory.
   std::vector<std::string> TokenFiles() const {
     std::vector<std::string> names;
-    DIR *dir = ::opendir(root_.Path(kPrivateDir).c_str());
-    if (dir == nullptr) return names;
     const std::string suffix = "_token.json";
-    while (const struct dirent *entry = ::readdir(dir)) {
-      const std::string name = entry->d_name;
+    for (const std::string &name : NamesIn(root_.Path(kPrivateDir))) {
       if (name.size() >= suffix.size() &&
           name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
         names.push_back(name);
       }
     }
-    ::closedir(dir);
     return names;
   }
 

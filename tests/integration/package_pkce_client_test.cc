@@ -17,10 +17,10 @@
 
 #include "internal/clock.h"
 #include "internal/json_utils.h"
-#include "signed_in_appliance.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"
+#include "support/signed_in_appliance.h"
 #include "support/umask_scope.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
@@ -36,7 +36,6 @@ using Keys = std::vector<std::string>;
 
 const int64_t kCacheSeconds = 108000;
 const char kCache[] = "/tmp/account_vigilon_pkce_client.conf";
-const char kPackageTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
 const char kConfigPath[] = "/oauth2/api/v1/device/package/config/pkce/client";
 const char kGrantPath[] = "/oauth2/api/v1/device/package/authorization_code/grant";
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
+#include "support/account_appliance.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
@@ -22,8 +22,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
-const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kTokenPath[] = "/oauth2/token";
 
 using Keys = std::vector<std::string>;
@@ -52,7 +50,7 @@ class PkceClientAgainstCloud : public AccountAppliance {
     return File();
   }
 
-  Json::Value File() const { return JsonFileIn(root_, kTokenFile); }
+  Json::Value File() const { return JsonFileIn(root_, kSessionTokenFile); }
 
   // The next answer of the token endpoint, whatever was asked.
   void AnswerToken(int status, const std::string &body,
@@ -163,7 +161,7 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
   const int64_t t0 = 1700000000;
   Json::Value saved = SignIn(t0);
   const std::string refresh = saved["refresh_token"].asString();
-  const std::string before = root_.ReadFile(kTokenFile);
+  const std::string before = root_.ReadFile(kSessionTokenFile);
   clock::SetForTesting(t0 + saved["expires_in"].asInt64() + 1);
 
   struct Case {
@@ -194,7 +192,7 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
     std::string message;
     EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), c.code) << c.body;
     EXPECT_NE(message.find(c.message), std::string::npos) << message;
-    EXPECT_EQ(root_.ReadFile(kTokenFile), before) << c.body;
+    EXPECT_EQ(root_.ReadFile(kSessionTokenFile), before) << c.body;
     if (c.body == half) {
       EXPECT_EQ(log.Count("Failed to RenewToken by [" + refresh.substr(0, 10) + "...], resp="), 1u);
       // Neither the spent refresh token nor the half answer's tokens are logged whole.

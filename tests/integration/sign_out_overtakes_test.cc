@@ -9,8 +9,8 @@
 #include <string>
 #include <thread>
 
-#include "signed_in_appliance.h"
 #include "support/child_process.h"
+#include "support/signed_in_appliance.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
@@ -19,10 +19,6 @@
 namespace vexozeph {
 namespace testing {
 namespace {
-
-const char kReportPath[] = "device/api/report";
-const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
-const char kNotifications[] = "/var/spool/vexozeph/notifications.jsonl";
 
 class SignOutOvertakes : public SignedInAppliance {
  protected:

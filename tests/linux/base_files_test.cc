@@ -1,6 +1,5 @@
 // The base's whole-file helpers: an atomic write either replaces the file, with the mode
 // asked for, or leaves it as it was, and never leaves a temporary file behind.
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,19 +19,8 @@
 namespace {
 
 using vexozeph::testing::LogCapture;
+using vexozeph::testing::NamesIn;
 using vexozeph::testing::TempRoot;
-
-std::set<std::string> Entries(const std::string &dir) {
-  std::set<std::string> names;
-  DIR *listing = ::opendir(dir.c_str());
-  if (listing == nullptr) return names;
-  while (dirent *entry = ::readdir(listing)) {
-    std::string name = entry->d_name;
-    if (name != "." && name != "..") names.insert(name);
-  }
-  ::closedir(listing);
-  return names;
-}
 
 mode_t ModeOf(const std::string &path) {
   struct stat info;
@@ -48,14 +36,14 @@ TEST(BaseFiles, AtomicWriteReplacesWholeOrNotAtAllAndLeavesNoTemporary) {
   ASSERT_TRUE(vexozeph::WriteFileAtomically(path, "new", 0640));
   EXPECT_EQ(root.ReadFile("/data/kept.conf"), "new");
   EXPECT_EQ(ModeOf(path), 0640u);
-  EXPECT_EQ(Entries(dir), std::set<std::string>{"kept.conf"});
+  EXPECT_EQ(NamesIn(dir), std::set<std::string>{"kept.conf"});
 
   // The rename fails over a directory: the directory stays, and so does nothing else.
   ASSERT_EQ(::mkdir((dir + "/taken").c_str(), 0700), 0);
   errno = 0;
   EXPECT_FALSE(vexozeph::WriteFileAtomically(dir + "/taken", "x"));
   EXPECT_NE(errno, 0);
-  EXPECT_EQ(Entries(dir), (std::set<std::string>{"kept.conf", "taken"}));
+  EXPECT_EQ(NamesIn(dir), (std::set<std::string>{"kept.conf", "taken"}));
   EXPECT_FALSE(vexozeph::WriteFileAtomically(dir + "/missing/file", "x"));
   EXPECT_EQ(errno, ENOENT);
 
@@ -93,12 +81,12 @@ TEST(BaseFiles, AtomicWriteRemovesOnlyTemporariesThatNoLivingWriterHolds) {
   ASSERT_TRUE(vexozeph::WriteFileAtomically(dir + "/kept.conf", "new"));
   EXPECT_EQ(root.ReadFile("/data/kept.conf"), "new");
   EXPECT_EQ(root.ReadFile("/outside/target"), "kept");
-  EXPECT_EQ(Entries(dir),
+  EXPECT_EQ(NamesIn(dir),
             (std::set<std::string>{"kept.conf", temp + "Heldfor1", temp + "Another1",
                                    temp + "short", temp + "Linked01", "kept.conf.backup"}));
   held.Close();
   ASSERT_TRUE(vexozeph::WriteFileAtomically(dir + "/kept.conf", "newer"));
-  EXPECT_EQ(Entries(dir).count(temp + "Heldfor1"), 0u);
+  EXPECT_EQ(NamesIn(dir).count(temp + "Heldfor1"), 0u);
 }
 
 TEST(BaseFiles, WholeFileReadStopsAtItsCap) {

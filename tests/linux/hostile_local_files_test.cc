@@ -1,7 +1,6 @@
 // Local files and users that work against the library: links planted where it creates or
 // replaces files, lock files made by another user, an account file full of junk, and a
 // process umask that would hand every new file to everyone.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <pwd.h>
@@ -68,19 +67,6 @@ void PlantLink(const TempRoot &root, const std::string &absolute, const std::str
   ::unlink(root.Path(absolute).c_str());
   ASSERT_EQ(::symlink(root.Path(target).c_str(), root.Path(absolute).c_str()), 0) << absolute;
   ASSERT_EQ(::lchown(root.Path(absolute).c_str(), owner.uid, owner.gid), 0) << absolute;
-}
-
-// Entries of a directory other than "." and "..".
-size_t CountEntries(const std::string &dir) {
-  size_t count = 0;
-  DIR *listing = ::opendir(dir.c_str());
-  if (listing == nullptr) return 0;
-  while (const struct dirent *entry = ::readdir(listing)) {
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") ++count;
-  }
-  ::closedir(listing);
-  return count;
 }
 
 // The names created in `dir` (or renamed away from there) while `body` runs.
@@ -237,7 +223,7 @@ TEST_F(HostileLocalUser, FilesTheLibraryCreatesKeepTheirModesUnderAnOpenUmask) {
     EXPECT_EQ(FactsOf(root_, file.path).mode & 07777, file.mode) << file.path;
   }
   // Nothing but the files themselves was left beside them.
-  EXPECT_EQ(CountEntries(root_.Path("/usr/vexo/etc/vexona-account/private")), 2u);
+  EXPECT_EQ(NamesIn(root_.Path("/usr/vexo/etc/vexona-account/private")).size(), 2u);
 }
 
 // What a broken or tampered account file reads as: the first line of a key counts, a value

@@ -1,7 +1,6 @@
 // The generic-Linux key-value settings files: exact key matching, byte-for-byte
 // preservation of other lines, refusal of line breaks, atomic replacement under kill -9,
 // and no lost updates between concurrent writers.
-#include <dirent.h>
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -20,6 +19,7 @@
 
 namespace {
 
+using vexozeph::testing::NamesIn;
 using vexozeph::testing::StartChild;
 using vexozeph::testing::TempRoot;
 using vexozeph::testing::WaitChild;
@@ -54,12 +54,9 @@ class ChildGuard {
 // Names in `dir` starting with '.', i.e. the writer's temporary files.
 std::vector<std::string> HiddenFiles(const std::string &dir) {
   std::vector<std::string> hidden;
-  DIR *listing = opendir(dir.c_str());
-  while (struct dirent *entry = readdir(listing)) {
-    std::string name = entry->d_name;
-    if (name != "." && name != ".." && name[0] == '.') hidden.push_back(name);
+  for (const std::string &name : NamesIn(dir)) {
+    if (name[0] == '.') hidden.push_back(name);
   }
-  closedir(listing);
   return hidden;
 }
 

@@ -2,7 +2,6 @@
 // moments, at each point around their write, fsync and rename calls, and refused space:
 // the file always holds one whole version, the old or the new one, and killed writers
 // leave no pile of temporary files beside it.
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -64,13 +63,9 @@ std::vector<std::string> TemporariesBeside(const TempRoot &root, WrittenFile fil
   const std::string path = root.Path(AbsolutePathOf(file));
   const std::string base = vexozeph::BaseNameOf(path);
   std::vector<std::string> found;
-  DIR *dir = ::opendir(vexozeph::DirectoryOf(path).c_str());
-  if (dir == nullptr) return {"(directory unreadable)"};
-  while (const struct dirent *entry = ::readdir(dir)) {
-    const std::string name = entry->d_name;
+  for (const std::string &name : vexozeph::testing::NamesIn(vexozeph::DirectoryOf(path))) {
     if (name != base && name.find(base) != std::string::npos) found.push_back(name);
   }
-  ::closedir(dir);
   return found;
 }
 

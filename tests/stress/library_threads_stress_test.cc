@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "integration/signed_in_appliance.h"
+#include "support/signed_in_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/file_lock.h"

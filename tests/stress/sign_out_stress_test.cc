@@ -18,29 +18,18 @@
 #include <thread>
 #include <vector>
 
-#include "internal/clock.h"
-#include "support/browser_sign_in.h"
+#include "base/atomic_file.h"
 #include "support/child_process.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
-#include "vexozeph/account_pkce_service.h"
+#include "support/signed_in_appliance.h"
 #include "vexozeph/error_codes.h"
-#include "vexozeph/vexozeph.h"
-#include "vexozeph/zeph_account.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207OUTS";
-const char kMac[] = "00:11:32:0d:0e:11";
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 const char kCronJob[] = "/usr/vexo/etc/crond/zeph.json";
-const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 const char kSignedOutMark[] = "/tmp/stress-signed-out";
 const char kStopWatching[] = "/tmp/stress-stop-watching";
-const int64_t kStart = 1700000000;
 // No child may outlive this, whatever it waits for.
 const unsigned kChildSeconds = 240;
 
@@ -71,14 +60,6 @@ bool IsWholeAccountFile(const std::string &text, std::string &why) {
   return true;
 }
 
-std::string ReadAll(const std::string &path, bool &exists) {
-  std::ifstream in(path, std::ios::binary);
-  exists = static_cast<bool>(in);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 size_t CountLines(const std::string &path) {
   std::ifstream in(path);
   size_t lines = 0;
@@ -87,24 +68,15 @@ size_t CountLines(const std::string &path) {
   return lines;
 }
 
-TEST(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStaysWhole) {
+using SignOutStress = SignedInAppliance;
+
+TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStaysWhole) {
   const int kProcesses = 8;
   const int kIterations = 40;
   const int kCallsAfter = 3;
-  TempRoot root;
-  root.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-  root.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-  CloudEmulator cloud(ZEPH_CLOUD_BINARY, root);
-  NewAccount wanted;
-  wanted.email = "stress-out@example.com";
-  wanted.password = "pw-stress-out";
-  const Account account = cloud.CreateAccount(wanted);
-  clock::SetForTesting(kStart);
-  AccountPkceService().Login(
-      SignInWithBrowser(cloud, AccountPkceService().GetLoginPkceConfig(), account));
+  const TempRoot &root = root_;
   ASSERT_TRUE(root.Exists(kAccountFile));
   ASSERT_TRUE(root.Exists(kCronJob) && root.Exists(kCronFile));
-  cloud.ClearRequests();
 
   // The watcher: reads the file as fast as it can until told to stop.
   const std::string watch_out = root.Path("/tmp/stress-watch");
@@ -114,10 +86,9 @@ TEST(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStay
     long reads = 0;
     long present = 0;
     while (!root.Exists(kStopWatching)) {
-      bool exists = false;
-      const std::string text = ReadAll(root.Path(kAccountFile), exists);
+      std::string text;
       ++reads;
-      if (!exists) continue;
+      if (!ReadWholeFile(root.Path(kAccountFile), text)) continue;
       ++present;
       std::string why;
       if (!IsWholeAccountFile(text, why)) out << "broken " << why << "\n";
@@ -140,7 +111,7 @@ TEST(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStay
       for (int i = 0; i < kIterations || (after_calls < kCallsAfter && i < kIterations * 10); ++i) {
         // Past its share, a worker only waits for the sign-out: it need not spin.
         if (i >= kIterations) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        clock::SetForTesting(kStart + 300 * (i + 1));
+        clock::SetForTesting(kSignedInAt + 300 * (i + 1));
         const bool after = root.Exists(kSignedOutMark);
         after_calls += after;
         const bool query = (i + p) % 2 == 0;
@@ -211,13 +182,12 @@ TEST(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileStay
   // Signed out for good: nothing in flight brought the account, the job or a token back.
   EXPECT_FALSE(root.Exists(kAccountFile)) << root.ReadFile(kAccountFile);
   EXPECT_FALSE(root.Exists(kCronJob) || root.Exists(kCronFile));
-  EXPECT_FALSE(root.Exists(kTokenFile));
+  EXPECT_FALSE(root.Exists(kSessionTokenFile));
 
   std::printf("processes: %d (+1 watcher), iterations: %d each, calls: %zu, answers: %zu, %s\n",
-              kProcesses, kIterations, calls, cloud.Requests().size(), reads.c_str());
+              kProcesses, kIterations, calls, cloud_->Requests().size(), reads.c_str());
   for (const auto &outcome : outcomes)
     std::printf("  %s: %d\n", outcome.first.c_str(), outcome.second);
-  clock::ResetForTesting();
 }
 
 }  // namespace

@@ -13,13 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
 #include "internal/http/session.h"
-#include "internal/json_utils.h"
 #include "internal/pkce_client_impl.h"
+#include "support/account_appliance.h"
 #include "support/child_process.h"
-#include "support/cloud_emulator.h"
-#include "support/temp_root.h"
+#include "support/cloud_steps.h"
 #include "vexozeph/pkce_client.h"
 #include "vexozeph/zeph_exception.h"
 
@@ -27,38 +25,22 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kSerial[] = "SN2207STRS";
-const char kMac[] = "00:11:32:0d:0e:10";
-const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
-const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
+using TokenRenewalStress = AccountAppliance;
 
-TEST(TokenRenewalStress, ThirtyTwoProcessesRenewEachOfThreeExpiriesOnceWithAcceptedTokens) {
+TEST_F(TokenRenewalStress, ThirtyTwoProcessesRenewEachOfThreeExpiriesOnceWithAcceptedTokens) {
   const int kProcesses = 32;
   const int kReadsPerProcess = 200;
   const int kExpiries = 3;
-  TempRoot root;
-  root.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
-  root.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-  CloudEmulator cloud(ZEPH_CLOUD_BINARY, root);
-  NewAccount wanted;
-  wanted.email = "stress@example.com";
-  wanted.password = "pw-stress";
-  Account account = cloud.CreateAccount(wanted);
-  Json::Value tmpl;
-  ASSERT_TRUE(json::FromFile(root.Path(kLoginTemplate), tmpl));
+  const TempRoot &root = root_;
+  CloudEmulator &cloud = *cloud_;
   PkceClientImpl client("tarn");
-  const Json::Value config = client.FormatPkceConfig(tmpl);
+  const Json::Value config = client.FormatPkceConfig(JsonFileIn(root, kLoginTemplate));
   client.SetPkceConfig(config);
 
   int64_t now = 1700000000;
   clock::SetForTesting(now);
-  PkcePair pair = PkcePair::Make();
-  SignInRequest request;
-  request.email = account.email;
-  request.password = account.password;
-  request.scope = cloud.DeviceScope(kSerial, kMac);
-  request.code_challenge = pair.challenge;
-  client.ExchangeToken(cloud.AuthorizeCode(request), pair.verifier, cloud.LoginRedirectUri());
+  const auto code = DeviceCode(cloud, MakeAccount("stress@example.com"), kSerial, kMac);
+  client.ExchangeToken(code.first, code.second, cloud.LoginRedirectUri());
   cloud.ClearRequests();
 
   std::set<std::string> handed_out;

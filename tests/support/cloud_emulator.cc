@@ -1,7 +1,7 @@
+#include "support/appliance_files.h"
 #include "support/cloud_emulator.h"
 
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <openssl/rand.h>
 #include <signal.h>
 #include <strings.h>
@@ -21,6 +21,7 @@
 #include "base/atomic_file.h"
 #include "base/json_utils.h"
 #include "support/http_client.h"
+#include "support/pkce_digest.h"
 
 namespace vexozeph {
 namespace testing {
@@ -29,8 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const char kDefaultsConfigDir[] = "/usr/vexo/etc.defaults/vexona-account/config";
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-const char kCaFile[] = "/etc/ssl/certs/ca-certificates.crt";
 const char kLoginRedirectPath[] = "/device/oauth/login/callback";
 
 std::string ReadAll(const std::string &path) {
@@ -136,20 +135,7 @@ PkcePair PkcePair::Make() {
   if (RAND_bytes(random, sizeof(random)) != 1) throw std::runtime_error("RAND_bytes failed");
   PkcePair pair;
   for (unsigned char byte : random) pair.verifier += kAlphabet[byte & 63];
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  EVP_Digest(pair.verifier.data(), pair.verifier.size(), digest, &length, EVP_sha256(), nullptr);
-  std::string encoded;
-  unsigned int i = 0;
-  for (; i + 2 < length; i += 3) {
-    unsigned v = (digest[i] << 16) | (digest[i + 1] << 8) | digest[i + 2];
-    for (int shift = 18; shift >= 0; shift -= 6) encoded += kAlphabet[(v >> shift) & 63];
-  }
-  unsigned v = digest[i] << 16 | (i + 1 < length ? digest[i + 1] << 8 : 0);
-  encoded += kAlphabet[(v >> 18) & 63];
-  encoded += kAlphabet[(v >> 12) & 63];
-  if (i + 1 < length) encoded += kAlphabet[(v >> 6) & 63];
-  pair.challenge = encoded;
+  pair.challenge = S256Challenge(pair.verifier);
   return pair;
 }
 
@@ -357,28 +343,23 @@ void CloudEmulator::AdvanceClock(int64_t seconds) {
   Admin("POST", "/admin/clock", input);
 }
 
-namespace {
-int RevokedCount(const Json::Value &answer) {
+int CloudEmulator::Revoke(const char *kind, const std::string &value) {
+  Json::Value input;
+  input[kind] = value;
+  const Json::Value answer = Admin("POST", "/admin/revoke", input);
   return answer.isObject() && answer["revoked"].isInt() ? answer["revoked"].asInt() : 0;
 }
-}  // namespace
 
 int CloudEmulator::RevokeRefreshToken(const std::string &token) {
-  Json::Value input;
-  input["refresh_token"] = token;
-  return RevokedCount(Admin("POST", "/admin/revoke", input));
+  return Revoke("refresh_token", token);
 }
 
 int CloudEmulator::RevokeAccessToken(const std::string &token) {
-  Json::Value input;
-  input["access_token"] = token;
-  return RevokedCount(Admin("POST", "/admin/revoke", input));
+  return Revoke("access_token", token);
 }
 
 int CloudEmulator::RevokeAuthKey(const std::string &auth_key) {
-  Json::Value input;
-  input["auth_key"] = auth_key;
-  return RevokedCount(Admin("POST", "/admin/revoke", input));
+  return Revoke("auth_key", auth_key);
 }
 
 void CloudEmulator::SetAnswer(const std::string &path, const std::string &word, int count,
@@ -405,9 +386,10 @@ void CloudEmulator::ClearFaults() {
 
 std::vector<LoggedRequest> CloudEmulator::Requests(const std::string &origin,
                                                    const std::string &path) {
-  std::string query;
-  if (!origin.empty()) query += "origin=" + Escape(origin);
-  if (!path.empty()) query += std::string(query.empty() ? "" : "&") + "path=" + Escape(path);
+  NamedPairs filter;
+  if (!origin.empty()) filter.emplace_back("origin", origin);
+  if (!path.empty()) filter.emplace_back("path", path);
+  const std::string query = FormBody(filter);
   Json::Value answer = Admin("GET", "/admin/requests" + (query.empty() ? "" : "?" + query));
   std::vector<LoggedRequest> requests;
   for (const auto &item : vexozeph::json::ArrayMember(answer, "requests")) {

@@ -163,6 +163,8 @@ class CloudEmulator {
   void Start(const std::string &binary, const Options &options);
   void Install();
   std::string EmulatorOutput() const;
+  // Revokes the `kind` ("refresh_token", "access_token", "auth_key") `value`; how many went.
+  int Revoke(const char *kind, const std::string &value);
 
   const TempRoot &root_;
   pid_t pid_ = -1;

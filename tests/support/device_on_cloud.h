@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "support/appliance_files.h"
 #include "support/cloud_emulator.h"
 #include "support/temp_root.h"
 
@@ -19,7 +20,6 @@ class DeviceOnCloud : public ::testing::Test {
  protected:
   static constexpr const char *kSerial = "SN2207ACCT";
   static constexpr const char *kMac = "00:11:32:0a:0b:0c";
-  static constexpr const char *kAccountFile = "/usr/vexo/etc/vexona-account/private/user.conf";
 
   void SetUp() override {
     root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");

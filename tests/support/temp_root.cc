@@ -14,14 +14,22 @@ namespace testing {
 
 namespace fs = std::filesystem;
 
+std::set<std::string> NamesIn(const std::string &dir) {
+  std::set<std::string> names;
+  std::error_code error;
+  for (const auto &entry : fs::directory_iterator(dir, error)) {
+    names.insert(entry.path().filename().string());
+  }
+  return names;
+}
+
 TempRoot::TempRoot() {
   std::string pattern = (fs::temp_directory_path() / "vexozeph-root-XXXXXX").string();
   if (mkdtemp(&pattern[0]) == nullptr) throw std::runtime_error("mkdtemp failed");
   dir_ = pattern;
-  for (const char *sub : {"/tmp", "/etc", "/etc.defaults", "/etc/ssl/certs",
-                          "/usr/vexo/etc/vexona-account/private",
-                          "/usr/vexo/etc.defaults/vexona-account/config", "/usr/vexo/bin",
-                          "/usr/vexo/sbin"}) {
+  for (const char *sub :
+       {"/tmp", "/etc", "/etc.defaults", "/etc/ssl/certs", "/usr/vexo/etc/vexona-account/private",
+        "/usr/vexo/etc.defaults/vexona-account/config", "/usr/vexo/bin", "/usr/vexo/sbin"}) {
     fs::create_directories(dir_ + sub);
   }
   ::chmod((dir_ + "/tmp").c_str(), 01777);
@@ -56,7 +64,9 @@ std::string TempRoot::ReadFile(const std::string &absolute) const {
   return content.str();
 }
 
-bool TempRoot::Exists(const std::string &absolute) const { return fs::exists(Path(absolute)); }
+bool TempRoot::Exists(const std::string &absolute) const {
+  return fs::exists(Path(absolute));
+}
 
 }  // namespace testing
 }  // namespace vexozeph

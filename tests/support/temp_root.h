@@ -3,6 +3,7 @@
 #ifndef VEXOZEPH_TESTS_SUPPORT_TEMP_ROOT_H_
 #define VEXOZEPH_TESTS_SUPPORT_TEMP_ROOT_H_
 
+#include <set>
 #include <string>
 
 namespace vexozeph {
@@ -34,6 +35,10 @@ class TempRoot {
   std::string previous_root_;
   bool had_previous_root_ = false;
 };
+
+// The names in the directory `dir` (a real path), without "." and ".."; none when it
+// cannot be read.
+std::set<std::string> NamesIn(const std::string &dir);
 
 }  // namespace testing
 }  // namespace vexozeph

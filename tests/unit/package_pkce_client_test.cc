@@ -1,7 +1,6 @@
 // A package client's work before any request, on the fake: the name check that comes
 // before every file, the order of the package's three locks, and a cache that spares the
 // fetch.
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -40,12 +39,7 @@ class PackageClientOnFake : public ::testing::Test {
   void TearDown() override { clock::ResetForTesting(); }
 
   std::set<std::string> TmpEntries() const {
-    std::set<std::string> names;
-    DIR *dir = ::opendir(root_.Path("/tmp").c_str());
-    if (dir == nullptr) return names;
-    while (const dirent *entry = ::readdir(dir)) names.insert(entry->d_name);
-    ::closedir(dir);
-    return names;
+    return vexozeph::testing::NamesIn(root_.Path("/tmp"));
   }
 
   // The lock files taken, in order, by their "/tmp/account_..." names.

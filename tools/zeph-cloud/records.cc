@@ -260,68 +260,24 @@ bool Read(const Json::Value &json, R &record, std::string &error, void (*fields)
 
 }  // namespace
 
-Json::Value ToJson(const Account &record) {
-  return Write(record, AccountFields<const Account, Writer &>);
-}
+// Both directions of one record type walk its one member list.
+#define ZEPH_CLOUD_RECORD_JSON(Type, Fields)                                 \
+  Json::Value ToJson(const Type &record) {                                   \
+    return Write(record, Fields<const Type, Writer &>);                      \
+  }                                                                          \
+  bool FromJson(const Json::Value &json, Type &record, std::string &error) { \
+    return Read(json, record, error, Fields<Type, Reader &>);                \
+  }
 
-Json::Value ToJson(const Device &record) {
-  return Write(record, DeviceFields<const Device, Writer &>);
-}
+ZEPH_CLOUD_RECORD_JSON(Account, AccountFields)
+ZEPH_CLOUD_RECORD_JSON(Device, DeviceFields)
+ZEPH_CLOUD_RECORD_JSON(AuthKey, AuthKeyFields)
+ZEPH_CLOUD_RECORD_JSON(AuthCode, AuthCodeFields)
+ZEPH_CLOUD_RECORD_JSON(Token, TokenFields)
+ZEPH_CLOUD_RECORD_JSON(PackageClient, PackageClientFields)
+ZEPH_CLOUD_RECORD_JSON(LoggedRequest, LoggedRequestFields)
+ZEPH_CLOUD_RECORD_JSON(Fault, FaultFields)
 
-Json::Value ToJson(const AuthKey &record) {
-  return Write(record, AuthKeyFields<const AuthKey, Writer &>);
-}
-
-Json::Value ToJson(const AuthCode &record) {
-  return Write(record, AuthCodeFields<const AuthCode, Writer &>);
-}
-
-Json::Value ToJson(const Token &record) {
-  return Write(record, TokenFields<const Token, Writer &>);
-}
-
-Json::Value ToJson(const PackageClient &record) {
-  return Write(record, PackageClientFields<const PackageClient, Writer &>);
-}
-
-Json::Value ToJson(const LoggedRequest &record) {
-  return Write(record, LoggedRequestFields<const LoggedRequest, Writer &>);
-}
-
-Json::Value ToJson(const Fault &record) {
-  return Write(record, FaultFields<const Fault, Writer &>);
-}
-
-bool FromJson(const Json::Value &json, Account &record, std::string &error) {
-  return Read(json, record, error, AccountFields<Account, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, Device &record, std::string &error) {
-  return Read(json, record, error, DeviceFields<Device, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, AuthKey &record, std::string &error) {
-  return Read(json, record, error, AuthKeyFields<AuthKey, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, AuthCode &record, std::string &error) {
-  return Read(json, record, error, AuthCodeFields<AuthCode, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, Token &record, std::string &error) {
-  return Read(json, record, error, TokenFields<Token, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, PackageClient &record, std::string &error) {
-  return Read(json, record, error, PackageClientFields<PackageClient, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, LoggedRequest &record, std::string &error) {
-  return Read(json, record, error, LoggedRequestFields<LoggedRequest, Reader &>);
-}
-
-bool FromJson(const Json::Value &json, Fault &record, std::string &error) {
-  return Read(json, record, error, FaultFields<Fault, Reader &>);
-}
+#undef ZEPH_CLOUD_RECORD_JSON
 
 }  // namespace zeph_cloud

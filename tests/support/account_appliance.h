@@ -1,7 +1,7 @@
 // An appliance in a throwaway root, wired to a fresh cloud emulator, for the tests of
 // the account sign-in and query calls.
-#ifndef VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_
-#define VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_ACCOUNT_APPLIANCE_H_
+#define VEXOZEPH_TESTS_SUPPORT_ACCOUNT_APPLIANCE_H_
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -52,4 +52,4 @@ class AccountAppliance : public DeviceOnCloud {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_INTEGRATION_ACCOUNT_APPLIANCE_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_ACCOUNT_APPLIANCE_H_

@@ -1,8 +1,8 @@
 // An appliance in a throwaway root whose device session is signed in through the
 // browser, at a fixed time on the library's clock, for the tests of the clients that
 // borrow that session (packages, the monitoring grant).
-#ifndef VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
-#define VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_SIGNED_IN_APPLIANCE_H_
+#define VEXOZEPH_TESTS_SUPPORT_SIGNED_IN_APPLIANCE_H_
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <string>
 
-#include "account_appliance.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
+#include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"
 #include "vexozeph/account_pkce_service.h"
@@ -23,8 +23,6 @@ namespace testing {
 class SignedInAppliance : public AccountAppliance {
  protected:
   static constexpr int64_t kSignedInAt = 1700000000;
-  static constexpr const char *kSessionTokenFile =
-      "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 
   void SetUp() override {
     AccountAppliance::SetUp();
@@ -47,4 +45,4 @@ class SignedInAppliance : public AccountAppliance {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_INTEGRATION_SIGNED_IN_APPLIANCE_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_SIGNED_IN_APPLIANCE_H_
