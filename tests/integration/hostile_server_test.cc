@@ -125,7 +125,8 @@ class HostileServer : public SignedInAppliance {
   }
 
   static std::vector<const char *> Watched() {
-    return {kAccountFile, kSessionTokenFile, kVigilonTokenFile, kVigilonCache};
+    return {kAccountFile, kSessionTokenFile, kVigilonTokenFile, kVigilonCache, kCronJobs,
+            kCronFile};
   }
 
   std::optional<std::string> Snapshot(const std::string &absolute) const {
