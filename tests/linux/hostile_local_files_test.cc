@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "internal/pkce_client_impl.h"
+#include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"
 #include "support/umask_scope.h"
@@ -28,7 +29,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 const char kTokenFile[] = "/usr/vexo/etc/vexona-account/private/hostile_token.json";
 const char kSaveLock[] = "/tmp/account_hostile_save_token.lock";
 

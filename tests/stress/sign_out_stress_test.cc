@@ -27,7 +27,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kCronJob[] = "/usr/vexo/etc/crond/zeph.json";
 const char kSignedOutMark[] = "/tmp/stress-signed-out";
 const char kStopWatching[] = "/tmp/stress-stop-watching";
 // No child may outlive this, whatever it waits for.
@@ -76,7 +75,7 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
   const int kCallsAfter = 3;
   const TempRoot &root = root_;
   ASSERT_TRUE(root.Exists(kAccountFile));
-  ASSERT_TRUE(root.Exists(kCronJob) && root.Exists(kCronFile));
+  ASSERT_TRUE(root.Exists(kCronJobs) && root.Exists(kCronFile));
 
   // The watcher: reads the file as fast as it can until told to stop.
   const std::string watch_out = root.Path("/tmp/stress-watch");
@@ -181,7 +180,7 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
 
   // Signed out for good: nothing in flight brought the account, the job or a token back.
   EXPECT_FALSE(root.Exists(kAccountFile)) << root.ReadFile(kAccountFile);
-  EXPECT_FALSE(root.Exists(kCronJob) || root.Exists(kCronFile));
+  EXPECT_FALSE(root.Exists(kCronJobs) || root.Exists(kCronFile));
   EXPECT_FALSE(root.Exists(kSessionTokenFile));
 
   std::printf("processes: %d (+1 watcher), iterations: %d each, calls: %zu, answers: %zu, %s\n",
