@@ -1,4 +1,12 @@
 // FileLock: a named lock between processes, taken with a deadline.
+//
+// The lock is an flock(2) on its own open of the file, so two FileLock objects exclude
+// each other even inside one process (one object is not for sharing between threads).
+// The file is opened close-on-exec, so a program the holder starts never keeps the lock,
+// and without following links: a symbolic link planted at the path is refused, never
+// locked or written through. A missing file is created at mode 0666 (whatever the umask)
+// so that processes of other users can take the same lock; an existing one is used as it
+// stands. The kernel drops the lock when its holder dies, even by SIGKILL.
 #ifndef VEXOZEPH_FILE_LOCK_H_
 #define VEXOZEPH_FILE_LOCK_H_
 
