@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   vexozeph::clock::SetForTesting(kNow);
   vexozeph::fuzz::Root().WriteFile(
       "/usr/vexo/etc/vexona-account/private/user.conf",
-      "user_id=\"2000001\"\nauth_key=\"key\"\nemail=\"old@example.com\"\n");
+      "zephIDSerial=\"2000001\"\nbx_auth_key=\"key\"\nzephID=\"old@example.com\"\n");
   const std::string before = AccountFileContent();
 
   const std::string body(reinterpret_cast<const char *>(data), size);
@@ -41,7 +41,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FUZZ_CHECK(AccountFileContent() == before);
     return 0;
   }
-  if (StoreProfile(update) < 0) {
+  // The profile is stored for the account it was asked about, as the query does.
+  const vexozeph::AccountSnapshot account = vexozeph::AccountSnapshot::Read();
+  StoredIdentity identity;
+  FUZZ_CHECK(ReadStoredIdentity(account, identity) == 0);
+  if (StoreProfile(identity, update) < 0) {
     FUZZ_CHECK(AccountFileContent() == before);
     return 0;
   }
