@@ -4,6 +4,8 @@
 #ifndef VEXOZEPH_INTERNAL_PKCE_GRANT_H_
 #define VEXOZEPH_INTERNAL_PKCE_GRANT_H_
 
+#include <json/json.h>
+
 #include <string>
 
 #include "internal/http/pairs.h"
@@ -22,6 +24,12 @@ PkcePair MakePkcePair();
 // One "scopes[]" field per piece of `scope` split at every single space, in order: a run
 // of spaces gives empty pieces and an empty scope one empty piece, sent as empty fields.
 void AddScopePieces(const std::string &scope, http::Payload &form);
+
+// The grant's form, in the order the account host reads it: "client_id", "redirect_url"
+// (the configuration's "login_redirect_uri"), "state" (the time now), "code_challenge",
+// then the `credentials` fields as given, then the configuration's scope pieces.
+http::Payload GrantForm(const Json::Value &config, const PkcePair &pair,
+                        const http::Payload &credentials = {});
 
 }  // namespace vexozeph
 

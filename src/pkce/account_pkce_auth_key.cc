@@ -72,17 +72,8 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
   const Json::Value config = GetLoginPkceConfig();
   const std::string client_id = json::StringOr(config, "client_id");
   const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
-
   const PkcePair pair = MakePkcePair();
-
-  http::Payload form{
-      {"client_id", client_id},
-      {"redirect_url", redirect_uri},
-      {"state", format("%ld", static_cast<long>(clock::Now()))},
-      {"code_challenge", pair.challenge},
-      {"auth_key", User().GetAuthKey()},
-  };
-  AddScopePieces(json::StringOr(config, "scope"), form);
+  const http::Payload form = GrantForm(config, pair, {{"auth_key", User().GetAuthKey()}});
 
   // The grant goes to the configured account host, not to hosts fixed for this object.
   const http::Response response =

@@ -45,14 +45,7 @@ void PackagePkceClientImpl::GrantByAccountService() const {
   const std::string client_id = json::StringOr(config, "client_id");
   const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
   const PkcePair pair = MakePkcePair();
-
-  http::Payload form{
-      {"client_id", client_id},
-      {"redirect_url", redirect_uri},
-      {"state", format("%ld", static_cast<long>(clock::Now()))},
-      {"code_challenge", pair.challenge},
-  };
-  AddScopePieces(json::StringOr(config, "scope"), form);
+  const http::Payload form = GrantForm(config, pair);
 
   const std::string session_token = AccountPkceService().GetAccessToken();
   const http::Response response = http::Post(

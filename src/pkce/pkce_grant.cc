@@ -5,6 +5,9 @@
 #include <cstring>
 #include <vector>
 
+#include "internal/clock.h"
+#include "internal/json_utils.h"
+#include "internal/string_utils.h"
 #include "vexo_platform/vexo_pkce.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/zeph_exception.h"
@@ -36,6 +39,19 @@ void AddScopePieces(const std::string &scope, http::Payload &form) {
   std::vector<std::string> pieces;
   boost::split(pieces, scope, boost::is_any_of(" "));
   for (const std::string &piece : pieces) form.Add("scopes[]", piece);
+}
+
+http::Payload GrantForm(const Json::Value &config, const PkcePair &pair,
+                        const http::Payload &credentials) {
+  http::Payload form{
+      {"client_id", json::StringOr(config, "client_id")},
+      {"redirect_url", json::StringOr(config, "login_redirect_uri")},
+      {"state", format("%ld", static_cast<long>(clock::Now()))},
+      {"code_challenge", pair.challenge},
+  };
+  for (const http::Pair &field : credentials.Pairs()) form.Add(field.first, field.second);
+  AddScopePieces(json::StringOr(config, "scope"), form);
+  return form;
 }
 
 }  // namespace vexozeph
