@@ -46,11 +46,7 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string &access_to
   session.SetHeader(http::Header{{"X-Client-ID", GetClientId()}});
   session.SetHeader(http::Header{{"Authorization", "Bearer " + access_token}});
   const http::Response response = session.Post();
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to exchange authkey, reqcode=%d, reqmsg=%s",
-                               response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to exchange authkey");
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to exchange authkey, code=%ld, resp=%s",
@@ -80,11 +76,7 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
       http::Post(http::Url{AccountService().GetAccountHost() + kGrantPath},
                  http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
                  http::Header{{"X-Client-ID", client_id}}, form);
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant by authkey, reqcode=%d, reqmsg=%s",
-                               response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to grant by authkey");
   if (response.status_code == 401) {
     throw ZephException(VEXOZEPH_ERR_AUTH,
                         format("Failed to auth on grant by authkey, code=%ld, resp=%s",

@@ -65,11 +65,7 @@ void AccountPkceServiceImpl::Logout(bool with_token) const {
                  http::Header{{"X-Client-ID", GetClientId()}}, form);
   // From here on, every failure leaves the local state as it is: a sign-out the server
   // did not confirm is not carried out locally.
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to logout, reqcode=%d, reqmsg=%s", response.error.code,
-                               response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to logout");
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to logout, code=%ld, resp=%s", response.status_code,

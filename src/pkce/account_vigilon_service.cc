@@ -44,11 +44,7 @@ std::string AccountVigilonServiceImpl::Grant(const std::string &client_id, const
           // The monitoring side's scope goes whole; it splits it itself.
           {"scopes[]", scope},
       });
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant vigilon, reqcode=%d, reqmsg=%s",
-                               response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to grant vigilon");
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to grant vigilon, code=%ld, resp=%s", response.status_code,

@@ -52,11 +52,7 @@ void PackagePkceClientImpl::GrantByAccountService() const {
       http::Url{AccountService().GetAccountHost() + kGrantPath}, http::Timeout{kRequestTimeoutMs},
       http::UserAgent{TarnService().GetUserAgent()},
       http::Header{{"X-Client-ID", client_id}, {"Authorization", "Bearer " + session_token}}, form);
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant pacakge[%s], reqcode=%d, reqmsg=%s", name_.c_str(),
-                               response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, format("Failed to grant pacakge[%s]", name_.c_str()));
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to grant pacakge[%s], code=%ld, resp=%s", name_.c_str(),

@@ -72,11 +72,7 @@ Json::Value PackagePkceClientImpl::Retrieve(bool only_if_stale) const {
                 http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
                 http::Header{{"Authorization", "Bearer " + session_token}},
                 http::Parameters{{"package_name", name_}});
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to retrieve pacakge[%s], reqcode=%d, reqmsg=%s",
-                               name_.c_str(), response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, format("Failed to retrieve pacakge[%s]", name_.c_str()));
   if (response.status_code != 200) {
     throw ZephException(
         VEXOZEPH_ERR_NO_REPLY,

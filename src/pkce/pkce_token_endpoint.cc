@@ -40,11 +40,7 @@ void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &c
                             {"code", code},
                             {"code_verifier", code_verifier},
                         });
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to exchange token, reqcode=%d, reqmsg=%s",
-                               response.error.code, response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to exchange token");
   if (response.status_code != 200) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,
                         format("Failed to exchange token, code=%ld, resp=%s", response.status_code,
@@ -82,11 +78,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
                             {"refresh_token", refresh_token},
                             {"client_id", json::StringOr(config_, "client_id")},
                         });
-  if (response.error) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to renew token, reqcode=%d, reqmsg=%s", response.error.code,
-                               response.error.message.c_str()));
-  }
+  ThrowIfUnanswered(response, "Failed to renew token");
   // Parsed before the status is looked at: an error page that is not JSON is code 2.
   Json::Value answer;
   if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);

@@ -2,6 +2,8 @@
 
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
+#include "vexozeph/error_codes.h"
+#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
@@ -31,6 +33,13 @@ std::string ShownAnswer(const Json::Value &answer, const std::string &text, bool
   }
   if (styled) return TruncatedAnswer(shown.toStyledString());
   return TruncatedAnswer(holds_credentials ? json::ToCompactString(shown) : text);
+}
+
+void ThrowIfUnanswered(const http::Response &response, const std::string &failure) {
+  if (!response.error) return;
+  throw ZephException(VEXOZEPH_ERR_NO_REPLY,
+                      format("%s, reqcode=%d, reqmsg=%s", failure.c_str(), response.error.code,
+                             response.error.message.c_str()));
 }
 
 }  // namespace vexozeph
