@@ -192,9 +192,10 @@ const AnswerMember kAnswerMembers[] = {
 #undef VEXOZEPH_ANSWER_FLAG
 
 // The answer's members made once per process, all null, with their readers in the order
-// the object keeps its members. An answer is a copy filled by walking it: a copy costs one
-// allocation per member and name, where inserting members one by one costs three and the
-// searches of a sorted tree. Only names are kept; every answer reads the file afresh.
+// the object keeps its members. An answer is a copy filled by walking it: inserting members
+// one by one costs three allocations each and the searches of a sorted tree. The names are
+// the table's own literals, held without a copy (StaticString), so that copying the object
+// allocates for its values only. Only names are kept; every answer reads the file afresh.
 struct AnswerShape {
   Json::Value object{Json::objectValue};
   std::vector<const AnswerMember *> in_order;
@@ -203,7 +204,9 @@ struct AnswerShape {
 const AnswerShape &Shape() {
   static const AnswerShape shape = [] {
     AnswerShape made;
-    for (const AnswerMember &member : kAnswerMembers) made.object[member.name] = Json::Value();
+    for (const AnswerMember &member : kAnswerMembers) {
+      made.object[Json::StaticString(member.name)] = Json::Value();
+    }
     for (auto it = made.object.begin(); it != made.object.end(); ++it) {
       const std::string name = it.name();
       for (const AnswerMember &member : kAnswerMembers) {
