@@ -185,7 +185,7 @@ std::string TempNameFor(const std::string &path) {
 }
 
 bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
-                 mode_t mode) {
+                 mode_t mode, Durability durability) {
   if (!lock.Held()) {
     errno = ENOLCK;
     return false;
@@ -206,7 +206,7 @@ bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::
       ::openat(dir, temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.Valid()) return false;
   if (!CommitTemporary(dir, std::move(fd), temp, base, content, mode)) return false;
-  ::fsync(dir);
+  if (durability == Durability::kDurable) ::fsync(dir);
   return true;
 }
 

@@ -10,6 +10,7 @@ namespace vexo_platform {
 using vexozeph::BaseNameOf;
 using vexozeph::DirectoryLock;
 using vexozeph::DirectoryOf;
+using vexozeph::Durability;
 using vexozeph::FileHolds;
 using vexozeph::ReplaceFile;
 using vexozeph::TempNameFor;

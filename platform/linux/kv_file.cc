@@ -11,6 +11,7 @@
 #include "platform_error.h"
 #include "sz_containers.h"
 #include "text_file.h"
+#include "vexo_platform/vlib_file.h"
 
 namespace vexo_platform {
 namespace kv {
@@ -184,8 +185,9 @@ int Set(const char *path, const char *key, const char *value, const char *line_f
 }
 
 int SetMany(const char *path, const char *const *keys, const char *const *values, size_t count,
-            const char *line_format) {
-  if (path == nullptr || keys == nullptr || values == nullptr || count == 0) {
+            const char *line_format, int flags) {
+  if (path == nullptr || keys == nullptr || values == nullptr || count == 0 ||
+      (flags & ~VLIB_FILE_NOT_DURABLE) != 0) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
@@ -219,7 +221,9 @@ int SetMany(const char *path, const char *const *keys, const char *const *values
     return -1;
   }
   // Setting the values a file already holds changes nothing, and costs no write.
-  if (!FileHolds(path, content, 0600) && !ReplaceFile(lock, path, content)) {
+  const Durability durability =
+      (flags & VLIB_FILE_NOT_DURABLE) != 0 ? Durability::kAtomicOnly : Durability::kDurable;
+  if (!FileHolds(path, content, 0600) && !ReplaceFile(lock, path, content, 0600, durability)) {
     SET_PLATFORM_ERROR(errno);
     return -1;
   }

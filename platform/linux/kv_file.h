@@ -16,7 +16,7 @@ int Get(const char *path, const char *key, char *value, size_t size);
 int Set(const char *path, const char *key, const char *value, const char *line_format);
 // See VLIBCFileSetKeyValues: >= 0 all stored in one replacement, < 0 none.
 int SetMany(const char *path, const char *const *keys, const char *const *values, size_t count,
-            const char *line_format);
+            const char *line_format, int flags = 0);
 // See VLIBCFileCheckKeyValue: 1 equal, 0 not, < 0 unreadable.
 int Check(const char *path, const char *key, const char *value);
 // See VLIBCFileGetKeys: count of keys pushed, < 0 on failure.

@@ -16,8 +16,8 @@ int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
 }
 
 int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
-                          size_t count, const char *line_format) {
-  return vexo_platform::kv::SetMany(path, keys, values, count, line_format);
+                          size_t count, const char *line_format, int flags) {
+  return vexo_platform::kv::SetMany(path, keys, values, count, line_format, flags);
 }
 
 int VLIBCFileCheckKeyValue(const char *path, const char *key, const char *value, int) {

@@ -150,7 +150,10 @@ bool HoldsIdentity(const AccountIdentity &identity) {
 }
 
 // Writes `values` under the file lock, and only while the file holds `identity` when one
-// is given. False when the identity no longer stands and nothing was written.
+// is given. False when the identity no longer stands and nothing was written. What is
+// written for a standing identity is what the server holds about that account (a profile,
+// a schedule), which its next answer brings again: it is replaced whole but not flushed
+// to disk a second time. Credentials and the user's own settings are written durably.
 bool WriteValues(const AccountIdentity *identity, const AccountValues &values) {
   if (values.empty()) return true;
   // A value the file cannot give back whole refuses the whole update before the file is
@@ -175,10 +178,11 @@ bool WriteValues(const AccountIdentity *identity, const AccountValues &values) {
   FileLock lock(kFileLockName);
   if (!TakeFileLock(lock)) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
   if (identity != nullptr && !HoldsIdentity(*identity)) return false;
-  const int written = values.size() == 1
+  const int flags = identity != nullptr ? VLIB_FILE_NOT_DURABLE : 0;
+  const int written = values.size() == 1 && flags == 0
                           ? VLIBCFileSetKeyValue(path.c_str(), keys[0], texts[0], kLineFormat)
                           : VLIBCFileSetKeyValues(path.c_str(), keys.data(), texts.data(),
-                                                  keys.size(), kLineFormat);
+                                                  keys.size(), kLineFormat, flags);
   const bool failed = written < 0;
   if (failed) {
     for (const auto &entry : values) LogFailedWrite(entry.first, entry.second);

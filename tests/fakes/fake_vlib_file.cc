@@ -26,16 +26,17 @@ int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
   return vexo_platform::kv::Set(path, key, value, line_format);
 }
 
-// Recorded as the path, the count, one "key=value" per pair and the line format.
+// Recorded as the path, the count, one "key=value" per pair, the line format and the flags.
 int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
-                          size_t count, const char *line_format) {
+                          size_t count, const char *line_format, int flags) {
   std::vector<std::string> args = {Text(path), std::to_string(count)};
   for (size_t i = 0; keys != nullptr && values != nullptr && i < count; ++i) {
     args.push_back(Text(keys[i]) + "=" + Text(values[i]));
   }
   args.push_back(Text(line_format));
+  args.push_back(std::to_string(flags));
   if (Enter(__func__, std::move(args))) return -1;
-  return vexo_platform::kv::SetMany(path, keys, values, count, line_format);
+  return vexo_platform::kv::SetMany(path, keys, values, count, line_format, flags);
 }
 
 int VLIBCFileCheckKeyValue(const char *path, const char *key, const char *value, int flags) {

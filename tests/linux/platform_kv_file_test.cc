@@ -141,9 +141,10 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   root.WriteFile("/etc/user.conf", "b=\"1\"\nkeep=\"k\"\n");
 
   // In order: "a" is appended, "b" replaced in place, "c" appended, then "a" replaced.
+  // (A copy of server data: replaced whole all the same.)
   const char *keys[] = {"a", "b", "c", "a"};
   const char *values[] = {"x", "2", "y", "z"};
-  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), keys, values, 4, kLine), 0);
+  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), keys, values, 4, kLine, VLIB_FILE_NOT_DURABLE), 0);
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), "b=\"2\"\nkeep=\"k\"\na=\"z\"\nc=\"y\"\n");
 
   // One refused value refuses them all before anything is written.
@@ -152,9 +153,10 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   ASSERT_EQ(stat(path.c_str(), &old_file), 0);
   const char *bad[] = {"a", "evil\nkeep=\"forged\""};
   const char *pair[] = {"a", "b"};
-  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), pair, bad, 2, kLine), 0);
+  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), pair, bad, 2, kLine, 0), 0);
   EXPECT_EQ(VLIBCErrGet(), EINVAL);
-  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 0, kLine), 0);
+  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 0, kLine, 0), 0);
+  EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 4, kLine, 0x2), 0) << "unknown flag";
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
   struct stat new_file {};
   ASSERT_EQ(stat(path.c_str(), &new_file), 0);
@@ -165,10 +167,10 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   const char *both[] = {"first", "second"};
   const char *ones[] = {"1", "1"};
   const char *twos[] = {"2", "2"};
-  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), both, ones, 2, kLine), 0);
+  ASSERT_GE(VLIBCFileSetKeyValues(path.c_str(), both, ones, 2, kLine, 0), 0);
   pid_t child = StartChild([&] {
     for (int i = 0;; ++i) {
-      VLIBCFileSetKeyValues(path.c_str(), both, i % 2 ? ones : twos, 2, kLine);
+      VLIBCFileSetKeyValues(path.c_str(), both, i % 2 ? ones : twos, 2, kLine, 0);
     }
     return 0;
   });

@@ -21,10 +21,11 @@ using vexozeph::testing::TempRoot;
 
 const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 
-// The keys of a recorded VLIBCFileSetKeyValues call, in the order given.
+// The keys of a recorded VLIBCFileSetKeyValues call, in the order given (after the path
+// and the count, before the line format and the flags).
 std::vector<std::string> KeysOf(const fake::Call &call) {
   std::vector<std::string> keys;
-  for (size_t i = 2; i + 1 < call.args.size(); ++i) {
+  for (size_t i = 2; i + 2 < call.args.size(); ++i) {
     keys.push_back(call.args[i].substr(0, call.args[i].find('=')));
   }
   return keys;
@@ -44,6 +45,7 @@ TEST(AccountRecordStore, TheWholeRecordIsOneWriteAndAFailedWriteChangesNothing) 
   const std::vector<fake::Call> writes = fake::CallsTo("VLIBCFileSetKeyValues");
   ASSERT_EQ(writes.size(), 1u);
   EXPECT_TRUE(fake::CallsTo("VLIBCFileSetKeyValue").empty());
+  EXPECT_EQ(writes[0].args.back(), "0") << "credentials must be on disk when the call returns";
   EXPECT_EQ(KeysOf(writes[0]),
             (std::vector<std::string>{"zephID", "bx_auth_key", "zephIDSerial", "full_name",
                                       "country", "timezone", "notify_language", "activated",

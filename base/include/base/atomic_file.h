@@ -46,12 +46,24 @@ class DirectoryLock {
 // The temporary file a ReplaceFile writer of `path` uses: ".<name>.vztmp" beside it.
 std::string TempNameFor(const std::string &path);
 
+// How far a replacement has gone when the writer returns.
+enum class Durability {
+  // On disk: the new file and then its directory entry are flushed.
+  kDurable,
+  // Whole, but not yet necessarily on disk: the new file is flushed before the rename, so
+  // that a power cut leaves the old content or the new one, never a torn or empty file;
+  // the rename reaches the disk with the file system's next commit (seconds), and a power
+  // cut before then brings the old content back. For copies of what a server holds, which
+  // its next answer brings again: one flush to the disk instead of two.
+  kAtomicOnly,
+};
+
 // Replaces the file at `path` with `content`, mode `mode`: the temporary file is created
-// with O_EXCL|O_NOFOLLOW, written, fsynced and renamed over `path`; then the directory is
-// fsynced. `lock` must be held on the directory of `path`. False with errno set; the
-// temporary file is removed on failure.
+// with O_EXCL|O_NOFOLLOW, written, fsynced and renamed over `path`; then, for a durable
+// replacement, the directory is fsynced. `lock` must be held on the directory of `path`.
+// False with errno set; the temporary file is removed on failure.
 bool ReplaceFile(const DirectoryLock &lock, const std::string &path, const std::string &content,
-                 mode_t mode = 0600);
+                 mode_t mode = 0600, Durability durability = Durability::kDurable);
 
 // True when `path` already is what ReplaceFile would leave there: a regular file (not a
 // link) of this process's effective user and group, mode `mode`, holding exactly

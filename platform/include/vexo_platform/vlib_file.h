@@ -22,13 +22,20 @@ int VLIBCFileGetKeyValue(const char *path, const char *key, char *value, size_t 
 int VLIBCFileSetKeyValue(const char *path, const char *key, const char *value,
                          const char *line_format);
 
+/* VLIBCFileSetKeyValues flag: the values are a copy of what a server holds, which its next
+ * answer brings again. The file is still replaced whole (a power cut leaves the old values
+ * or the new ones), but the replacement need not be on disk when the call returns, so a
+ * port may spare a flush: a power cut soon after may bring the old values back. */
+#define VLIB_FILE_NOT_DURABLE 0x1
+
 /* Stores `count` (>= 1) keys at once: the file ends as if VLIBCFileSetKeyValue had been
  * called for keys[i], values[i] in order, but it is replaced once, so a reader sees all of
  * the new values or none. Every key and value is checked before anything is written; one
  * that would be refused alone refuses the whole call, as does a result larger than the
- * reader accepts. Returns >= 0 on success, < 0 on failure with the file unchanged. */
+ * reader accepts. `flags`: 0 (on disk when the call returns, as VLIBCFileSetKeyValue) or
+ * VLIB_FILE_NOT_DURABLE. Returns >= 0 on success, < 0 on failure with the file unchanged. */
 int VLIBCFileSetKeyValues(const char *path, const char *const *keys, const char *const *values,
-                          size_t count, const char *line_format);
+                          size_t count, const char *line_format, int flags);
 
 /* 1 when `key` holds exactly `value`, 0 when not (or absent), < 0 when the file is
  * unreadable. `flags` is reserved (0). */
