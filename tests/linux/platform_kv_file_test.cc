@@ -3,7 +3,6 @@
 // and no lost updates between concurrent writers.
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,12 +12,14 @@
 
 #include "support/child_process.h"
 #include "support/temp_root.h"
+#include "support/unit_child_guard.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexo_platform/vlib_string.h"
 
 namespace {
 
+using vexozeph::testing::ChildGuard;
 using vexozeph::testing::NamesIn;
 using vexozeph::testing::StartChild;
 using vexozeph::testing::TempRoot;
@@ -33,23 +34,23 @@ std::string GetValue(const std::string &path, const char *key, int *rc = nullptr
   return value;
 }
 
-// Kills and reaps a child when the test leaves its scope, also through a failed ASSERT,
-// so a writer looping for ever never outlives its test.
-class ChildGuard {
- public:
-  explicit ChildGuard(pid_t pid) : pid_(pid) {}
-  ~ChildGuard() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      WaitChild(pid_);
-    }
+// The keys of the file at `path`, in file order; none when it cannot be read.
+std::vector<std::string> KeysOf(const std::string &path) {
+  PVLIBSZLIST list = VLIBCSzListAlloc(512);
+  std::vector<std::string> keys;
+  if (VLIBCFileGetKeys(path.c_str(), list) >= 0) {
+    for (int i = 0; i < VLIBCSzListSize(list); ++i) keys.push_back(VLIBCSzListGet(list, i));
   }
-  ChildGuard(const ChildGuard &) = delete;
-  ChildGuard &operator=(const ChildGuard &) = delete;
+  VLIBCSzListFree(list);
+  return keys;
+}
 
- private:
-  pid_t pid_;
-};
+// What lstat says of `path`; all zero when it fails.
+struct stat StatOf(const std::string &path) {
+  struct stat info {};
+  ::lstat(path.c_str(), &info);
+  return info;
+}
 
 // Names in `dir` starting with '.', i.e. the writer's temporary files.
 std::vector<std::string> HiddenFiles(const std::string &dir) {
@@ -94,9 +95,7 @@ TEST(PlatformKeyValueFile, ReplacesOnlyItsOwnKeyAndKeepsEverythingElseByteForByt
   EXPECT_EQ(GetValue(path, "zephIDSerial"), "12345");
 
   // The file may hold secrets: whatever it was before, it is 0600 after a write.
-  struct stat info;
-  ASSERT_EQ(0, stat(path.c_str(), &info));
-  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  EXPECT_EQ(StatOf(path).st_mode & 07777, 0600u);
   EXPECT_TRUE(HiddenFiles(root.Path("/etc")).empty());
 
   // A missing file is created with just the new line.
@@ -148,17 +147,14 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
 
   // One refused value refuses them all before anything is written.
   const std::string before = root.ReadFile("/etc/user.conf");
-  struct stat old_file {};
-  ASSERT_EQ(stat(path.c_str(), &old_file), 0);
+  const ino_t old_inode = StatOf(path).st_ino;
   const char *bad[] = {"a", "evil\nkeep=\"forged\""};
   const char *pair[] = {"a", "b"};
   EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), pair, bad, 2, kLine), 0);
   EXPECT_EQ(VLIBCErrGet(), EINVAL);
   EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 0, kLine), 0);
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
-  struct stat new_file {};
-  ASSERT_EQ(stat(path.c_str(), &new_file), 0);
-  EXPECT_EQ(new_file.st_ino, old_file.st_ino) << "a refused write must not replace the file";
+  EXPECT_EQ(StatOf(path).st_ino, old_inode) << "a refused write must not replace the file";
 
   // A reader in another process sees the pair change together, never one without the
   // other.
@@ -184,11 +180,6 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   }
 }
 
-ino_t InodeOf(const std::string &path) {
-  struct stat info {};
-  return lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
-}
-
 // Setting what a file already holds spares the replacement and its flushes, but only when
 // the file is exactly what a replacement would leave: a wrong mode or a link in its place
 // is still replaced.
@@ -196,25 +187,21 @@ TEST(PlatformKeyValueFile, SettingWhatTheFileHoldsLeavesItOnlyWhenAWriteWouldLea
   TempRoot root;
   const std::string path = root.Path("/etc/user.conf");
   ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  const ino_t written = InodeOf(path);
+  const ino_t written = StatOf(path).st_ino;
   ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  EXPECT_EQ(InodeOf(path), written);
+  EXPECT_EQ(StatOf(path).st_ino, written);
 
   ASSERT_EQ(chmod(path.c_str(), 0644), 0);
   ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  struct stat mended {};
-  ASSERT_EQ(stat(path.c_str(), &mended), 0);
-  EXPECT_NE(mended.st_ino, written);
-  EXPECT_EQ(mended.st_mode & 07777, 0600u);
+  EXPECT_NE(StatOf(path).st_ino, written);
+  EXPECT_EQ(StatOf(path).st_mode & 07777, 0600u);
 
   root.WriteFile("/etc/elsewhere", "a=\"1\"\n");
   ASSERT_EQ(chmod(root.Path("/etc/elsewhere").c_str(), 0600), 0);
   ASSERT_EQ(unlink(path.c_str()), 0);
   ASSERT_EQ(symlink(root.Path("/etc/elsewhere").c_str(), path.c_str()), 0);
   ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  struct stat replaced {};
-  ASSERT_EQ(lstat(path.c_str(), &replaced), 0);
-  EXPECT_TRUE(S_ISREG(replaced.st_mode));
+  EXPECT_TRUE(S_ISREG(StatOf(path).st_mode));
   EXPECT_EQ(GetValue(path, "a"), "1");
 }
 
@@ -249,10 +236,10 @@ TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
   int rc = 0;
   EXPECT_EQ(GetValue(path, "language", &rc), "enu");  // first occurrence wins
   EXPECT_EQ(rc, 3);
-  GetValue(path, "empty", &rc);
-  EXPECT_EQ(rc, 0);
-  GetValue(path, "lang", &rc);
-  EXPECT_EQ(rc, 0);
+  for (const char *empty_or_absent : {"empty", "lang"}) {
+    GetValue(path, empty_or_absent, &rc);
+    EXPECT_EQ(rc, 0) << empty_or_absent;
+  }
   GetValue(root.Path("/etc/missing.conf"), "language", &rc);
   EXPECT_LT(rc, 0);
   EXPECT_EQ(VLIBCErrGet(), ENOENT);
@@ -265,12 +252,7 @@ TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
   EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "zeph_disable_report", "ye", 0), 0);
   EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "absent", "", 0), 0);
 
-  PVLIBSZLIST keys = VLIBCSzListAlloc(8);
-  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), 3);
-  EXPECT_STREQ(VLIBCSzListGet(keys, 0), "language");
-  EXPECT_STREQ(VLIBCSzListGet(keys, 1), "empty");
-  EXPECT_STREQ(VLIBCSzListGet(keys, 2), "zeph_disable_report");
-  VLIBCSzListFree(keys);
+  EXPECT_EQ(KeysOf(path), (std::vector<std::string>{"language", "empty", "zeph_disable_report"}));
 }
 
 // A writer killed at a random moment leaves either the old or the new file, never a torn
@@ -331,9 +313,7 @@ TEST(PlatformKeyValueFile, ConcurrentWritersLoseNoKey) {
     }));
   }
   for (pid_t child : children) EXPECT_EQ(WaitChild(child), 0);
-  PVLIBSZLIST keys = VLIBCSzListAlloc(kProcesses * kKeysEach + 1);
-  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), kProcesses * kKeysEach);
-  VLIBCSzListFree(keys);
+  EXPECT_EQ(KeysOf(path).size(), static_cast<size_t>(kProcesses * kKeysEach));
 }
 
 }  // namespace
