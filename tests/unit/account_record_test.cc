@@ -8,10 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
-#include "support/appliance_files.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -21,7 +19,6 @@ namespace {
 namespace fake = vexozeph::fake;
 using vexozeph::testing::kAccountFile;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
 // The keys of a recorded VLIBCFileSetKeyValues call, in the order given.
 std::vector<std::string> KeysOf(const fake::Call &call) {
@@ -59,11 +56,7 @@ std::vector<std::string> Texts(const ZEPH_INFO &r) {
           r.critical_version_domain};
 }
 
-class AccountRecordStore : public ::testing::Test {
- protected:
-  void SetUp() override { fake::Reset(); }
-  TempRoot root_;
-};
+using AccountRecordStore = vexozeph::testing::FakeAppliance;
 
 TEST_F(AccountRecordStore, TheWholeRecordIsOneWriteAndAFailedWriteChangesNothing) {
   std::unique_ptr<ZEPH_INFO> info = Record();

@@ -3,9 +3,8 @@
 
 #include <string>
 
-#include "fakes/fake_platform.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
@@ -15,13 +14,7 @@ namespace {
 
 namespace fake = vexozeph::fake;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
-
-class AccountSchedule : public ::testing::Test {
- protected:
-  void SetUp() override { fake::Reset(); }
-  TempRoot root_;
-};
+using AccountSchedule = vexozeph::testing::FakeAppliance;
 
 TEST_F(AccountSchedule, ReportJobCarriesTheStoredScheduleUnchanged) {
   ASSERT_NE(VEXOZEPHAccountRegisterCrond(), 0);

@@ -6,22 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
 #include "internal/server_info_impl.h"
-#include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "support/unit_ids.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
-namespace fake = vexozeph::fake;
 using vexozeph::testing::kAccountFile;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
 const char kDefaultsConfig[] = "/etc.defaults/vexoinfo.conf";
 // Account, identity and payment bases.
@@ -36,11 +32,9 @@ Bases Chosen() {
   return {servers.GetAccountHost(), servers.GetIdentityHost(), servers.GetPaymentHost()};
 }
 
-class ServerInfoTest : public ::testing::Test {
+class ServerInfoTest : public vexozeph::testing::FakeAppliance {
  protected:
-  void SetUp() override { fake::Reset(); }
   void UseTestServers() { root_.WriteFile(kDefaultsConfig, "vexopkg_server=\"test\"\n"); }
-  TempRoot root_;
 };
 
 TEST_F(ServerInfoTest, OnlyTheExactWordTestSelectsTheTestServers) {
