@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <pwd.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 #include "support/child_process.h"
 #include "support/temp_root.h"
 #include "support/umask_scope.h"
+#include "support/unit_dirs.h"
 #include "support/unit_ids.h"
 #include "support/zeph_code.h"
 #include "vexo_platform/vlib_file.h"
@@ -59,30 +59,6 @@ void PlantLink(const TempRoot &root, const std::string &absolute, const std::str
   ::unlink(root.Path(absolute).c_str());
   ASSERT_EQ(::symlink(root.Path(target).c_str(), root.Path(absolute).c_str()), 0) << absolute;
   ASSERT_EQ(::lchown(root.Path(absolute).c_str(), owner.uid, owner.gid), 0) << absolute;
-}
-
-// The names created in `dir` (or renamed away from there) while `body` runs.
-std::set<std::string> NamesCreatedDuring(const std::string &dir,
-                                         const std::function<void()> &body) {
-  std::set<std::string> names;
-  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (watch < 0 || ::inotify_add_watch(watch, dir.c_str(), IN_CREATE | IN_MOVED_FROM) < 0) {
-    ADD_FAILURE() << "cannot watch " << dir;
-    if (watch >= 0) ::close(watch);
-    return names;
-  }
-  body();
-  alignas(struct inotify_event) char events[64 * 1024];
-  ssize_t length;
-  while ((length = ::read(watch, events, sizeof(events))) > 0) {
-    for (ssize_t at = 0; at < length;) {
-      const auto *event = reinterpret_cast<const struct inotify_event *>(events + at);
-      if (event->len > 0) names.insert(event->name);
-      at += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
-    }
-  }
-  ::close(watch);
-  return names;
 }
 
 // A literal with its NULs, without its terminator.

@@ -221,10 +221,9 @@ TEST_F(DeviceIdentity, AnUnreadableFactIsLoggedUnderTheOperationThatAskedForIt) 
   auto tarn_call = [](std::string (TarnService::*get)() const) {
     return [get] { return CodeOf([get] { (TarnService().*get)(); }) > 0 ? 1 : 0; };
   };
-  auto login = [] {
-    Json::Value response;
-    return VEXOZEPHAccountLogin("a@b.c", "pw", response, false);
-  };
+  Json::Value answer;
+  char serial[36];
+  auto login = [&] { return VEXOZEPHAccountLogin("a@b.c", "pw", answer, false); };
   const char kSerial[] = "VLIBGetSerialNumber";
   const char kMac[] = "VEXOBxinfoCloudServiceGetMacAddress";
   const char kSerialLine[] = "Failed to get serial number, err=[0x0005 ";
@@ -246,18 +245,11 @@ TEST_F(DeviceIdentity, AnUnreadableFactIsLoggedUnderTheOperationThatAskedForIt) 
        },
        kSerialLine},
       {"zeph_account_query_info", kSerial,
-       [] {
-         Json::Value result;
-         return VEXOZEPHAccountQueryInfo(result, true, true);
-       },
-       kSerialLine},
+       [&] { return VEXOZEPHAccountQueryInfo(answer, true, true); }, kSerialLine},
       {"zeph_account_login", kSerial, login, kSerialLine},
       {"zeph_account_login", kMac, login, "Failed to get mac address"},
       {"zeph_token_generation", kSerial,
-       [] {
-         char serial[36];
-         return VEXOZEPHGetSerialNumber(serial, sizeof(serial));
-       },
+       [&] { return VEXOZEPHGetSerialNumber(serial, sizeof(serial)); },
        "Failed to get serial number from flash. [0x0005 "},
   };
   for (const auto &c : cases) {
