@@ -1,13 +1,12 @@
 // Local files and users that work against the library: links planted where it creates or
-// replaces files, lock files made by another user, an account file full of junk, and a
-// process umask that would hand every new file to everyone.
+// replaces files, lock files made by another user, and a process umask that would hand
+// every new file to everyone.
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <functional>
 #include <set>
 #include <string>
@@ -59,12 +58,6 @@ void PlantLink(const TempRoot &root, const std::string &absolute, const std::str
   ::unlink(root.Path(absolute).c_str());
   ASSERT_EQ(::symlink(root.Path(target).c_str(), root.Path(absolute).c_str()), 0) << absolute;
   ASSERT_EQ(::lchown(root.Path(absolute).c_str(), owner.uid, owner.gid), 0) << absolute;
-}
-
-// A literal with its NULs, without its terminator.
-template <size_t N>
-std::string Bytes(const char (&text)[N]) {
-  return std::string(text, N - 1);
 }
 
 Json::Value Token(const std::string &access_token) {
@@ -183,48 +176,6 @@ TEST_F(HostileLocalUser, FilesTheLibraryCreatesKeepTheirModesUnderAnOpenUmask) {
   }
   // Nothing but the files themselves was left beside them.
   EXPECT_EQ(NamesIn(root_.Path("/usr/vexo/etc/vexona-account/private")).size(), 2u);
-}
-
-// What a broken or tampered account file reads as, through the record and the C interface:
-// a value ends at a NUL, bytes that are not text come back as they are, and lines that are
-// not key="value" are skipped. A write afterwards keeps every other line.
-TEST(HostileAccountFile, JunkReadsWithADefinedResultAndAWriteStillWorks) {
-  struct Case {
-    std::string what;
-    std::string content;
-    std::string email;
-    std::string name;
-  };
-  const std::vector<Case> cases = {
-      {"a NUL in a value", Bytes("zephID=\"c@exa\0mple.com\"\nfull_name=\"Cy\"\n"), "c@exa", "Cy"},
-      {"binary junk lines",
-       Bytes("\xff\xfe\x00\x01\n\0\0\0\nzephID=\"d@example.com\"\n\x80=\"\xc3\"\n"),
-       "d@example.com", ""},
-      {"invalid UTF-8 in a value", "zephID=\"e@example.com\"\nfull_name=\"\xff\xc3\x28\"\n",
-       "e@example.com", "\xff\xc3\x28"},
-      {"an unclosed quote", "zephID=\"f@example.com\nfull_name=\"\"\n", "\"f@example.com", ""},
-  };
-  for (const Case &c : cases) {
-    TempRoot root;
-    // A full identity first, so that the C record is filled too.
-    root.WriteFile(kAccountFile, "bx_auth_key=\"key-1\"\nzephIDSerial=\"u-1\"\n" + c.content);
-    User user;
-    EXPECT_EQ(user.GetEmail(), c.email) << c.what;
-    EXPECT_EQ(user.GetName(), c.name) << c.what;
-    ZEPH_INFO info;
-    std::memset(&info, 0, sizeof(info));
-    ASSERT_EQ(VEXOZEPHAccountGet(&info), 0) << c.what;
-    EXPECT_EQ(std::string(info.email), c.email) << c.what;
-
-    user.SetCountry("NL");
-    user.SetEmail("new@example.com");
-    EXPECT_EQ(user.GetEmail(), "new@example.com") << c.what;
-    EXPECT_EQ(user.GetCountry(), "NL") << c.what;
-    EXPECT_EQ(user.GetName(), c.name) << c.what;
-    const std::string written = root.ReadFile(kAccountFile);
-    EXPECT_EQ(written.find("zephID=\"new@example.com\"\n"), written.rfind("zephID=")) << c.what;
-    EXPECT_EQ(written.back(), '\n') << c.what;
-  }
 }
 
 }  // namespace

@@ -57,6 +57,9 @@ TEST(AccountSnapshot, EveryKeyReadsAsTheLookupOfThatKeyAlone) {
       "notify_language=\"say \"hi\"\"\n"
       "no separator here\n"
       "=\"no key\"\n"
+      "\xff\xfe\x01\n\x80=\"\xc3\"\n"  // binary junk lines
+      "utf8=\"\xff\xc3\x28\"\n"        // bytes that are not text come back as they are
+      "quote=\"unclosed\n"
       "zephID=\"second@example.com\"\n"
       "activated=\"true\"\n"
       "enews=\"TRUE\"\n"
@@ -72,13 +75,15 @@ TEST(AccountSnapshot, EveryKeyReadsAsTheLookupOfThatKeyAlone) {
   const AccountSnapshot snapshot = AccountSnapshot::Read();
   for (const char *key :
        {"zephID", "full_name", "country", "timezone", "notify_language", "activated", "enews",
-        "last_query_time", "bx_auth_key", "zephIDSerial", "critical_version_list",
+        "last_query_time", "bx_auth_key", "zephIDSerial", "critical_version_list", "utf8", "quote",
         "critical_version_domain", "disabled", "no separator here", ""}) {
     EXPECT_EQ(Snapshotted(snapshot, key), LookedUp(root, key)) << key;
   }
   EXPECT_EQ(snapshot.GetAuthKey(), std::string(2047, 'k'));
   EXPECT_EQ(snapshot.GetUserId(), "20");
   EXPECT_EQ(snapshot.GetName(), "  Spaced Name  ");
+  EXPECT_EQ(Snapshotted(snapshot, "utf8"), "\xff\xc3\x28");
+  EXPECT_EQ(Snapshotted(snapshot, "quote"), "\"unclosed");
 
   // Typed values follow the getters' rules.
   EXPECT_TRUE(snapshot.GetIsActivated());
