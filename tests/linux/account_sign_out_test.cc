@@ -6,33 +6,22 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
+#include "support/appliance_files.h"
 #include "support/temp_root.h"
+#include "support/unit_dirs.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using vexozeph::testing::kLoginTemplate;
 using vexozeph::testing::TempRoot;
 
 const char kPrivate[] = "/usr/vexo/etc/vexona-account/private/";
-const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
-
-// A root created inside `parent` (TempRoot places itself in the temporary directory).
-std::unique_ptr<TempRoot> RootInside(const std::string &parent) {
-  const char *previous = getenv("TMPDIR");
-  const std::string saved = previous != nullptr ? previous : "";
-  setenv("TMPDIR", parent.c_str(), 1);
-  std::unique_ptr<TempRoot> root(new TempRoot());
-  if (previous != nullptr) {
-    setenv("TMPDIR", saved.c_str(), 1);
-  } else {
-    unsetenv("TMPDIR");
-  }
-  return root;
-}
 
 TEST(LocalSignOut, ClearsEveryTokenFileUnderARootPathTheShellWouldOtherwiseSplitOrRun) {
   std::string base = (fs::temp_directory_path() / "vexozeph-quote-XXXXXX").string();
@@ -42,24 +31,18 @@ TEST(LocalSignOut, ClearsEveryTokenFileUnderARootPathTheShellWouldOtherwiseSplit
   // A file the unquoted pattern would reach if the path were split at its blanks.
   const std::string decoy = base + "/it's_token.json";
   {
-    std::unique_ptr<TempRoot> root = RootInside(odd);
+    std::unique_ptr<TempRoot> root = vexozeph::testing::RootInside(odd);
     ASSERT_NE(root->Dir().find("$(touch pwned)"), std::string::npos);
     root->WriteFile("/etc/vexozeph/serial", "SN2207QUOTE\n");
     root->WriteFile("/etc/vexozeph/mac", "00:11:32:01:02:03\n");
     root->WriteFile(kLoginTemplate, "{\"client_id\": \"zeph-device\"}");
-    root->WriteFile(std::string(kPrivate) + "user.conf", "zephID=\"owner@example.com\"\n");
-    root->WriteFile(std::string(kPrivate) + "tarn_token.json", "{}");
-    root->WriteFile(std::string(kPrivate) + "vigilon_token.json", "{}");
+    const char *removed[] = {"user.conf", "tarn_token.json", "vigilon_token.json"};
+    for (const char *name : removed) root->WriteFile(std::string(kPrivate) + name, "{}");
     root->WriteFile(std::string(kPrivate) + "notes.json", "{}");
-    {
-      std::unique_ptr<FILE, int (*)(FILE *)> file(fopen(decoy.c_str(), "w"), fclose);
-      ASSERT_TRUE(file);
-    }
+    ASSERT_TRUE(std::ofstream(decoy).good());
 
     EXPECT_EQ(VEXOZEPHAccountLogout(false), 0);
-    EXPECT_FALSE(root->Exists(std::string(kPrivate) + "user.conf"));
-    EXPECT_FALSE(root->Exists(std::string(kPrivate) + "tarn_token.json"));
-    EXPECT_FALSE(root->Exists(std::string(kPrivate) + "vigilon_token.json"));
+    for (const char *name : removed) EXPECT_FALSE(root->Exists(kPrivate + std::string(name)));
     EXPECT_TRUE(root->Exists(std::string(kPrivate) + "notes.json"));
   }
   EXPECT_TRUE(fs::exists(decoy));

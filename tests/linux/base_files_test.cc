@@ -13,12 +13,10 @@
 #include "base/atomic_file.h"
 #include "base/json_utils.h"
 #include "base/unique_fd.h"
-#include "support/log_capture.h"
 #include "support/temp_root.h"
 
 namespace {
 
-using vexozeph::testing::LogCapture;
 using vexozeph::testing::NamesIn;
 using vexozeph::testing::TempRoot;
 
@@ -46,18 +44,6 @@ TEST(BaseFiles, AtomicWriteReplacesWholeOrNotAtAllAndLeavesNoTemporary) {
   EXPECT_EQ(NamesIn(dir), (std::set<std::string>{"kept.conf", "taken"}));
   EXPECT_FALSE(vexozeph::WriteFileAtomically(dir + "/missing/file", "x"));
   EXPECT_EQ(errno, ENOENT);
-
-  // The JSON form goes the same way, 0600 unless asked otherwise, and says when it fails.
-  Json::Value value;
-  value["a"] = 1;
-  ASSERT_TRUE(vexozeph::json::WriteFileAtomically(value, dir + "/v.json"));
-  EXPECT_EQ(ModeOf(dir + "/v.json"), 0600u);
-  Json::Value read;
-  ASSERT_TRUE(vexozeph::json::FromFile(dir + "/v.json", read));
-  EXPECT_EQ(read, value);
-  LogCapture log;
-  EXPECT_FALSE(vexozeph::json::WriteFileAtomically(value, dir + "/taken"));
-  EXPECT_EQ(log.Count("Failed to save json: " + dir + "/taken"), 1u);
 }
 
 TEST(BaseFiles, AtomicWriteRemovesOnlyTemporariesThatNoLivingWriterHolds) {

@@ -1,3 +1,7 @@
+// File locks, through the platform's calls and the library's FileLock over them: held
+// locks exclude other processes without blocking them, no update is lost, a planted link
+// is never followed, and creating a lock file leaves the process umask alone.
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -13,15 +17,60 @@
 #include "support/child_process.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
+#include "vexo_platform/vlib_error.h"
+#include "vexo_platform/vlib_file.h"
 #include "vexozeph/file_lock.h"
 
 namespace {
 
 using vexozeph::FileLock;
 using vexozeph::testing::LogCapture;
+using vexozeph::testing::RunInChild;
 using vexozeph::testing::StartChild;
 using vexozeph::testing::TempRoot;
 using vexozeph::testing::WaitChild;
+
+// Tries the lock in another process; 1 taken (and released), 0 busy, 2 odd failure.
+int TryInChild(const std::string &path, int exclusive) {
+  return RunInChild([&] {
+    int handle = -1;
+    if (VLIBCFileLockByFile(path.c_str(), exclusive, &handle) == 0) {
+      return VLIBCErrGet() == EWOULDBLOCK ? 0 : 2;
+    }
+    return VLIBCFileUnlockByFile(handle) == 0 ? 1 : 2;
+  });
+}
+
+TEST(PlatformFileLock, ExcludesOtherProcessesAndReturnsAtOnceWhenBusy) {
+  TempRoot root;
+  const std::string path = root.Path("/tmp/account_query_info.lock");
+
+  int handle = -1;
+  ASSERT_NE(VLIBCFileLockByFile(path.c_str(), 1, &handle), 0);
+  EXPECT_EQ(TryInChild(path, 1), 0);
+  EXPECT_EQ(TryInChild(path, 0), 0);
+  ASSERT_EQ(VLIBCFileUnlockByFile(handle), 0);
+  EXPECT_EQ(TryInChild(path, 1), 1);
+
+  // Shared holders admit each other but keep an exclusive one out.
+  ASSERT_NE(VLIBCFileLockByFile(path.c_str(), 0, &handle), 0);
+  EXPECT_EQ(TryInChild(path, 0), 1);
+  EXPECT_EQ(TryInChild(path, 1), 0);
+  ASSERT_EQ(VLIBCFileUnlockByFile(handle), 0);
+
+  EXPECT_LT(VLIBCFileUnlockByFile(-1), 0);
+}
+
+TEST(PlatformFileLock, DoesNotFollowASymlinkPlantedInTmp) {
+  TempRoot root;
+  const std::string target = root.Path("/etc/victim");
+  const std::string link = root.Path("/tmp/account_evil.lock");
+  ASSERT_EQ(0, symlink(target.c_str(), link.c_str()));
+  int handle = -1;
+  EXPECT_EQ(VLIBCFileLockByFile(link.c_str(), 1, &handle), 0);
+  EXPECT_EQ(VLIBCErrGet(), ELOOP);
+  EXPECT_FALSE(root.Exists("/etc/victim"));
+}
 
 int ReadCounter(const std::string &path) {
   std::ifstream in(path);
@@ -61,14 +110,7 @@ TEST(FileLock, NoUpdateIsLostAcrossProcesses) {
 
 TEST(FileLock, DeadlineIsCheckedFirstAndBusyLocksTimeOut) {
   TempRoot root;
-  FileLock idle("/tmp/account_idle.lock");
-  EXPECT_FALSE(idle.Lock(0)) << "Lock(0) never attempts";
-
-  // The lock file is created for every user, whatever the umask.
-  struct stat st {};
-  ASSERT_EQ(::stat(root.Path("/tmp/account_idle.lock").c_str(), &st), 0);
-  EXPECT_EQ(st.st_mode & 0777, 0666u);
-  EXPECT_EQ(idle.GetPath(), root.Path("/tmp/account_idle.lock"));
+  EXPECT_FALSE(FileLock("/tmp/account_idle.lock").Lock(0)) << "Lock(0) never attempts";
 
   int ready[2];
   ASSERT_EQ(::pipe(ready), 0);
@@ -100,25 +142,19 @@ TEST(FileLock, DeadlineIsCheckedFirstAndBusyLocksTimeOut) {
 
 TEST(FileLock, RelockUnlockAndDestructionRelease) {
   TempRoot root;
+  auto free_for_others = [] {
+    return RunInChild([] { return FileLock("/tmp/account_relock.lock").Lock(1) ? 0 : 1; }) == 0;
+  };
   {
     FileLock lock("/tmp/account_relock.lock");
     ASSERT_TRUE(lock.Lock(2));
     EXPECT_TRUE(lock.Lock(2)) << "re-locking releases first, so it cannot deadlock on itself";
     lock.Unlock();
     lock.Unlock();
-    EXPECT_EQ(vexozeph::testing::RunInChild([] {
-                FileLock other("/tmp/account_relock.lock");
-                return other.Lock(1) ? 0 : 1;
-              }),
-              0);
+    EXPECT_TRUE(free_for_others());
     ASSERT_TRUE(lock.Lock(2));
   }
-  // Destroyed while held: another process gets it at once.
-  EXPECT_EQ(vexozeph::testing::RunInChild([] {
-              FileLock other("/tmp/account_relock.lock");
-              return other.Lock(1) ? 0 : 1;
-            }),
-            0);
+  EXPECT_TRUE(free_for_others()) << "destroyed while held";
 }
 
 TEST(FileLock, UnpreparableFileFailsWithOneLogLine) {
@@ -128,13 +164,6 @@ TEST(FileLock, UnpreparableFileFailsWithOneLogLine) {
   EXPECT_FALSE(lock.Lock(1));
   EXPECT_EQ(log.Count("Failed to open file: "), 1u);
   EXPECT_EQ(log.Lines().at(0).rfind("file_lock:", 0), 0u);
-
-  // A planted link in the shared /tmp is never followed.
-  ASSERT_EQ(
-      ::symlink(root.Path("/etc/target").c_str(), root.Path("/tmp/account_link.lock").c_str()), 0);
-  FileLock linked("/tmp/account_link.lock");
-  EXPECT_FALSE(linked.Lock(1));
-  EXPECT_FALSE(root.Exists("/etc/target"));
 }
 
 TEST(FileLock, LockingLeavesTheUmaskOfOtherThreadsAlone) {

@@ -8,15 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "support/appliance_files.h"
 #include "support/temp_root.h"
 #include "vexo_platform/vexo_scheduler.h"
 
 namespace {
 
 using VEXO::VEXOCrond::ConfigManager;
+using vexozeph::testing::kCronFile;
+using vexozeph::testing::kCronJobs;
 using vexozeph::testing::TempRoot;
-
-const char kCronFile[] = "/etc/cron.d/vexozeph-zeph";
 
 Json::Value ReportJobs(const std::string &schedule) {
   Json::Value job(Json::objectValue);
@@ -58,12 +59,8 @@ TEST(PlatformCron, SpreadsTheDefaultScheduleOverTheWorkdayPerDevice) {
   root.WriteFile("/etc/vexozeph/serial", "SERIAL0001\n");
   std::vector<std::string> line = SaveAndRead(root, "~ 9~16 * * 1~5");
   ASSERT_EQ(line.size(), 8u);
-  int minute = std::stoi(line[0]);
-  int hour = std::stoi(line[1]);
-  EXPECT_GE(minute, 0);
-  EXPECT_LE(minute, 59);
-  EXPECT_GE(hour, 9);
-  EXPECT_LE(hour, 16);
+  EXPECT_TRUE(std::stoi(line[0]) >= 0 && std::stoi(line[0]) <= 59) << line[0];
+  EXPECT_TRUE(std::stoi(line[1]) >= 9 && std::stoi(line[1]) <= 16) << line[1];
   EXPECT_EQ(std::vector<std::string>(line.begin() + 2, line.end()),
             (std::vector<std::string>{"*", "*", "1-5", "root", "/usr/vexo/bin/vexozeph",
                                       "--report_info"}));
@@ -80,7 +77,7 @@ TEST(PlatformCron, SpreadsTheDefaultScheduleOverTheWorkdayPerDevice) {
 
   // The job list itself is kept as given.
   Json::Value stored;
-  std::istringstream json(root.ReadFile("/usr/vexo/etc/crond/zeph.json"));
+  std::istringstream json(root.ReadFile(kCronJobs));
   ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), json, &stored, nullptr));
   EXPECT_EQ(stored, ReportJobs("~ 9~16 * * 1~5"));
 }
@@ -94,8 +91,7 @@ TEST(PlatformCron, RendersPlainAndTildeFieldsWithinTheirRanges) {
 
   std::vector<std::string> spread = SaveAndRead(root, "~ ~ ~ ~ ~");
   ASSERT_GE(spread.size(), 5u);
-  EXPECT_LE(std::stoi(spread[0]), 59);
-  EXPECT_LE(std::stoi(spread[1]), 23);
+  EXPECT_TRUE(std::stoi(spread[0]) <= 59 && std::stoi(spread[1]) <= 23);
   EXPECT_EQ(std::vector<std::string>(spread.begin() + 2, spread.begin() + 5),
             (std::vector<std::string>{"*", "*", "*"}));
 
@@ -117,23 +113,24 @@ TEST(PlatformCron, RefusesHostileSchedulesAndCommandsAndKeepsThePreviousJobs) {
         "5~3 * * * *", "~/5 * * * *", "1/5 * * * *", "1,,2 * * * *", "-1 * * * *", ""}) {
     EXPECT_EQ(manager.Save(ReportJobs(schedule)), 0) << schedule;
   }
-  Json::Value jobs = ReportJobs("5 3 * * *");
-  jobs[0]["cmd_list"].append("50%");  // cron would cut the command at '%'
-  EXPECT_EQ(manager.Save(jobs), 0);
-  jobs = ReportJobs("5 3 * * *");
-  jobs[0]["cmd_list"].append("a\nb");
-  EXPECT_EQ(manager.Save(jobs), 0);
-  jobs = ReportJobs("5 3 * * *");
-  jobs[0]["user"] = "root cat";
-  EXPECT_EQ(manager.Save(jobs), 0);
-  jobs = ReportJobs("5 3 * * *");
-  jobs[0]["cmd_list"] = 7;
-  EXPECT_EQ(manager.Save(jobs), 0);
+  // Cron would cut a command at '%'; a line break or a blank would forge lines or words.
+  const std::pair<const char *, Json::Value> bad[] = {
+      {"cmd_list", "50%"}, {"cmd_list", "a\nb"}, {"user", "root cat"}, {"cmd_list", 7}};
+  for (const auto &b : bad) {
+    Json::Value jobs = ReportJobs("5 3 * * *");
+    Json::Value &member = jobs[0][b.first];
+    if (member.isArray() && b.second.isString()) {
+      member.append(b.second);
+    } else {
+      member = b.second;
+    }
+    EXPECT_EQ(manager.Save(jobs), 0) << b.second;
+  }
   EXPECT_EQ(manager.Save(Json::Value("not a list")), 0);
   EXPECT_EQ(root.ReadFile(kCronFile), before);
 
   // Words the shell would split or expand reach the program as they are.
-  jobs = ReportJobs("5 3 * * *");
+  Json::Value jobs = ReportJobs("5 3 * * *");
   jobs[0]["cmd_list"].append("it's $(reboot)");
   ASSERT_NE(manager.Save(jobs), 0);
   EXPECT_NE(root.ReadFile(kCronFile).find(" --report_info 'it'\\''s $(reboot)'\n"),
@@ -154,7 +151,7 @@ TEST(PlatformCron, RemoveDeletesBothFilesAndSucceedsWhenNothingIsLeft) {
   ASSERT_NE(other.Save(ReportJobs("1 1 * * *")), 0);
   EXPECT_NE(manager.Remove(), 0);
   EXPECT_FALSE(root.Exists(kCronFile));
-  EXPECT_FALSE(root.Exists("/usr/vexo/etc/crond/zeph.json"));
+  EXPECT_FALSE(root.Exists(kCronJobs));
   EXPECT_TRUE(root.Exists("/etc/cron.d/vexozeph-other"));
   EXPECT_NE(manager.Remove(), 0);
 }

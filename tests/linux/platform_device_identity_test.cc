@@ -1,7 +1,6 @@
 // Where the generic-Linux platform finds the appliance's identity: serial number, MAC
 // address, user agent and cloud-service API key, all under the test's root.
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/request_token.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"
 #include "vexo_platform/vexo_cloud_service.h"
@@ -37,16 +37,11 @@ std::string Mac(int *rc = nullptr) {
 }
 
 std::string Md5UpperPrefix(const std::string &text, size_t digits) {
-  unsigned char digest[EVP_MAX_MD_SIZE];
-  unsigned int length = 0;
-  EVP_Digest(text.data(), text.size(), digest, &length, EVP_md5(), nullptr);
-  std::string hex;
-  char pair[3];
-  for (unsigned int i = 0; i < length; ++i) {
-    std::snprintf(pair, sizeof(pair), "%02X", digest[i]);
-    hex += pair;
-  }
-  return hex.substr(0, digits);
+  char hex[33] = {0};
+  EXPECT_EQ(ZephGetMd5String(text.c_str(), hex, sizeof(hex)), 0);
+  std::string prefix(hex, digits);
+  for (char &c : prefix) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return prefix;
 }
 
 TEST(PlatformDeviceIdentity, SerialComesFromTheFirstUsableSource) {
@@ -130,28 +125,21 @@ TEST(PlatformCloudService, ApiKeyIsRegisteredOnceStoredPrivatelyAndRenewable) {
 
   // Processes asking at the same moment on a fresh device must all end up with the one
   // key that is stored, not each with its own.
-  int fds[2];
-  ASSERT_EQ(0, pipe(fds));
   std::vector<pid_t> children;
   for (int i = 0; i < 4; ++i) {
-    children.push_back(StartChild([&] {
+    children.push_back(StartChild([&, i] {
       char mine[1024] = {0};
       if (VEXOCloudServiceGetApiKey(mine, sizeof(mine), 1) != 0) return 1;
-      std::string line = std::string(mine) + "\n";
-      return write(fds[1], line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? 0 : 1;
+      root.WriteFile("/tmp/key" + std::to_string(i), mine);
+      return 0;
     }));
   }
-  close(fds[1]);
-  for (pid_t child : children) EXPECT_EQ(WaitChild(child), 0);
-  std::string all;
-  char chunk[512];
-  for (ssize_t n; (n = read(fds[0], chunk, sizeof(chunk))) > 0;) all.append(chunk, n);
-  close(fds[0]);
   std::set<std::string> distinct;
-  for (size_t start = 0, end; (end = all.find('\n', start)) != std::string::npos; start = end + 1) {
-    distinct.insert(all.substr(start, end - start));
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(WaitChild(children[i]), 0);
+    distinct.insert(root.ReadFile("/tmp/key" + std::to_string(i)));
   }
-  ASSERT_EQ(distinct.size(), 1u) << all;
+  ASSERT_EQ(distinct.size(), 1u);
 
   ASSERT_EQ(VEXOCloudServiceGetApiKey(key, sizeof(key), 0), 0);
   EXPECT_EQ(VEXOCloudServiceGetErrorCode(), VEXO_CLOUD_SERVICE_OK);
@@ -159,8 +147,8 @@ TEST(PlatformCloudService, ApiKeyIsRegisteredOnceStoredPrivatelyAndRenewable) {
   EXPECT_EQ(first, *distinct.begin());
   EXPECT_EQ(first.size(), 32u);
   EXPECT_EQ(first.find_first_not_of("0123456789abcdef"), std::string::npos);
-  struct stat info;
-  ASSERT_EQ(0, stat(root.Path("/usr/vexo/etc/cloud_service/apikey").c_str(), &info));
+  struct stat info {};
+  EXPECT_EQ(stat(root.Path("/usr/vexo/etc/cloud_service/apikey").c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777, 0600u);
 
   char renewed[1024] = {0};

@@ -3,7 +3,6 @@
 // and no lost updates between concurrent writers.
 #include <errno.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,12 +12,14 @@
 
 #include "support/child_process.h"
 #include "support/temp_root.h"
+#include "support/unit_child_guard.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexo_platform/vlib_string.h"
 
 namespace {
 
+using vexozeph::testing::ChildGuard;
 using vexozeph::testing::NamesIn;
 using vexozeph::testing::StartChild;
 using vexozeph::testing::TempRoot;
@@ -33,23 +34,28 @@ std::string GetValue(const std::string &path, const char *key, int *rc = nullptr
   return value;
 }
 
-// Kills and reaps a child when the test leaves its scope, also through a failed ASSERT,
-// so a writer looping for ever never outlives its test.
-class ChildGuard {
- public:
-  explicit ChildGuard(pid_t pid) : pid_(pid) {}
-  ~ChildGuard() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      WaitChild(pid_);
-    }
+// The keys of the file at `path`, in file order; none when it cannot be read.
+std::vector<std::string> KeysOf(const std::string &path) {
+  PVLIBSZLIST list = VLIBCSzListAlloc(512);
+  std::vector<std::string> keys;
+  if (VLIBCFileGetKeys(path.c_str(), list) >= 0) {
+    for (int i = 0; i < VLIBCSzListSize(list); ++i) keys.push_back(VLIBCSzListGet(list, i));
   }
-  ChildGuard(const ChildGuard &) = delete;
-  ChildGuard &operator=(const ChildGuard &) = delete;
+  VLIBCSzListFree(list);
+  return keys;
+}
 
- private:
-  pid_t pid_;
-};
+// What lstat says of `path`; all zero when it fails.
+struct stat StatOf(const std::string &path) {
+  struct stat info {};
+  ::lstat(path.c_str(), &info);
+  return info;
+}
+
+// One key set with the usual line format.
+int Set(const std::string &path, const std::string &key, const std::string &value) {
+  return VLIBCFileSetKeyValue(path.c_str(), key.c_str(), value.c_str(), kLine);
+}
 
 // Names in `dir` starting with '.', i.e. the writer's temporary files.
 std::vector<std::string> HiddenFiles(const std::string &dir) {
@@ -73,7 +79,7 @@ TEST(PlatformKeyValueFile, ReplacesOnlyItsOwnKeyAndKeepsEverythingElseByteForByt
                  "unquoted=plain");
   ASSERT_EQ(0, chmod(path.c_str(), 0644));
 
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "zephID", "new@example.com", kLine), 0);
+  ASSERT_GE(Set(path, "zephID", "new@example.com"), 0);
   // First occurrence replaced in place, later duplicate dropped, the prefix-sharing
   // "zephIDSerial" untouched, hand-written lines (odd spacing, blank, comment) intact.
   EXPECT_EQ(root.ReadFile("/etc/user.conf"),
@@ -88,20 +94,18 @@ TEST(PlatformKeyValueFile, ReplacesOnlyItsOwnKeyAndKeepsEverythingElseByteForByt
   EXPECT_EQ(GetValue(path, "unquoted"), "plain");
 
   // Appending after a last line without newline must not glue the two lines together.
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "zephIDS", "x\"y", kLine), 0);
+  ASSERT_GE(Set(path, "zephIDS", "x\"y"), 0);
   EXPECT_EQ(GetValue(path, "unquoted"), "plain");
   EXPECT_EQ(GetValue(path, "zephIDS"), "x\"y");  // inner quotes survive a round trip
   EXPECT_EQ(GetValue(path, "zephIDSerial"), "12345");
 
   // The file may hold secrets: whatever it was before, it is 0600 after a write.
-  struct stat info;
-  ASSERT_EQ(0, stat(path.c_str(), &info));
-  EXPECT_EQ(info.st_mode & 07777, 0600u);
+  EXPECT_EQ(StatOf(path).st_mode & 07777, 0600u);
   EXPECT_TRUE(HiddenFiles(root.Path("/etc")).empty());
 
   // A missing file is created with just the new line.
   const std::string fresh = root.Path("/etc/fresh.conf");
-  ASSERT_GE(VLIBCFileSetKeyValue(fresh.c_str(), "language", "enu", kLine), 0);
+  ASSERT_GE(Set(fresh, "language", "enu"), 0);
   EXPECT_EQ(root.ReadFile("/etc/fresh.conf"), "language=\"enu\"\n");
 }
 
@@ -149,8 +153,7 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
 
   // One refused value refuses them all before anything is written.
   const std::string before = root.ReadFile("/etc/user.conf");
-  struct stat old_file {};
-  ASSERT_EQ(stat(path.c_str(), &old_file), 0);
+  const ino_t old_inode = StatOf(path).st_ino;
   const char *bad[] = {"a", "evil\nkeep=\"forged\""};
   const char *pair[] = {"a", "b"};
   EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), pair, bad, 2, kLine, 0), 0);
@@ -158,9 +161,7 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 0, kLine, 0), 0);
   EXPECT_LT(VLIBCFileSetKeyValues(path.c_str(), keys, values, 4, kLine, 0x2), 0) << "unknown flag";
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
-  struct stat new_file {};
-  ASSERT_EQ(stat(path.c_str(), &new_file), 0);
-  EXPECT_EQ(new_file.st_ino, old_file.st_ino) << "a refused write must not replace the file";
+  EXPECT_EQ(StatOf(path).st_ino, old_inode) << "a refused write must not replace the file";
 
   // A reader in another process sees the pair change together, never one without the
   // other.
@@ -178,17 +179,10 @@ TEST(PlatformKeyValueFile, SeveralKeysAreStoredAsIfOneByOneButInOneCheckedReplac
   ChildGuard writer(child);
   for (int i = 0; i < 2000; ++i) {
     const std::string content = root.ReadFile("/etc/user.conf");
-    const bool all_ones = content.find("first=\"1\"") != std::string::npos &&
-                          content.find("second=\"1\"") != std::string::npos;
-    const bool all_twos = content.find("first=\"2\"") != std::string::npos &&
-                          content.find("second=\"2\"") != std::string::npos;
-    ASSERT_TRUE(all_ones || all_twos) << content;
+    ASSERT_TRUE(content.find("first=\"1\"\nsecond=\"1\"\n") != std::string::npos ||
+                content.find("first=\"2\"\nsecond=\"2\"\n") != std::string::npos)
+        << content;
   }
-}
-
-ino_t InodeOf(const std::string &path) {
-  struct stat info {};
-  return lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
 }
 
 // Setting what a file already holds spares the replacement and its flushes, but only when
@@ -197,26 +191,22 @@ ino_t InodeOf(const std::string &path) {
 TEST(PlatformKeyValueFile, SettingWhatTheFileHoldsLeavesItOnlyWhenAWriteWouldLeaveTheSame) {
   TempRoot root;
   const std::string path = root.Path("/etc/user.conf");
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  const ino_t written = InodeOf(path);
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  EXPECT_EQ(InodeOf(path), written);
+  ASSERT_GE(Set(path, "a", "1"), 0);
+  const ino_t written = StatOf(path).st_ino;
+  ASSERT_GE(Set(path, "a", "1"), 0);
+  EXPECT_EQ(StatOf(path).st_ino, written);
 
   ASSERT_EQ(chmod(path.c_str(), 0644), 0);
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  struct stat mended {};
-  ASSERT_EQ(stat(path.c_str(), &mended), 0);
-  EXPECT_NE(mended.st_ino, written);
-  EXPECT_EQ(mended.st_mode & 07777, 0600u);
+  ASSERT_GE(Set(path, "a", "1"), 0);
+  EXPECT_NE(StatOf(path).st_ino, written);
+  EXPECT_EQ(StatOf(path).st_mode & 07777, 0600u);
 
   root.WriteFile("/etc/elsewhere", "a=\"1\"\n");
   ASSERT_EQ(chmod(root.Path("/etc/elsewhere").c_str(), 0600), 0);
   ASSERT_EQ(unlink(path.c_str()), 0);
   ASSERT_EQ(symlink(root.Path("/etc/elsewhere").c_str(), path.c_str()), 0);
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "a", "1", kLine), 0);
-  struct stat replaced {};
-  ASSERT_EQ(lstat(path.c_str(), &replaced), 0);
-  EXPECT_TRUE(S_ISREG(replaced.st_mode));
+  ASSERT_GE(Set(path, "a", "1"), 0);
+  EXPECT_TRUE(S_ISREG(StatOf(path).st_mode));
   EXPECT_EQ(GetValue(path, "a"), "1");
 }
 
@@ -226,20 +216,20 @@ TEST(PlatformKeyValueFile, AWriteThatWouldOutgrowTheReaderIsRefused) {
   TempRoot root;
   const std::string path = root.Path("/etc/user.conf");
   const std::string big(4 * 1024 * 1024 - 64, 'b');
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "big", big.c_str(), kLine), 0);
+  ASSERT_GE(Set(path, "big", big), 0);
   const std::string before = root.ReadFile("/etc/user.conf");
 
   const std::string more(128, 'm');
-  EXPECT_LT(VLIBCFileSetKeyValue(path.c_str(), "more", more.c_str(), kLine), 0);
+  EXPECT_LT(Set(path, "more", more), 0);
   EXPECT_EQ(VLIBCErrGet(), EFBIG);
   const std::string huge(5 * 1024 * 1024, 'h');
-  EXPECT_LT(VLIBCFileSetKeyValue(path.c_str(), "big", huge.c_str(), kLine), 0);
+  EXPECT_LT(Set(path, "big", huge), 0);
   EXPECT_EQ(root.ReadFile("/etc/user.conf"), before);
   EXPECT_EQ(GetValue(path, "big").size(), 8191u) << "still readable";
 
   // Making room again works.
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "big", "small", kLine), 0);
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "more", more.c_str(), kLine), 0);
+  ASSERT_GE(Set(path, "big", "small"), 0);
+  ASSERT_GE(Set(path, "more", more), 0);
   EXPECT_EQ(GetValue(path, "more"), more);
 }
 
@@ -251,10 +241,10 @@ TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
   int rc = 0;
   EXPECT_EQ(GetValue(path, "language", &rc), "enu");  // first occurrence wins
   EXPECT_EQ(rc, 3);
-  GetValue(path, "empty", &rc);
-  EXPECT_EQ(rc, 0);
-  GetValue(path, "lang", &rc);
-  EXPECT_EQ(rc, 0);
+  for (const char *empty_or_absent : {"empty", "lang"}) {
+    GetValue(path, empty_or_absent, &rc);
+    EXPECT_EQ(rc, 0) << empty_or_absent;
+  }
   GetValue(root.Path("/etc/missing.conf"), "language", &rc);
   EXPECT_LT(rc, 0);
   EXPECT_EQ(VLIBCErrGet(), ENOENT);
@@ -267,12 +257,7 @@ TEST(PlatformKeyValueFile, ReaderAnswersFoundAbsentAndUnreadableDistinctly) {
   EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "zeph_disable_report", "ye", 0), 0);
   EXPECT_EQ(VLIBCFileCheckKeyValue(path.c_str(), "absent", "", 0), 0);
 
-  PVLIBSZLIST keys = VLIBCSzListAlloc(8);
-  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), 3);
-  EXPECT_STREQ(VLIBCSzListGet(keys, 0), "language");
-  EXPECT_STREQ(VLIBCSzListGet(keys, 1), "empty");
-  EXPECT_STREQ(VLIBCSzListGet(keys, 2), "zeph_disable_report");
-  VLIBCSzListFree(keys);
+  EXPECT_EQ(KeysOf(path), (std::vector<std::string>{"language", "empty", "zeph_disable_report"}));
 }
 
 // A writer killed at a random moment leaves either the old or the new file, never a torn
@@ -285,8 +270,8 @@ TEST(PlatformKeyValueFile, SurvivesKillNineInTheMiddleOfWrites) {
   // Values large enough that a write takes several system calls.
   const std::string a(6000, 'a');
   const std::string b(6000, 'b');
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "keep", "kept", kLine), 0);
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "k", a.c_str(), kLine), 0);
+  ASSERT_GE(Set(path, "keep", "kept"), 0);
+  ASSERT_GE(Set(path, "k", a), 0);
 
   std::mt19937 random(20240611);
   std::uniform_int_distribution<int> reads_before_kill(0, 400);
@@ -311,7 +296,7 @@ TEST(PlatformKeyValueFile, SurvivesKillNineInTheMiddleOfWrites) {
     ASSERT_EQ(GetValue(path, "keep"), "kept");
     ASSERT_LE(HiddenFiles(dir).size(), 1u);
   }
-  ASSERT_GE(VLIBCFileSetKeyValue(path.c_str(), "k", "done", kLine), 0);
+  ASSERT_GE(Set(path, "k", "done"), 0);
   EXPECT_TRUE(HiddenFiles(dir).empty());
 }
 
@@ -333,9 +318,7 @@ TEST(PlatformKeyValueFile, ConcurrentWritersLoseNoKey) {
     }));
   }
   for (pid_t child : children) EXPECT_EQ(WaitChild(child), 0);
-  PVLIBSZLIST keys = VLIBCSzListAlloc(kProcesses * kKeysEach + 1);
-  EXPECT_EQ(VLIBCFileGetKeys(path.c_str(), keys), kProcesses * kKeysEach);
-  VLIBCSzListFree(keys);
+  EXPECT_EQ(KeysOf(path).size(), static_cast<size_t>(kProcesses * kKeysEach));
 }
 
 }  // namespace

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
 #include "support/child_process.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
+#include "support/unit_ids.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
@@ -20,20 +20,15 @@
 namespace {
 
 namespace fake = vexozeph::fake;
-using vexozeph::testing::TempRoot;
+using vexozeph::testing::kAccountFile;
+using vexozeph::testing::kNobody;
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-// Nothing listens there: a request that gets this far fails at once with error 4.
-const char kDeadHost[] = "https://127.0.0.1:9";
-
-class LoginWithoutServer : public ::testing::Test {
+class LoginWithoutServer : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
-    fake::Reset();
-    root_.WriteFile(kAccountFile, std::string("account_host=\"") + kDeadHost + "\"\n");
-    ::chmod(root_.Path(kAccountFile).c_str(), 0600);
+    FakeAppliance::SetUp();
+    UseDeadAccountHost();
   }
-  void TearDown() override { fake::Reset(); }
 
   int PasswordLogin() {
     Json::Value response;
@@ -43,8 +38,6 @@ class LoginWithoutServer : public ::testing::Test {
     Json::Value response;
     return VEXOZEPHAccountOauthLogin(response, "access-token");
   }
-
-  TempRoot root_;
 };
 
 TEST_F(LoginWithoutServer, EachPreparationStepReportsItsOwnFailureInOrder) {
@@ -106,11 +99,11 @@ TEST_F(LoginWithoutServer, ARefusedKeyIsRemovedByAProcessThatIsNotRootAndItsIdsC
   const int status = vexozeph::testing::RunInChild([] {
     // A set-user-ID root helper as the appliance runs it: effective ids of a plain user,
     // saved user id root.
-    if (::setresgid(65534, 65534, 0) != 0 || ::setresuid(65534, 65534, 0) != 0) return 10;
+    if (!vexozeph::testing::SetIds(kNobody, kNobody, 0)) return 10;
     Json::Value result;
     if (VEXOZEPHAccountLoginByKey("2000001", "some-key", result) != -1) return 11;
     if (VEXOZEPHErrGet() != VEXOZEPH_ERR_AUTH) return 12;
-    if (::geteuid() != 65534 || ::getegid() != 65534) return 13;
+    if (::geteuid() != kNobody || ::getegid() != kNobody) return 13;
     return 0;
   });
   EXPECT_EQ(status, 0);

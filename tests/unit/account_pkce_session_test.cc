@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
 #include "internal/account_pkce_service_impl.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
@@ -21,11 +20,10 @@ namespace fake = vexozeph::fake;
 using vexozeph::AccountPkceService;
 using vexozeph::AccountPkceServiceImpl;
 using vexozeph::testing::CodeOf;
+using vexozeph::testing::kAccountFile;
+using vexozeph::testing::kLoginTemplate;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kTemplate[] =
     "{\"client_id\": \"zeph-device\", \"scope\": \"openid device_sn:$sn$\","
     " \"token_endpoint_path\": \"/oauth2/token\","
@@ -39,13 +37,12 @@ int IndexOf(const std::vector<fake::Call> &calls, const std::string &function) {
   return -1;
 }
 
-class AccountPkceSessionSteps : public ::testing::Test {
+class AccountPkceSessionSteps : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
-    fake::Reset();
+    FakeAppliance::SetUp();
     root_.WriteFile(kLoginTemplate, kTemplate);
   }
-  TempRoot root_;
 };
 
 TEST_F(AccountPkceSessionSteps, LocalSignOutRemovesAccountThenScheduleThenLogsThenClearsTokens) {

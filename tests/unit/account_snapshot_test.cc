@@ -11,6 +11,7 @@
 #include "internal/account_file.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
+#include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"
 #include "vexo_platform/vlib_file.h"
@@ -23,10 +24,10 @@ namespace {
 namespace fake = vexozeph::fake;
 namespace clock = vexozeph::clock;
 using vexozeph::AccountSnapshot;
+using vexozeph::testing::kAccountFile;
 using vexozeph::testing::RunInChild;
 using vexozeph::testing::TempRoot;
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 const int64_t kNow = 1700000000;
 
 // What the platform's own lookup of `key` gives through the getters' 2048-byte buffer;
@@ -56,6 +57,9 @@ TEST(AccountSnapshot, EveryKeyReadsAsTheLookupOfThatKeyAlone) {
       "notify_language=\"say \"hi\"\"\n"
       "no separator here\n"
       "=\"no key\"\n"
+      "\xff\xfe\x01\n\x80=\"\xc3\"\n"  // binary junk lines
+      "utf8=\"\xff\xc3\x28\"\n"        // bytes that are not text come back as they are
+      "quote=\"unclosed\n"
       "zephID=\"second@example.com\"\n"
       "activated=\"true\"\n"
       "enews=\"TRUE\"\n"
@@ -71,28 +75,27 @@ TEST(AccountSnapshot, EveryKeyReadsAsTheLookupOfThatKeyAlone) {
   const AccountSnapshot snapshot = AccountSnapshot::Read();
   for (const char *key :
        {"zephID", "full_name", "country", "timezone", "notify_language", "activated", "enews",
-        "last_query_time", "bx_auth_key", "zephIDSerial", "critical_version_list",
+        "last_query_time", "bx_auth_key", "zephIDSerial", "critical_version_list", "utf8", "quote",
         "critical_version_domain", "disabled", "no separator here", ""}) {
     EXPECT_EQ(Snapshotted(snapshot, key), LookedUp(root, key)) << key;
   }
   EXPECT_EQ(snapshot.GetAuthKey(), std::string(2047, 'k'));
   EXPECT_EQ(snapshot.GetUserId(), "20");
   EXPECT_EQ(snapshot.GetName(), "  Spaced Name  ");
+  EXPECT_EQ(Snapshotted(snapshot, "utf8"), "\xff\xc3\x28");
+  EXPECT_EQ(Snapshotted(snapshot, "quote"), "\"unclosed");
 
-  // Typed values follow the getters' rules, defaults included.
+  // Typed values follow the getters' rules.
   EXPECT_TRUE(snapshot.GetIsActivated());
   EXPECT_FALSE(snapshot.GetIsEnews());
-  EXPECT_TRUE(snapshot.GetIsRealnameValidationPass());
   EXPECT_EQ(snapshot.GetLastQueryTime(), -5);
-  EXPECT_EQ(snapshot.GetTimezone(), "");
-  EXPECT_EQ(snapshot.GetReportCronTimestring(), "~ 9~16 * * 1~5");
 
-  // A missing file is a file without keys.
+  // A missing file is a file without keys, whose values are the defaults.
   ASSERT_EQ(std::remove(root.Path(kAccountFile).c_str()), 0);
   const AccountSnapshot none = AccountSnapshot::Read();
   EXPECT_EQ(none.GetEmail(), "");
-  EXPECT_EQ(none.GetLastQueryTime(), 0);
   EXPECT_TRUE(none.GetIsRealnameValidationPass());
+  EXPECT_EQ(none.GetReportCronTimestring(), "~ 9~16 * * 1~5");
 }
 
 // Another process changes the file between two calls of this one: each call shows the

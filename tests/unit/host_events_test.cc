@@ -1,27 +1,29 @@
+// The host's side of account removal, plugin events and API key recovery.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 
-#include "fakes/fake_platform.h"
+#include "internal/account_file.h"
 #include "internal/zeph_plugin_manager.h"
+#include "support/child_process.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
+#include "support/unit_ids.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_api_key.h"
 
 namespace {
 
 namespace fake = vexozeph::fake;
+using vexozeph::RemovalResult;
+using vexozeph::RemovalRule;
+using vexozeph::RemoveAccountFile;
+using vexozeph::testing::kAccountFile;
+using vexozeph::testing::kNobody;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-
-class HostEvents : public ::testing::Test {
- protected:
-  void SetUp() override { fake::Reset(); }
-  TempRoot root_;
-};
+using HostEvents = vexozeph::testing::FakeAppliance;
 
 TEST_F(HostEvents, RemovalTellsListenersFirstAndKeepsTheAccountWhenItCannot) {
   root_.WriteFile(kAccountFile, "zephID=\"owner@example.com\"\n");
@@ -48,6 +50,43 @@ TEST_F(HostEvents, RemovalTellsListenersFirstAndKeepsTheAccountWhenItCannot) {
   EXPECT_EQ(VEXOZEPHAccountRemove(), 0);
   EXPECT_EQ(fake::PluginActions().size(), 2u);
   EXPECT_EQ(VEXOZEPHErrGet(), 17) << "removal leaves the last error alone";
+}
+
+// The three callers of the removal differ only in what a process that cannot be lifted to
+// root does, and each line names the operation that asked.
+TEST_F(HostEvents, AProcessThatCannotBeLiftedKeepsTheFileOnlyWhereTheRuleSaysSo) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to drop to a user that cannot come back";
+  root_.WriteFile(kAccountFile, "zephID=\"owner@example.com\"\n");
+  const vexozeph::log::Place here{"caller_module", 42};
+
+  const int status = vexozeph::testing::RunInChild([&] {
+    // No saved root id: every attempt to lift the process is refused.
+    if (!vexozeph::testing::SetIds(kNobody, kNobody, kNobody)) return 10;
+    LogCapture log;
+    if (RemoveAccountFile(here, RemovalRule::kOnlyWhenLifted) != RemovalResult::kNotLifted) {
+      return 11;
+    }
+    if (log.Count("caller_module:42 Change permission failed") != 1) return 12;
+    if (RemoveAccountFile(here, RemovalRule::kAnyway) != RemovalResult::kDeletionFailed) return 13;
+    if (log.Count("Failed to unlink") != 0) return 14;
+    if (RemoveAccountFile(here, RemovalRule::kAnywayLoggingFailure) !=
+        RemovalResult::kDeletionFailed) {
+      return 15;
+    }
+    if (log.Count("caller_module:42 Failed to unlink ") != 1) return 16;
+    // The C removal tells the listeners first and then keeps the file.
+    if (VEXOZEPHAccountRemove() != -1) return 17;
+    if (log.Count("zeph_config_remove:") < 1) return 18;
+    if (::geteuid() != kNobody || ::getegid() != kNobody) return 19;
+    return 0;
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(root_.Exists(kAccountFile));
+
+  // Root removes it; a second removal finds nothing to delete.
+  EXPECT_EQ(RemoveAccountFile(here, RemovalRule::kOnlyWhenLifted), RemovalResult::kRemoved);
+  EXPECT_FALSE(root_.Exists(kAccountFile));
+  EXPECT_EQ(RemoveAccountFile(here, RemovalRule::kOnlyWhenLifted), RemovalResult::kDeletionFailed);
 }
 
 TEST_F(HostEvents, PluginEventsNeverFailTheirCallerAndAlwaysCloseTheContext) {

@@ -8,14 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
-#include "internal/clock.h"
 #include "internal/package_pkce_client_impl.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace {
 
@@ -23,20 +20,16 @@ namespace fake = vexozeph::fake;
 namespace clock = vexozeph::clock;
 using vexozeph::PackagePkceClient;
 using vexozeph::PackagePkceClientImpl;
-using vexozeph::ZephException;
-using vexozeph::testing::TempRoot;
+using vexozeph::testing::CodeOf;
 
 const int64_t kNow = 1700000000;
 
-using vexozeph::testing::CodeOf;
-
-class PackageClientOnFake : public ::testing::Test {
+class PackageClientOnFake : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
-    fake::Reset();
+    FakeAppliance::SetUp();
     clock::SetForTesting(kNow);
   }
-  void TearDown() override { clock::ResetForTesting(); }
 
   std::set<std::string> TmpEntries() const {
     return vexozeph::testing::NamesIn(root_.Path("/tmp"));
@@ -51,8 +44,6 @@ class PackageClientOnFake : public ::testing::Test {
     }
     return names;
   }
-
-  TempRoot root_;
 };
 
 TEST_F(PackageClientOnFake, NamesThatCouldLeaveTmpAreRefusedBeforeAnyFileIsTouched) {

@@ -6,41 +6,30 @@
 #include <string>
 #include <vector>
 
-#include "fakes/fake_platform.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
 namespace fake = vexozeph::fake;
+using vexozeph::testing::kAccountFile;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-// Nothing listens there: a request that gets this far fails at once with error 4.
-const char kDeadHost[] = "https://127.0.0.1:9";
-
-class ReportWithoutServer : public ::testing::Test {
+class ReportWithoutServer : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
-    fake::Reset();
-    root_.WriteFile(kAccountFile, std::string("account_host=\"") + kDeadHost +
-                                      "\"\n"
-                                      "zephID=\"iris@example.com\"\n"
-                                      "zephIDSerial=\"2000001\"\n"
-                                      "bx_auth_key=\"0123456789abcdef0123\"\n");
-    ::chmod(root_.Path(kAccountFile).c_str(), 0600);
+    FakeAppliance::SetUp();
+    UseDeadAccountHost(
+        "zephID=\"iris@example.com\"\nzephIDSerial=\"2000001\"\n"
+        "bx_auth_key=\"0123456789abcdef0123\"\n");
   }
-  void TearDown() override { fake::Reset(); }
 
   // The report with a stale last error, which it must clear on entry.
   static int Report() {
     VEXOZEPHErrSet(VEXOZEPH_ERR_ACCOUNT_UNVERIFIED);
     return VEXOZEPHReportInfo();
   }
-
-  TempRoot root_;
 };
 
 TEST_F(ReportWithoutServer, EachStepBeforeTheRequestFailsWithItsOwnCodeAndLineInOrder) {

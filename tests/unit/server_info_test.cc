@@ -1,41 +1,27 @@
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <string>
+#include <vector>
 
-#include "fakes/fake_platform.h"
 #include "internal/server_info_impl.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
-#include "support/temp_root.h"
+#include "support/unit_fake_appliance.h"
+#include "support/unit_ids.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {
 
-namespace fake = vexozeph::fake;
+using vexozeph::testing::kAccountFile;
 using vexozeph::testing::LogCapture;
-using vexozeph::testing::TempRoot;
 
 const char kDefaultsConfig[] = "/etc.defaults/vexoinfo.conf";
-const char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
-
-struct Bases {
-  std::string account;
-  std::string identity;
-  std::string payment;
-  bool operator==(const Bases &other) const {
-    return account == other.account && identity == other.identity && payment == other.payment;
-  }
-};
-
-std::ostream &operator<<(std::ostream &out, const Bases &bases) {
-  return out << "{" << bases.account << ", " << bases.identity << ", " << bases.payment << "}";
-}
-
+// Account, identity and payment bases.
+using Bases = std::vector<std::string>;
 const Bases kTestBases = {VEXOZEPH_TEST_ACCOUNT_HOST, VEXOZEPH_TEST_IDENTITY_HOST,
                           VEXOZEPH_TEST_PAYMENT_HOST};
 const Bases kProductionBases = {VEXOZEPH_PROD_ACCOUNT_HOST, VEXOZEPH_PROD_IDENTITY_HOST,
@@ -46,27 +32,14 @@ Bases Chosen() {
   return {servers.GetAccountHost(), servers.GetIdentityHost(), servers.GetPaymentHost()};
 }
 
-class ServerInfoTest : public ::testing::Test {
+class ServerInfoTest : public vexozeph::testing::FakeAppliance {
  protected:
-  void SetUp() override {
-    fake::Reset();
-    ASSERT_NE(kTestBases.account, kProductionBases.account);
-    ASSERT_NE(kTestBases.payment, kProductionBases.payment);
-  }
-
   void UseTestServers() { root_.WriteFile(kDefaultsConfig, "vexopkg_server=\"test\"\n"); }
-
-  TempRoot root_;
 };
 
 TEST_F(ServerInfoTest, OnlyTheExactWordTestSelectsTheTestServers) {
   EXPECT_EQ(Chosen(), kProductionBases) << "no settings file at all";
-
-  struct Case {
-    const char *content;
-    bool test;
-  };
-  const Case cases[] = {
+  const std::pair<const char *, bool> cases[] = {
       {"vexopkg_server=\"test\"\n", true},
       {"language=\"enu\"\nvexopkg_server=\"test\"\n", true},
       {"vexopkg_server=\"Test\"\n", false},
@@ -74,14 +47,12 @@ TEST_F(ServerInfoTest, OnlyTheExactWordTestSelectsTheTestServers) {
       {"vexopkg_server=\"testing\"\n", false},
       {"vexopkg_server=\"\"\n", false},
       {"vexopkg_server_old=\"test\"\n", false},
-      {"", false},
-  };
-  for (const Case &c : cases) {
-    root_.WriteFile(kDefaultsConfig, c.content);
-    EXPECT_EQ(vexozeph::ServerInfoImpl().IsTest(), c.test) << c.content;
-    EXPECT_EQ(Chosen(), c.test ? kTestBases : kProductionBases) << c.content;
+      {"", false}};
+  for (const auto &c : cases) {
+    root_.WriteFile(kDefaultsConfig, c.first);
+    EXPECT_EQ(vexozeph::ServerInfoImpl().IsTest(), c.second) << c.first;
+    EXPECT_EQ(Chosen(), c.second ? kTestBases : kProductionBases) << c.first;
   }
-
   // The word only counts in the read-only defaults, not in the writable settings.
   root_.WriteFile(kDefaultsConfig, "");
   root_.WriteFile("/etc/vexoinfo.conf", "vexopkg_server=\"test\"\n");
@@ -94,15 +65,14 @@ TEST_F(ServerInfoTest, StoredHostsOverrideAccountAndIdentityButNeverPayment) {
   root_.WriteFile(kAccountFile,
                   "account_host=\"https://eu.account.example/\"\n"
                   "identity_host=\"https://eu.identity.example\"\n");
-  EXPECT_EQ(Chosen(), (Bases{"https://eu.account.example/", "https://eu.identity.example",
-                             kTestBases.payment}));
-
+  EXPECT_EQ(Chosen(),
+            (Bases{"https://eu.account.example/", "https://eu.identity.example", kTestBases[2]}));
   // Each host falls back on its own; an empty stored value counts as none.
   root_.WriteFile(kDefaultsConfig, "");
   root_.WriteFile(kAccountFile,
                   "account_host=\"\"\nidentity_host=\"https://us.identity.example\"\n");
-  EXPECT_EQ(Chosen(), (Bases{kProductionBases.account, "https://us.identity.example",
-                             kProductionBases.payment}));
+  EXPECT_EQ(Chosen(),
+            (Bases{kProductionBases[0], "https://us.identity.example", kProductionBases[2]}));
 }
 
 TEST_F(ServerInfoTest, ConfigBufferHoldsPaymentThenAccountHalves) {
@@ -117,18 +87,15 @@ TEST_F(ServerInfoTest, ConfigBufferHoldsPaymentThenAccountHalves) {
   // The longest host that fits a half: 2047 characters and the terminator.
   const std::string long_host = "https://" + std::string(2047 - 8, 'a');
   root_.WriteFile(kAccountFile, "account_host=\"" + long_host + "\"\n");
-
   char config[VEXOZEPH_SERVER_CONFIG_SIZE];
   std::memset(config, 'X', sizeof(config));
   ASSERT_EQ(VEXOZEPHServerConfigGet(config), 0);
-  EXPECT_EQ(std::string(config), kTestBases.payment);
+  EXPECT_EQ(std::string(config), kTestBases[2]);
   EXPECT_EQ(config[VEXOZEPH_SERVER_CONFIG_SIZE - 1], '\0');
   EXPECT_EQ(std::string(config + VEXOZEPH_SERVER_CONFIG_HALF), long_host);
-
-  char payment[VEXOZEPH_SERVER_CONFIG_HALF];
-  std::memset(payment, 'X', sizeof(payment));
-  ASSERT_EQ(VEXOPaymentConfigGet(payment), 0);
-  EXPECT_EQ(std::string(payment), kTestBases.payment);
+  std::memset(config, 'X', sizeof(config));
+  ASSERT_EQ(VEXOPaymentConfigGet(config), 0);
+  EXPECT_EQ(std::string(config), kTestBases[2]);
 }
 
 // A process that cannot read the account record (not root and unable to become root)
@@ -143,22 +110,18 @@ TEST_F(ServerInfoTest, UnreadableAccountRecordFallsBackToBuiltInBases) {
   ::chmod(root_.Path(kDefaultsConfig).c_str(), 0644);
 
   int result = vexozeph::testing::RunInChild([] {
-    const uid_t nobody = 65534;
-    if (::setgroups(0, nullptr) != 0 || ::setresgid(nobody, nobody, nobody) != 0 ||
-        ::setresuid(nobody, nobody, nobody) != 0) {
-      return 100;
-    }
+    using vexozeph::testing::kNobody;
+    if (!vexozeph::testing::SetIds(kNobody, kNobody, kNobody)) return 100;
     LogCapture log;
     vexozeph::ServerInfo servers;
-    if (servers.GetAccountHost() != kTestBases.account) return 1;
+    if (servers.GetAccountHost() != kTestBases[0]) return 1;
     if (log.Count("server_info:") != 1) return 2;
     if (log.Count("Failed to get user defined account host") != 1) return 3;
-    if (servers.GetIdentityHost() != kTestBases.identity) return 4;
+    if (servers.GetIdentityHost() != kTestBases[1]) return 4;
     if (log.Count("Failed to get user defined identity host") != 1) return 5;
     char config[VEXOZEPH_SERVER_CONFIG_SIZE] = {0};
     if (VEXOZEPHServerConfigGet(config) != 0) return 6;
-    if (std::string(config + VEXOZEPH_SERVER_CONFIG_HALF) != kTestBases.account) return 7;
-    return 0;
+    return std::string(config + VEXOZEPH_SERVER_CONFIG_HALF) != kTestBases[0] ? 7 : 0;
   });
   EXPECT_EQ(result, 0) << "child failed at check " << result;
 }
