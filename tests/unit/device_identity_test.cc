@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -127,18 +128,25 @@ TEST_F(DeviceIdentity, TokenFailsWhenABufferCannotHoldTheWholeResult) {
 }
 
 TEST_F(DeviceIdentity, TokenInputIsNeverLoggedWhole) {
-  LogCapture log;
-  // Without a digest (no provider offers MD5 under these properties) the failure line
-  // names the input, which holds the password.
-  ASSERT_EQ(EVP_set_default_properties(nullptr, "provider=no-such-provider"), 1);
-  char serial[256] = "1234ABC";
-  char token[33] = {0};
-  int rc = GenerateToken("user@example.com", "Secret-Password-1", serial, sizeof(serial), token);
-  ASSERT_EQ(EVP_set_default_properties(nullptr, ""), 1);
-  EXPECT_EQ(rc, -1);
-  EXPECT_EQ(log.Count("Failed to get md5 string from \"1234ABCuse...\"."), 1u);
-  EXPECT_EQ(log.Count("Secret-Password"), 0u);
-  EXPECT_EQ(log.Count("GenerateToken Failed"), 1u);
+  // MD5 is looked up once per process, so the failing lookup must be the process's first:
+  // the case runs in a freshly started child (not a fork), whatever ran before it here.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        LogCapture log;
+        // Without a digest (no provider offers MD5 under these properties) the failure
+        // line names the input, which holds the password.
+        EVP_set_default_properties(nullptr, "provider=no-such-provider");
+        char serial[256] = "1234ABC";
+        char token[33] = {0};
+        const int rc =
+            GenerateToken("user@example.com", "Secret-Password-1", serial, sizeof(serial), token);
+        const bool shortened =
+            rc == -1 && log.Count("Failed to get md5 string from \"1234ABCuse...\".") == 1 &&
+            log.Count("Secret-Password") == 0 && log.Count("GenerateToken Failed") == 1;
+        std::exit(shortened ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(DeviceIdentity, Md5StringNeedsThirtyTwoBytesAndTerminatesOnlyWhenThereIsRoom) {
