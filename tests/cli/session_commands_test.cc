@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "cli_fixture.h"
+#include "support/cli_fixture.h"
 #include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/pkce_digest.h"
@@ -199,9 +199,7 @@ TEST_F(SessionCommands, ListeningLoginGivesUpOnATakenPortOrASilentBrowser) {
 
 TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtTheService) {
   EXPECT_EQ(Run({"token"}).status, 22) << "no session before a sign-in";
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
 
   // A password sign-in has no session yet: the first token grants one by the auth key.
   CliResult access = Run({"token", "--json"});
@@ -223,9 +221,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
 
   // --local tells the service nothing: the auth key stays good there.
   cloud_->InstallHosts();
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
   ASSERT_EQ(Run({"token"}).status, 0);
   const std::string auth_key = Stored("bx_auth_key");
   ASSERT_FALSE(auth_key.empty());
@@ -242,9 +238,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
 
 TEST_F(SessionCommands, PackageTokenAndMonitoringGrantRideOnTheDeviceSession) {
   EXPECT_EQ(Run({"token", "--package", "vigilon"}).status, 22) << "no session to borrow";
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
   CliResult badname = Run({"token", "--package", "../vigilon"});
   EXPECT_EQ(badname.status, 1) << badname.err;
   EXPECT_EQ(badname.out, "");
