@@ -57,10 +57,7 @@ std::string Unescaped(std::string roff) {
   return roff;
 }
 
-class Cli : public CliAgainstCloud {
- protected:
-  std::string StoredAuthKey() const { return Stored("bx_auth_key"); }
-};
+using Cli = CliAgainstCloud;
 
 TEST_F(Cli, PasswordLoginSignsInAndEveryCommandShowsTheAccountAsTextOrOneJsonDocument) {
   const Account account = MakeAccount("ada@example.com");

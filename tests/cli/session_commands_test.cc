@@ -223,7 +223,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   cloud_->InstallHosts();
   ASSERT_EQ(PasswordLogin(account_).status, 0);
   ASSERT_EQ(Run({"token"}).status, 0);
-  const std::string auth_key = Stored("bx_auth_key");
+  const std::string auth_key = StoredAuthKey();
   ASSERT_FALSE(auth_key.empty());
   CliResult local = Run({"logout", "--local"});
   ASSERT_EQ(local.status, 0) << local.err;

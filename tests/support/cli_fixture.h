@@ -43,6 +43,7 @@ class CliAgainstCloud : public DeviceOnCloud {
     }
     return "";
   }
+  std::string StoredAuthKey() const { return Stored("bx_auth_key"); }
 };
 
 }  // namespace testing
