@@ -147,7 +147,27 @@ TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
   EXPECT_EQ(result.out, "Signed in as " + account_.email + " (user " + account_.id + ").\n");
 }
 
-TEST_F(SessionCommands, ListeningLoginTakesOnlyTheAnswerThatCarriesItsState) {
+TEST_F(SessionCommands, ListeningLoginTakesOnlyItsOwnAnswerAndGivesUpOnATakenPortOrSilence) {
+  // A port held by another program.
+  const int holder = socket(AF_INET, SOCK_STREAM, 0);
+  struct sockaddr_in address {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof(address);
+  ASSERT_EQ(bind(holder, reinterpret_cast<struct sockaddr *>(&address), length), 0);
+  ASSERT_EQ(listen(holder, 1), 0);
+  ASSERT_EQ(getsockname(holder, reinterpret_cast<struct sockaddr *>(&address), &length), 0);
+  CliResult taken =
+      Run({"login", "--browser", "--listen", "--port", std::to_string(ntohs(address.sin_port))});
+  close(holder);
+  EXPECT_EQ(taken.status, 64) << taken.err;
+  EXPECT_NE(taken.err.find("cannot listen"), std::string::npos) << taken.err;
+
+  CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
+  EXPECT_EQ(silent.status, 75) << silent.err;
+  EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
+
   std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--listen", "--json"});
   const PrintedRequest printed = ReadAddress(tool.get());
   ASSERT_EQ(printed.redirect_uri.rfind("http://127.0.0.1:", 0), 0u) << printed.redirect_uri;
@@ -173,28 +193,6 @@ TEST_F(SessionCommands, ListeningLoginTakesOnlyTheAnswerThatCarriesItsState) {
   EXPECT_EQ(login.Json()["user_id"].asString(), account_.id);
   EXPECT_NE(login.err.find("Ignored an answer"), std::string::npos) << login.err;
   EXPECT_EQ(cloud_->Requests("identity", "/oauth2/token").size(), 1u);
-}
-
-TEST_F(SessionCommands, ListeningLoginGivesUpOnATakenPortOrASilentBrowser) {
-  // A port held by another program.
-  const int holder = socket(AF_INET, SOCK_STREAM, 0);
-  struct sockaddr_in address {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof(address);
-  ASSERT_EQ(bind(holder, reinterpret_cast<struct sockaddr *>(&address), length), 0);
-  ASSERT_EQ(listen(holder, 1), 0);
-  ASSERT_EQ(getsockname(holder, reinterpret_cast<struct sockaddr *>(&address), &length), 0);
-  CliResult taken =
-      Run({"login", "--browser", "--listen", "--port", std::to_string(ntohs(address.sin_port))});
-  close(holder);
-  EXPECT_EQ(taken.status, 64) << taken.err;
-  EXPECT_NE(taken.err.find("cannot listen"), std::string::npos) << taken.err;
-
-  CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
-  EXPECT_EQ(silent.status, 75) << silent.err;
-  EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
-  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
 }
 
 TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtTheService) {
