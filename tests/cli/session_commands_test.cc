@@ -61,7 +61,40 @@ class SessionCommands : public CliAgainstCloud {
   Account account_;
 };
 
-TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedAddress) {
+TEST_F(SessionCommands,
+       BrowserLoginCompletesWithThePastedAnswerAndStoresNothingForAnotherOrARefusal) {
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    const std::string code = SignIn(printed);
+    // Another state: the first character changed, never to itself.
+    const std::string other_state =
+        (printed.state.compare(0, 1, "0") == 0 ? "1" : "0") + printed.state.substr(1);
+    tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + other_state + "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65) << result.err;
+    EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;
+    EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty())
+        << "a code from an answer that is not ours is never exchanged";
+  }
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    tool->Write(printed.redirect_uri +
+                "?error=access_denied&error_description=the+user+declined&state=" + printed.state +
+                "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.Json()["error"]["exit_status"].asInt(), 65);
+    EXPECT_NE(result.err.find("access_denied: the user declined"), std::string::npos) << result.err;
+  }
+  {
+    CliResult result = Run({"login", "--browser"}, "");
+    EXPECT_EQ(result.status, 64) << "nothing pasted";
+  }
+  EXPECT_EQ(Run({"status"}).status, 3);
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
+
   std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json", "-v"});
   const PrintedRequest printed = ReadAddress(tool.get());
   ASSERT_EQ(printed.address.rfind(cloud_->IdentityOrigin() + "/oauth2/authorize?", 0), 0u)
@@ -98,51 +131,14 @@ TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedA
   EXPECT_TRUE(status["signed_in"].asBool());
   EXPECT_TRUE(status["session_token"].asBool());
 
-  // A second sign-in makes a fresh pair and state.
+  // A second sign-in makes a fresh pair and state, and takes the code alone, as the
+  // landing page shows it.
   std::unique_ptr<CliProcess> again = Start({"login", "--browser"});
   const PrintedRequest second = ReadAddress(again.get());
   EXPECT_NE(second.state, printed.state);
   EXPECT_NE(second.challenge, printed.challenge);
-}
-
-TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
-  {
-    std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
-    const PrintedRequest printed = ReadAddress(tool.get());
-    const std::string code = SignIn(printed);
-    // Another state: the first character changed, never to itself.
-    const std::string other_state =
-        (printed.state.compare(0, 1, "0") == 0 ? "1" : "0") + printed.state.substr(1);
-    tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + other_state + "\n");
-    CliResult result = tool->Finish();
-    EXPECT_EQ(result.status, 65) << result.err;
-    EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;
-    EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty())
-        << "a code from an answer that is not ours is never exchanged";
-  }
-  {
-    std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json"});
-    const PrintedRequest printed = ReadAddress(tool.get());
-    tool->Write(printed.redirect_uri +
-                "?error=access_denied&error_description=the+user+declined&state=" + printed.state +
-                "\n");
-    CliResult result = tool->Finish();
-    EXPECT_EQ(result.status, 65);
-    EXPECT_EQ(result.Json()["error"]["exit_status"].asInt(), 65);
-    EXPECT_NE(result.err.find("access_denied: the user declined"), std::string::npos) << result.err;
-  }
-  {
-    CliResult result = Run({"login", "--browser"}, "");
-    EXPECT_EQ(result.status, 64) << "nothing pasted";
-  }
-  EXPECT_EQ(Run({"status"}).status, 3);
-  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
-
-  // The code alone, as the landing page shows it, is taken as it is.
-  std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
-  const PrintedRequest printed = ReadAddress(tool.get());
-  tool->Write("  " + SignIn(printed) + "\n");
-  CliResult result = tool->Finish();
+  again->Write("  " + SignIn(second) + "\n");
+  CliResult result = again->Finish();
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out, "Signed in as " + account_.email + " (user " + account_.id + ").\n");
 }
