@@ -7,52 +7,19 @@
 // rather than through --ignore-certificate-errors: certificate checking stays on, for
 // that one CA only, so a wrong certificate would still fail the test.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "browser/web_driver.h"
-#include "cli/cli_run.h"
-#include "support/child_process.h"
-#include "support/device_on_cloud.h"
+#include "support/cli_fixture.h"
+#include "support/cli_web_driver.h"
 #include "support/http_client.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
 
-// Runs a program to its end, its output into `log`; its exit status (127 when it could
-// not run).
-int RunProgram(const std::vector<std::string> &args, const std::string &log) {
-  return RunInChild([&] {
-    std::vector<char *> argv;
-    for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
-    argv.push_back(nullptr);
-    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) return 126;
-    execvp(argv[0], argv.data());
-    return 127;
-  });
-}
-
-// A $HOME whose NSS database trusts `ca_file` to identify servers.
-void MakeHomeTrusting(const std::string &home, const std::string &ca_file, const std::string &log) {
-  const std::string db = home + "/.pki/nssdb";
-  for (const std::string &dir : {home, home + "/.pki", db}) mkdir(dir.c_str(), 0700);
-  ASSERT_EQ(RunProgram({"certutil", "-N", "-d", "sql:" + db, "--empty-password"}, log), 0)
-      << "certutil (Debian package libnss3-tools) makes Chromium trust the emulator; see " << log;
-  ASSERT_EQ(RunProgram({"certutil", "-A", "-d", "sql:" + db, "-n", "zeph-cloud test CA", "-t",
-                        "C,,", "-i", ca_file},
-                       log),
-            0)
-      << log;
-}
-
-using BrowserSignIn = DeviceOnCloud;
+using BrowserSignIn = CliAgainstCloud;
 
 TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopbackListener) {
   const std::string chromedriver = FindChromedriver();
@@ -61,16 +28,10 @@ TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopb
                     "chromium-driver are needed (`./dev test` installs them)";
   }
 
-  const TempRoot &root = root_;
-  CloudEmulator &cloud = *cloud_;
-  NewAccount wanted;
-  wanted.email = "jo@example.com";
-  wanted.password = "Pw-jo-4kd8";
-  wanted.full_name = "Jo Browser";
-  const Account account = cloud.CreateAccount(wanted);
+  const Account account = MakeAccount("jo@example.com");
 
-  const std::string home = root.Dir() + "/browser-home";
-  MakeHomeTrusting(home, cloud.CaFile(), root.Dir() + "/certutil.log");
+  const std::string home = root_.Dir() + "/browser-home";
+  MakeHomeTrusting(home, cloud_->CaFile(), root_.Dir() + "/certutil.log");
   if (HasFatalFailure()) return;
 
   CliProcess tool(VEXOZEPH_CLI_BINARY, {"login", "--browser", "--listen", "--timeout", "90"});
@@ -84,8 +45,8 @@ TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopb
     WebDriver::Options options;
     options.chromedriver = chromedriver;
     options.home = home;
-    options.user_data_dir = root.Dir() + "/browser-profile";
-    options.log_file = root.Dir() + "/chromedriver.log";
+    options.user_data_dir = root_.Dir() + "/browser-profile";
+    options.log_file = root_.Dir() + "/chromedriver.log";
     WebDriver browser(options);
 
     browser.Navigate(address);
@@ -100,24 +61,18 @@ TEST_F(BrowserSignIn, ChromiumSignsTheDeviceInThroughTheEmulatorsPageAndTheLoopb
     ASSERT_EQ(login.status, 0) << login.err;
     EXPECT_EQ(login.out, "Signed in as " + account.email + " (user " + account.id + ").\n");
 
-    std::string title;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while ((title = browser.Title()) != "Signed in" &&
-           std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    EXPECT_EQ(title, "Signed in");
+    EXPECT_EQ(browser.WaitForTitle("Signed in", 30), "Signed in");
     EXPECT_EQ(browser.CurrentUrl().rfind(redirect_uri + "?code=", 0), 0u)
         << "the identity host sent the browser to the tool's loopback port";
   }
 
-  CliResult status = RunCli(VEXOZEPH_CLI_BINARY, {"status", "--json"});
+  CliResult status = Run({"status", "--json"});
   ASSERT_EQ(status.status, 0) << status.err;
   const Json::Value shown = status.Json();
   EXPECT_TRUE(shown["signed_in"].asBool());
   EXPECT_EQ(shown["email"].asString(), account.email);
   EXPECT_EQ(shown["user_id"].asString(), account.id);
-  EXPECT_EQ(shown["full_name"].asString(), "Jo Browser");
+  EXPECT_EQ(shown["full_name"].asString(), "Ada Owner");
   EXPECT_TRUE(shown["session_token"].asBool());
 }
 

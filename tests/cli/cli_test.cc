@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "cli_fixture.h"
+#include "support/cli_fixture.h"
 
 namespace vexozeph {
 namespace testing {
@@ -30,12 +30,8 @@ std::string ReadSourceFile(const std::string &path) {
 std::set<std::string> LongOptions(const std::string &help) {
   std::set<std::string> names;
   for (size_t at = help.find("--"); at != std::string::npos; at = help.find("--", at + 2)) {
-    size_t end = at + 2;
-    if (end >= help.size() || help[end] < 'a' || help[end] > 'z') continue;
-    while (end < help.size() &&
-           ((help[end] >= 'a' && help[end] <= 'z') || help[end] == '-' || help[end] == '_')) {
-      ++end;
-    }
+    if (at + 2 >= help.size() || help[at + 2] < 'a' || help[at + 2] > 'z') continue;
+    const size_t end = help.find_first_not_of("abcdefghijklmnopqrstuvwxyz-_", at + 2);
     names.insert(help.substr(at, end - at));
   }
   return names;
@@ -61,21 +57,20 @@ std::string Unescaped(std::string roff) {
   return roff;
 }
 
-class Cli : public CliAgainstCloud {
- protected:
-  CliResult SignIn(const Account &account, const std::vector<std::string> &extra = {}) {
-    std::vector<std::string> args = {"login", "--email", account.email, "--password-stdin"};
-    args.insert(args.end(), extra.begin(), extra.end());
-    return Run(args, account.password + "\n");
-  }
+using Cli = CliAgainstCloud;
 
-  std::string StoredAuthKey() const { return Stored("bx_auth_key"); }
-};
-
-TEST_F(Cli, PasswordLoginFromStdinSignsInAndStatusShowsTheAccount) {
+TEST_F(Cli, PasswordLoginSignsInAndEveryCommandShowsTheAccountAsTextOrOneJsonDocument) {
   const Account account = MakeAccount("ada@example.com");
+  root_.WriteFile(
+      kRelayConfig,
+      R"({"server_alias": {"alias": "ada-nas"}, "server_zeph": {"account": "relay@example.com"}})");
 
-  CliResult login = SignIn(account);
+  CliResult verify = PasswordLogin(account, {"--verify-only", "--json"});
+  ASSERT_EQ(verify.status, 0) << verify.err;
+  EXPECT_FALSE(verify.Json()["stored"].asBool());
+  EXPECT_EQ(StoredAuthKey(), "") << "a verification stores nothing";
+
+  CliResult login = PasswordLogin(account);
   ASSERT_EQ(login.status, 0) << login.err;
   EXPECT_EQ(login.out, "Signed in as ada@example.com (user " + account.id + ").\n");
   EXPECT_EQ(login.err, "");
@@ -86,32 +81,57 @@ TEST_F(Cli, PasswordLoginFromStdinSignsInAndStatusShowsTheAccount) {
   ASSERT_EQ(status.status, 0) << status.err;
   Json::Value shown = status.Json();
   EXPECT_TRUE(shown["signed_in"].asBool());
-  EXPECT_EQ(shown["email"].asString(), account.email);
   EXPECT_EQ(shown["user_id"].asString(), account.id);
   EXPECT_EQ(shown["full_name"].asString(), "Ada Owner");
-  EXPECT_EQ(shown["account_host"].asString(), cloud_->AccountOrigin());
   EXPECT_GT(shown["last_query_time"].asInt64(), 0) << "the sign-in queried the profile";
   EXPECT_FALSE(shown["session_token"].asBool()) << "a password sign-in holds no OAuth session";
   EXPECT_FALSE(shown.isMember("auth_key"));
+  std::vector<CliResult> shown_runs = {status};
+  for (const std::vector<std::string> &args :
+       std::vector<std::vector<std::string>>{{"query", "--json"}, {"query", "--fresh", "--json"}}) {
+    shown_runs.push_back(Run(args));
+    ASSERT_EQ(shown_runs.back().status, 0) << shown_runs.back().err;
+  }
+  for (const CliResult &json : shown_runs) {
+    EXPECT_EQ(json.Json()["email"].asString(), account.email);
+    EXPECT_TRUE(json.Json()["activated"].isBool());
+  }
 
   CliResult text = Run({"status"});
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_NE(text.out.find("E-mail"), std::string::npos);
   EXPECT_NE(text.out.find(account.email), std::string::npos);
   EXPECT_NE(text.out.find("UTC"), std::string::npos) << "the last query as a date:\n" << text.out;
-
   CliResult query = Run({"query", "--fresh"});
   ASSERT_EQ(query.status, 0) << query.err;
   EXPECT_NE(query.out.find("Ada Owner"), std::string::npos);
-  for (const CliResult *result : {&status, &text, &query}) {
-    EXPECT_EQ(result->out.find(auth_key), std::string::npos) << "the auth key is never shown";
+  shown_runs.push_back(text);
+  shown_runs.push_back(query);
+  for (const CliResult &result : shown_runs) {
+    EXPECT_EQ(result.out.find(auth_key), std::string::npos) << "the auth key is never shown";
   }
+
+  CliResult hosts = Run({"--json", "hosts"});
+  ASSERT_EQ(hosts.status, 0) << hosts.err;
+  EXPECT_EQ(hosts.Json()["account_host"].asString(), cloud_->AccountOrigin());
+  EXPECT_EQ(hosts.Json()["identity_host"].asString(), cloud_->IdentityOrigin());
+  EXPECT_FALSE(hosts.Json()["payment_host"].asString().empty());
+
+  CliResult scan = Run({"scan", "--json"});
+  ASSERT_EQ(scan.status, 0) << scan.err;
+  Json::Value relay = scan.Json()["relay@example.com"]["services"];
+  ASSERT_EQ(relay.size(), 1u) << scan.out;
+  EXPECT_EQ(relay[0]["type"].asString(), "zipreach");
+  EXPECT_EQ(relay[0]["value"].asString(), "ada-nas");
+  CliResult scan_text = Run({"scan"});
+  EXPECT_NE(scan_text.out.find("relay@example.com\n  zipreach  ada-nas\n"), std::string::npos)
+      << scan_text.out;
 }
 
-TEST_F(Cli, VerboseRunsMirrorTheLibrarysLogLinesButNeverTheSecrets) {
+TEST_F(Cli, KeyLoginTakesTheAuthKeyFromStdinAndVerboseRunsMirrorLogLinesButNeverTheSecrets) {
   const Account account = MakeAccount("bea@example.com");
 
-  CliResult login = SignIn(account, {"-v"});
+  CliResult login = PasswordLogin(account, {"-v"});
   ASSERT_EQ(login.status, 0) << login.err;
   EXPECT_NE(login.err.find("Logged in Zeph Center as bea@example.com"), std::string::npos)
       << "-v mirrors the library's log lines:\n"
@@ -126,10 +146,15 @@ TEST_F(Cli, VerboseRunsMirrorTheLibrarysLogLinesButNeverTheSecrets) {
   CliResult query = Run({"query", "--fresh", "-v", "--json"});
   ASSERT_EQ(query.status, 0) << query.err;
 
-  const std::string user_id = Stored("zephIDSerial");
-  CliResult by_key =
-      RunCli(VEXOZEPH_CLI_BINARY, {"login", "-v", "--key", user_id}, auth_key + "\n");
+  // The key alone signs a device in that holds nothing of the account.
+  ASSERT_EQ(unlink(root_.Path(kAccountFile).c_str()), 0);
+  cloud_->InstallHosts();
+  CliResult by_key = Run({"login", "-v", "--key", account.id, "--json"}, auth_key + "\n");
   ASSERT_EQ(by_key.status, 0) << by_key.err;
+  EXPECT_EQ(by_key.Json()["email"].asString(), account.email);
+  EXPECT_EQ(by_key.Json()["user_id"].asString(), account.id);
+  EXPECT_TRUE(by_key.Json()["activated"].asBool());
+  EXPECT_EQ(StoredAuthKey(), auth_key);
 
   for (const CliResult *result : {&login, &wrong, &query, &by_key}) {
     EXPECT_EQ(result->err.find(account.password), std::string::npos) << result->err;
@@ -169,7 +194,7 @@ TEST_F(Cli, ExitStatusIsTheLibrarysErrorCode) {
 
   // The service unreachable: the request could not be sent.
   cloud_->InstallHosts();
-  ASSERT_EQ(SignIn(account).status, 0);
+  ASSERT_EQ(PasswordLogin(account).status, 0);
   cloud_->Stop();
   CliResult unreachable = Run({"update", "--name", "Cy", "--json"});
   EXPECT_EQ(unreachable.status, 4) << unreachable.err;
@@ -207,33 +232,14 @@ TEST_F(Cli, UsageMistakesAndMissingSecretsExitWithSixtyFour) {
   EXPECT_TRUE(cloud_->Requests("account").empty()) << "no usage mistake reaches the service";
 }
 
-TEST_F(Cli, ReportOptionIsSilentOnSuccessAndExitsWithTheRefusalsCodeAndMessage) {
-  const Account account = MakeAccount("eve@example.com");
-  ASSERT_EQ(SignIn(account).status, 0);
-  cloud_->ClearRequests();
-
-  CliResult report = Run({"--report_info"});
-  EXPECT_EQ(report.status, 0) << report.err;
-  EXPECT_EQ(report.out, "") << "cron mails whatever the job prints";
-  EXPECT_EQ(report.err, "");
-  EXPECT_EQ(cloud_->Requests("account", "device/api/report").size(), 1u);
-
-  cloud_->SetAnswer("device/api/report", "badauth", 1);
-  CliResult refused = Run({"--report_info"});
-  EXPECT_EQ(refused.status, 14);
-  EXPECT_EQ(refused.out, "");
-  EXPECT_EQ(refused.err, "vexozeph: Failed to auth (error 14)\n");
-  EXPECT_EQ(StoredAuthKey(), "") << "a refused key signs the device out";
-}
-
-TEST_F(Cli, ReportCommandShowsTheScheduleTheServiceLeftAndItsJob) {
+TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefused) {
   CliResult none = Run({"report"});
   EXPECT_EQ(none.status, 3);
   EXPECT_EQ(none.out, "This device is not signed in: there is nothing to report.\n");
-  EXPECT_TRUE(cloud_->Requests("account", "device/api/report").empty());
+  EXPECT_TRUE(cloud_->Requests("account", kReportPath).empty());
 
   const Account account = MakeAccount("ida@example.com");
-  ASSERT_EQ(SignIn(account).status, 0);
+  ASSERT_EQ(PasswordLogin(account).status, 0);
   Json::Value fields;
   fields["report_cron_timestring"] = "20 8 * * 1,3";
   cloud_->UpdateAccount(account.id, fields);
@@ -245,37 +251,34 @@ TEST_F(Cli, ReportCommandShowsTheScheduleTheServiceLeftAndItsJob) {
   EXPECT_TRUE(shown["schedule_changed"].asBool());
   EXPECT_EQ(shown["previous_schedule"].asString(), "~ 9~16 * * 1~5");
   EXPECT_EQ(shown["job"].asString(), "20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info");
-  EXPECT_NE(root_.ReadFile("/etc/cron.d/vexozeph-zeph")
-                .find("20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info\n"),
-            std::string::npos);
-
+  EXPECT_NE(
+      root_.ReadFile(kCronFile).find("20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info\n"),
+      std::string::npos);
   CliResult again = Run({"report"});
   ASSERT_EQ(again.status, 0) << again.err;
   EXPECT_NE(again.out.find("Schedule changed   no\n"), std::string::npos) << again.out;
 
+  cloud_->ClearRequests();
+  CliResult cron = Run({"--report_info"});
+  EXPECT_EQ(cron.status, 0) << cron.err;
+  EXPECT_EQ(cron.out, "") << "cron mails whatever the job prints";
+  EXPECT_EQ(cron.err, "");
+  EXPECT_EQ(cloud_->Requests("account", kReportPath).size(), 1u);
+  cloud_->SetAnswer(kReportPath, "badauth", 1);
+  CliResult refused = Run({"--report_info"});
+  EXPECT_EQ(refused.status, 14);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_EQ(refused.err, "vexozeph: Failed to auth (error 14)\n");
+  EXPECT_EQ(StoredAuthKey(), "") << "a refused key signs the device out";
+
+  cloud_->InstallHosts();
+  ASSERT_EQ(PasswordLogin(account).status, 0);
   cloud_->DeleteAccount(account.id);
   CliResult deleted = Run({"report"});
   EXPECT_EQ(deleted.status, 25);
   EXPECT_EQ(deleted.out, "This device has been signed out.\n");
   EXPECT_NE(deleted.err.find("vexozeph report: "), std::string::npos) << deleted.err;
   EXPECT_NE(deleted.err.find("(error 25"), std::string::npos) << deleted.err;
-}
-
-TEST_F(Cli, KeyLoginTakesTheAuthKeyFromStdin) {
-  const Account account = MakeAccount("fay@example.com");
-  ASSERT_EQ(SignIn(account).status, 0);
-  const std::string auth_key = StoredAuthKey();
-  ASSERT_EQ(unlink(root_.Path(kAccountFile).c_str()), 0);
-  cloud_->InstallHosts();
-
-  CliResult login = Run({"login", "--key", account.id, "--json"}, auth_key + "\n");
-  ASSERT_EQ(login.status, 0) << login.err;
-  Json::Value shown = login.Json();
-  EXPECT_EQ(shown["email"].asString(), account.email);
-  EXPECT_EQ(shown["user_id"].asString(), account.id);
-  EXPECT_TRUE(shown["activated"].asBool());
-  EXPECT_EQ(StoredAuthKey(), auth_key);
-  EXPECT_EQ(Run({"status", "--json"}).Json()["email"].asString(), account.email);
 }
 
 TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
@@ -286,7 +289,7 @@ TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
   EXPECT_TRUE(created.Json()["created"].asBool());
   EXPECT_EQ(StoredAuthKey(), "") << "registering signs nothing in";
   Account gus{"", "gus@example.com", "First-pass-1"};
-  ASSERT_EQ(SignIn(gus).status, 0);
+  ASSERT_EQ(PasswordLogin(gus).status, 0);
   gus.id = Stored("zephIDSerial");
   EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Owner");
 
@@ -315,49 +318,6 @@ TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
       Run({"login", "--email", gus.email, "--password-stdin", "--verify-only"}, "First-pass-1\n")
           .status,
       14);
-}
-
-TEST_F(Cli, EveryCommandsJsonOutputIsOneDocument) {
-  const Account account = MakeAccount("hal@example.com");
-  root_.WriteFile(
-      kRelayConfig,
-      R"({"server_alias": {"alias": "hal-nas"}, "server_zeph": {"account": "relay@example.com"}})");
-
-  CliResult verify = SignIn(account, {"--verify-only", "--json"});
-  ASSERT_EQ(verify.status, 0) << verify.err;
-  EXPECT_FALSE(verify.Json()["stored"].asBool());
-  EXPECT_EQ(StoredAuthKey(), "") << "a verification stores nothing";
-
-  CliResult login = SignIn(account, {"--json"});
-  ASSERT_EQ(login.status, 0) << login.err;
-  EXPECT_EQ(login.Json()["user_id"].asString(), account.id);
-  EXPECT_TRUE(login.Json()["stored"].asBool());
-
-  for (const std::vector<std::string> &args :
-       std::vector<std::vector<std::string>>{{"status"}, {"query"}, {"query", "--fresh"}}) {
-    std::vector<std::string> with_json = args;
-    with_json.push_back("--json");
-    CliResult result = Run(with_json);
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.Json()["email"].asString(), account.email);
-    EXPECT_TRUE(result.Json()["activated"].isBool());
-  }
-
-  CliResult hosts = Run({"--json", "hosts"});
-  ASSERT_EQ(hosts.status, 0) << hosts.err;
-  EXPECT_EQ(hosts.Json()["account_host"].asString(), cloud_->AccountOrigin());
-  EXPECT_EQ(hosts.Json()["identity_host"].asString(), cloud_->IdentityOrigin());
-  EXPECT_FALSE(hosts.Json()["payment_host"].asString().empty());
-
-  CliResult scan = Run({"scan", "--json"});
-  ASSERT_EQ(scan.status, 0) << scan.err;
-  Json::Value relay = scan.Json()["relay@example.com"]["services"];
-  ASSERT_EQ(relay.size(), 1u) << scan.out;
-  EXPECT_EQ(relay[0]["type"].asString(), "zipreach");
-  EXPECT_EQ(relay[0]["value"].asString(), "hal-nas");
-  CliResult scan_text = Run({"scan"});
-  EXPECT_NE(scan_text.out.find("relay@example.com\n  zipreach  hal-nas\n"), std::string::npos)
-      << scan_text.out;
 }
 
 // Every subcommand and every option the tool's help lists is in the reference page and

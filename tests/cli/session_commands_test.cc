@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "cli_fixture.h"
+#include "support/cli_fixture.h"
 #include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/pkce_digest.h"
@@ -61,7 +61,40 @@ class SessionCommands : public CliAgainstCloud {
   Account account_;
 };
 
-TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedAddress) {
+TEST_F(SessionCommands,
+       BrowserLoginCompletesWithThePastedAnswerAndStoresNothingForAnotherOrARefusal) {
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    const std::string code = SignIn(printed);
+    // Another state: the first character changed, never to itself.
+    const std::string other_state =
+        (printed.state.compare(0, 1, "0") == 0 ? "1" : "0") + printed.state.substr(1);
+    tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + other_state + "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65) << result.err;
+    EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;
+    EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty())
+        << "a code from an answer that is not ours is never exchanged";
+  }
+  {
+    std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json"});
+    const PrintedRequest printed = ReadAddress(tool.get());
+    tool->Write(printed.redirect_uri +
+                "?error=access_denied&error_description=the+user+declined&state=" + printed.state +
+                "\n");
+    CliResult result = tool->Finish();
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.Json()["error"]["exit_status"].asInt(), 65);
+    EXPECT_NE(result.err.find("access_denied: the user declined"), std::string::npos) << result.err;
+  }
+  {
+    CliResult result = Run({"login", "--browser"}, "");
+    EXPECT_EQ(result.status, 64) << "nothing pasted";
+  }
+  EXPECT_EQ(Run({"status"}).status, 3);
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
+
   std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json", "-v"});
   const PrintedRequest printed = ReadAddress(tool.get());
   ASSERT_EQ(printed.address.rfind(cloud_->IdentityOrigin() + "/oauth2/authorize?", 0), 0u)
@@ -98,56 +131,39 @@ TEST_F(SessionCommands, BrowserLoginAsksForTheSignInAndCompletesItWithThePastedA
   EXPECT_TRUE(status["signed_in"].asBool());
   EXPECT_TRUE(status["session_token"].asBool());
 
-  // A second sign-in makes a fresh pair and state.
+  // A second sign-in makes a fresh pair and state, and takes the code alone, as the
+  // landing page shows it.
   std::unique_ptr<CliProcess> again = Start({"login", "--browser"});
   const PrintedRequest second = ReadAddress(again.get());
   EXPECT_NE(second.state, printed.state);
   EXPECT_NE(second.challenge, printed.challenge);
-}
-
-TEST_F(SessionCommands, PastedAnswersOfAnotherSignInOrARefusalStoreNothing) {
-  {
-    std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
-    const PrintedRequest printed = ReadAddress(tool.get());
-    const std::string code = SignIn(printed);
-    // Another state: the first character changed, never to itself.
-    const std::string other_state =
-        (printed.state.compare(0, 1, "0") == 0 ? "1" : "0") + printed.state.substr(1);
-    tool->Write(printed.redirect_uri + "?code=" + code + "&state=" + other_state + "\n");
-    CliResult result = tool->Finish();
-    EXPECT_EQ(result.status, 65) << result.err;
-    EXPECT_NE(result.err.find("another sign-in"), std::string::npos) << result.err;
-    EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty())
-        << "a code from an answer that is not ours is never exchanged";
-  }
-  {
-    std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--json"});
-    const PrintedRequest printed = ReadAddress(tool.get());
-    tool->Write(printed.redirect_uri +
-                "?error=access_denied&error_description=the+user+declined&state=" + printed.state +
-                "\n");
-    CliResult result = tool->Finish();
-    EXPECT_EQ(result.status, 65);
-    EXPECT_EQ(result.Json()["error"]["exit_status"].asInt(), 65);
-    EXPECT_NE(result.err.find("access_denied: the user declined"), std::string::npos) << result.err;
-  }
-  {
-    CliResult result = Run({"login", "--browser"}, "");
-    EXPECT_EQ(result.status, 64) << "nothing pasted";
-  }
-  EXPECT_EQ(Run({"status"}).status, 3);
-  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
-
-  // The code alone, as the landing page shows it, is taken as it is.
-  std::unique_ptr<CliProcess> tool = Start({"login", "--browser"});
-  const PrintedRequest printed = ReadAddress(tool.get());
-  tool->Write("  " + SignIn(printed) + "\n");
-  CliResult result = tool->Finish();
+  again->Write("  " + SignIn(second) + "\n");
+  CliResult result = again->Finish();
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out, "Signed in as " + account_.email + " (user " + account_.id + ").\n");
 }
 
-TEST_F(SessionCommands, ListeningLoginTakesOnlyTheAnswerThatCarriesItsState) {
+TEST_F(SessionCommands, ListeningLoginTakesOnlyItsOwnAnswerAndGivesUpOnATakenPortOrSilence) {
+  // A port held by another program.
+  const int holder = socket(AF_INET, SOCK_STREAM, 0);
+  struct sockaddr_in address {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof(address);
+  ASSERT_EQ(bind(holder, reinterpret_cast<struct sockaddr *>(&address), length), 0);
+  ASSERT_EQ(listen(holder, 1), 0);
+  ASSERT_EQ(getsockname(holder, reinterpret_cast<struct sockaddr *>(&address), &length), 0);
+  CliResult taken =
+      Run({"login", "--browser", "--listen", "--port", std::to_string(ntohs(address.sin_port))});
+  close(holder);
+  EXPECT_EQ(taken.status, 64) << taken.err;
+  EXPECT_NE(taken.err.find("cannot listen"), std::string::npos) << taken.err;
+
+  CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
+  EXPECT_EQ(silent.status, 75) << silent.err;
+  EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
+  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
+
   std::unique_ptr<CliProcess> tool = Start({"login", "--browser", "--listen", "--json"});
   const PrintedRequest printed = ReadAddress(tool.get());
   ASSERT_EQ(printed.redirect_uri.rfind("http://127.0.0.1:", 0), 0u) << printed.redirect_uri;
@@ -175,33 +191,9 @@ TEST_F(SessionCommands, ListeningLoginTakesOnlyTheAnswerThatCarriesItsState) {
   EXPECT_EQ(cloud_->Requests("identity", "/oauth2/token").size(), 1u);
 }
 
-TEST_F(SessionCommands, ListeningLoginGivesUpOnATakenPortOrASilentBrowser) {
-  // A port held by another program.
-  const int holder = socket(AF_INET, SOCK_STREAM, 0);
-  struct sockaddr_in address {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof(address);
-  ASSERT_EQ(bind(holder, reinterpret_cast<struct sockaddr *>(&address), length), 0);
-  ASSERT_EQ(listen(holder, 1), 0);
-  ASSERT_EQ(getsockname(holder, reinterpret_cast<struct sockaddr *>(&address), &length), 0);
-  CliResult taken =
-      Run({"login", "--browser", "--listen", "--port", std::to_string(ntohs(address.sin_port))});
-  close(holder);
-  EXPECT_EQ(taken.status, 64) << taken.err;
-  EXPECT_NE(taken.err.find("cannot listen"), std::string::npos) << taken.err;
-
-  CliResult silent = Run({"login", "--browser", "--listen", "--timeout", "1", "--json"});
-  EXPECT_EQ(silent.status, 75) << silent.err;
-  EXPECT_EQ(silent.Json()["error"]["exit_status"].asInt(), 75);
-  EXPECT_FALSE(root_.Exists(kSessionTokenFile));
-}
-
 TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtTheService) {
   EXPECT_EQ(Run({"token"}).status, 22) << "no session before a sign-in";
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
 
   // A password sign-in has no session yet: the first token grants one by the auth key.
   CliResult access = Run({"token", "--json"});
@@ -223,11 +215,9 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
 
   // --local tells the service nothing: the auth key stays good there.
   cloud_->InstallHosts();
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
   ASSERT_EQ(Run({"token"}).status, 0);
-  const std::string auth_key = Stored("bx_auth_key");
+  const std::string auth_key = StoredAuthKey();
   ASSERT_FALSE(auth_key.empty());
   CliResult local = Run({"logout", "--local"});
   ASSERT_EQ(local.status, 0) << local.err;
@@ -242,9 +232,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
 
 TEST_F(SessionCommands, PackageTokenAndMonitoringGrantRideOnTheDeviceSession) {
   EXPECT_EQ(Run({"token", "--package", "vigilon"}).status, 22) << "no session to borrow";
-  ASSERT_EQ(Run({"login", "--email", account_.email, "--password-stdin"}, account_.password + "\n")
-                .status,
-            0);
+  ASSERT_EQ(PasswordLogin(account_).status, 0);
   CliResult badname = Run({"token", "--package", "../vigilon"});
   EXPECT_EQ(badname.status, 1) << badname.err;
   EXPECT_EQ(badname.out, "");

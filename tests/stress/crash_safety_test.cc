@@ -7,20 +7,21 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mount.h>
-#include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/atomic_file.h"
-#include "stress/crash_writer/written_versions.h"
 #include "support/child_process.h"
+#include "support/cli_crash_writer/written_versions.h"
 #include "support/temp_root.h"
 #include "vexozeph/error_codes.h"
 
@@ -71,12 +72,6 @@ std::vector<std::string> TemporariesBeside(const TempRoot &root, WrittenFile fil
 
 std::string Bytes(const TempRoot &root, WrittenFile file) {
   return root.ReadFile(AbsolutePathOf(file));
-}
-
-void PauseMicros(long micros) {
-  struct timespec pause = {0, micros * 1000L};
-  while (::nanosleep(&pause, &pause) != 0 && errno == EINTR) {
-  }
 }
 
 // A tmpfs of `size` mounted over a directory for the life of the object.
@@ -130,7 +125,7 @@ TEST(CrashSafety, WritersKilledAtRandomMomentsLeaveOneWholeVersionAndNoPileOfTem
       while ((got = ::read(ready[0], &byte, 1)) < 0 && errno == EINTR) {
       }
       ::close(ready[0]);
-      PauseMicros(pause_micros(random));
+      std::this_thread::sleep_for(std::chrono::microseconds(pause_micros(random)));
       ::kill(writer, SIGKILL);
       const int status = WaitChild(writer);
       ASSERT_EQ(got, 1) << "run " << run << ": the writer ended with " << status;
@@ -157,7 +152,7 @@ TEST(CrashSafety, WritersKilledAtRandomMomentsLeaveOneWholeVersionAndNoPileOfTem
               leftovers);
 }
 
-TEST(CrashSafety, WritersKilledAroundEachWriteFsyncAndRenameLeaveTheOldOrTheNewVersion) {
+TEST(CrashSafety, WritersKilledOrRefusedAroundEachWriteFsyncAndRenameLeaveTheOldOrTheNewVersion) {
   TempRoot root;
   int points = 0;
   for (WrittenFile file : kFiles) {
@@ -165,6 +160,11 @@ TEST(CrashSafety, WritersKilledAroundEachWriteFsyncAndRenameLeaveTheOldOrTheNewV
     ASSERT_EQ(RunWriter(file, 1), 0);
     int64_t stored = 1;
     for (const std::string call : {"write", "fsync", "renameat"}) {
+      // A refused call keeps the old file whole and the writer reports its own code.
+      const std::string before = Bytes(root, file);
+      EXPECT_EQ(RunWriter(file, stored + 1, call + ":1:enospc"), 100 + FailureCodeOf(file)) << call;
+      EXPECT_EQ(Bytes(root, file), before) << call;
+      EXPECT_TRUE(TemporariesBeside(root, file).empty()) << call;
       int nth = 1;
       for (bool reached = true; reached; ++nth) {
         ASSERT_LE(nth, 8) << "more " << call << " calls than one replacement makes";
@@ -199,20 +199,6 @@ TEST(CrashSafety, WritersKilledAroundEachWriteFsyncAndRenameLeaveTheOldOrTheNewV
     }
   }
   std::printf("injected kills: %d points crossed\n", points);
-}
-
-TEST(CrashSafety, AFailedWriteFsyncOrRenameKeepsTheOldFileAndReportsTheWritersCode) {
-  TempRoot root;
-  for (WrittenFile file : kFiles) {
-    ASSERT_EQ(RunWriter(file, 1), 0);
-    const std::string before = Bytes(root, file);
-    for (const std::string call : {"write", "fsync", "renameat"}) {
-      SCOPED_TRACE(std::string(WordOf(file)) + " " + call);
-      EXPECT_EQ(RunWriter(file, 2, call + ":1:enospc"), 100 + FailureCodeOf(file));
-      EXPECT_EQ(Bytes(root, file), before);
-      EXPECT_TRUE(TemporariesBeside(root, file).empty());
-    }
-  }
 }
 
 // Takes every block left on the file system of `path`; the file is removed again by

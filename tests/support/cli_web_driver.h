@@ -1,7 +1,7 @@
 // A headless Chromium driven through chromedriver's WebDriver protocol (W3C WebDriver:
 // plain HTTP with JSON bodies on a loopback port), just the calls a sign-in page needs.
-#ifndef VEXOZEPH_TESTS_BROWSER_WEB_DRIVER_H_
-#define VEXOZEPH_TESTS_BROWSER_WEB_DRIVER_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_
+#define VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_
 
 #include <json/value.h>
 #include <sys/types.h>
@@ -15,6 +15,12 @@ namespace testing {
 // chromedriver's path: $CHROMEDRIVER, else the first "chromedriver" on $PATH or in
 // Debian's chromium directory; "" when there is none.
 std::string FindChromedriver();
+
+// Makes `home` a $HOME whose NSS database trusts `ca_file` to identify servers, so that
+// Chromium checks certificates against that one CA rather than ignoring errors. Needs
+// certutil (Debian package libnss3-tools); its output goes to `log`. Fails the test when
+// certutil does.
+void MakeHomeTrusting(const std::string &home, const std::string &ca_file, const std::string &log);
 
 class WebDriver {
  public:
@@ -38,6 +44,8 @@ class WebDriver {
   void Navigate(const std::string &url);
   std::string CurrentUrl();
   std::string Title();
+  // The page's title once it is `title`, or the last one seen after `seconds`.
+  std::string WaitForTitle(const std::string &title, int seconds);
   // The first element matching the CSS selector; throws when there is none.
   std::string FindElement(const std::string &css);
   void SendKeys(const std::string &element, const std::string &text);
@@ -56,4 +64,4 @@ class WebDriver {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_BROWSER_WEB_DRIVER_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_

@@ -1,4 +1,4 @@
-#include "cli_run.h"
+#include "support/cli_run.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "stress/crash_writer/written_versions.h"
+#include "support/cli_crash_writer/written_versions.h"
 
 int main(int argc, char **argv) {
   using vexozeph::testing::WrittenFile;

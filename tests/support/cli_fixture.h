@@ -1,12 +1,12 @@
 // The tool run against a device wired to a fresh cloud emulator.
-#ifndef VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
-#define VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_CLI_FIXTURE_H_
+#define VEXOZEPH_TESTS_SUPPORT_CLI_FIXTURE_H_
 
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "cli_run.h"
+#include "support/cli_run.h"
 #include "support/device_on_cloud.h"
 
 namespace vexozeph {
@@ -26,6 +26,13 @@ class CliAgainstCloud : public DeviceOnCloud {
     return cloud_->CreateAccount(wanted);
   }
 
+  // `vexozeph login` by e-mail with the password on stdin, and `extra` options.
+  CliResult PasswordLogin(const Account &account, const std::vector<std::string> &extra = {}) {
+    std::vector<std::string> args = {"login", "--email", account.email, "--password-stdin"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return Run(args, account.password + "\n");
+  }
+
   // The value the account file holds for `key` (key="value"); "" when absent.
   std::string Stored(const std::string &key) const {
     std::istringstream lines(root_.ReadFile(kAccountFile));
@@ -36,9 +43,10 @@ class CliAgainstCloud : public DeviceOnCloud {
     }
     return "";
   }
+  std::string StoredAuthKey() const { return Stored("bx_auth_key"); }
 };
 
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_CLI_CLI_FIXTURE_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_CLI_FIXTURE_H_

@@ -1,7 +1,7 @@
 // Runs the built vexozeph tool as a separate process, as a shell or cron would, and
 // collects what it printed.
-#ifndef VEXOZEPH_TESTS_CLI_CLI_RUN_H_
-#define VEXOZEPH_TESTS_CLI_CLI_RUN_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_CLI_RUN_H_
+#define VEXOZEPH_TESTS_SUPPORT_CLI_RUN_H_
 
 #include <json/value.h>
 #include <sys/types.h>
@@ -58,4 +58,4 @@ CliResult RunCli(const std::string &binary, const std::vector<std::string> &args
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_CLI_CLI_RUN_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_CLI_RUN_H_

@@ -1,5 +1,6 @@
-#include "browser/web_driver.h"
+#include "support/cli_web_driver.h"
 
+#include <gtest/gtest.h>
 #include <json/writer.h>
 
 #include <fcntl.h>
@@ -7,16 +8,19 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "base/json_utils.h"
+#include "support/child_process.h"
 #include "support/http_client.h"
 
 extern char **environ;
@@ -56,6 +60,19 @@ std::string JsonText(const Json::Value &value) {
   return Json::writeString(builder, value);
 }
 
+// Runs a program to its end, its output into `log`; its exit status (127 when it could
+// not run).
+int RunProgram(const std::vector<std::string> &args, const std::string &log) {
+  return RunInChild([&] {
+    std::vector<char *> argv;
+    for (const std::string &arg : args) argv.push_back(const_cast<char *>(arg.c_str()));
+    argv.push_back(nullptr);
+    if (freopen(log.c_str(), "a", stdout) == nullptr || dup2(fileno(stdout), 2) < 0) return 126;
+    execvp(argv[0], argv.data());
+    return 127;
+  });
+}
+
 }  // namespace
 
 std::string FindChromedriver() {
@@ -74,6 +91,18 @@ std::string FindChromedriver() {
     if (IsExecutable(candidate)) return candidate;
   }
   return "";
+}
+
+void MakeHomeTrusting(const std::string &home, const std::string &ca_file, const std::string &log) {
+  const std::string db = home + "/.pki/nssdb";
+  for (const std::string &dir : {home, home + "/.pki", db}) mkdir(dir.c_str(), 0700);
+  ASSERT_EQ(RunProgram({"certutil", "-N", "-d", "sql:" + db, "--empty-password"}, log), 0)
+      << "certutil (Debian package libnss3-tools) makes Chromium trust the emulator; see " << log;
+  ASSERT_EQ(RunProgram({"certutil", "-A", "-d", "sql:" + db, "-n", "zeph-cloud test CA", "-t",
+                        "C,,", "-i", ca_file},
+                       log),
+            0)
+      << log;
 }
 
 WebDriver::WebDriver(const Options &options) {
@@ -183,6 +212,15 @@ std::string WebDriver::CurrentUrl() {
 
 std::string WebDriver::Title() {
   return Command("GET", "/title").asString();
+}
+
+std::string WebDriver::WaitForTitle(const std::string &title, int seconds) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  std::string seen;
+  while ((seen = Title()) != title && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return seen;
 }
 
 std::string WebDriver::FindElement(const std::string &css) {
