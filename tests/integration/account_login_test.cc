@@ -250,44 +250,29 @@ TEST_F(AccountLogin, TokenLoginSendsLanguageZoneAndDeviceInItsOrder) {
   EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
 }
 
-TEST_F(AccountLogin, KeyLoginAdoptsAConfirmedKeyAndDropsARefusedOne) {
-  const Account ann = MakeAccount("ann@example.com");
-  const std::string key = json::StringOr(SignIn(ann), "auth_key");
-  // Another appliance state: nothing stored but the hosts.
-  ASSERT_EQ(::unlink(root_.Path(kAccountFile).c_str()), 0);
-  cloud_->InstallHosts();
-  cloud_->ClearRequests();
-
-  Json::Value result;
-  ASSERT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), key.c_str(), result), 0);
-  EXPECT_EQ(json::StringOr(result, "email"), ann.email);
-  EXPECT_EQ(json::StringOr(result, "auth_key"), key);
-  EXPECT_TRUE(json::Member(result, "activated").isBool());
-  EXPECT_EQ(Requests(kQueryPath).size(), 1u);
-  EXPECT_EQ(User().GetEmail(), ann.email);
-
-  // A key the server does not confirm is never left behind.
-  EXPECT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), "not-a-key", result), -1);
-  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
-  EXPECT_FALSE(HasAccountFile());
-}
-
-TEST_F(AccountLogin, KeyLoginRightAfterAnotherAccountsQueryStillAsksTheServer) {
+TEST_F(AccountLogin, KeyLoginAsksTheServerAdoptsAConfirmedKeyAndDropsARefusedOne) {
   NewAccount wanted;
   wanted.full_name = "Bea Other";
   const Account bea = MakeAccount("bea@example.com", wanted);
   const Account ann = MakeAccount("ann@example.com");
-  const std::string bea_key = json::StringOr(SignIn(bea), "auth_key");
-  SignIn(ann);  // Ann's profile was queried a moment ago.
+  const std::string key = json::StringOr(SignIn(bea), "auth_key");
+  SignIn(ann);  // Ann's profile was queried a moment ago: Bea's must still be asked for.
   cloud_->ClearRequests();
 
   Json::Value result;
-  ASSERT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), bea_key.c_str(), result), 0);
+  ASSERT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), key.c_str(), result), 0);
   const std::vector<LoggedRequest> queries = Requests(kQueryPath);
   ASSERT_EQ(queries.size(), 1u);
   EXPECT_EQ(queries[0].FormValue("id"), bea.id);
   EXPECT_EQ(json::StringOr(result, "email"), bea.email);
+  EXPECT_EQ(json::StringOr(result, "auth_key"), key);
+  EXPECT_TRUE(json::Member(result, "activated").isBool());
   EXPECT_EQ(User().GetName(), "Bea Other");
+
+  // A key the server does not confirm is never left behind.
+  EXPECT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), "not-a-key", result), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+  EXPECT_FALSE(HasAccountFile());
 }
 
 TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouched) {
@@ -320,38 +305,17 @@ TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouche
   EXPECT_TRUE(User().Exists());
 }
 
-TEST_F(AccountLogin, ResultWordsOfEveryJsonTypeFollowOneRule) {
+// The rule for every JSON type is the JSON helper's; a missing or non-scalar word is the
+// hostile server's table. These are the words that reach the login's own mapping.
+TEST_F(AccountLogin, ScalarResultWordsOtherThanGoodEndTheLoginAsUnknown) {
   const Account ann = MakeAccount("ann@example.com");
   const std::string before = AccountFile();
-  struct Case {
-    const char *code;  // JSON text of the "code" member
-    int error;
-  };
-  // Numbers and booleans are words no server sends; null, arrays and objects are no word.
-  const Case cases[] = {
-      {"0", VEXOZEPH_ERR_UNKNOWN},           {"1.5", VEXOZEPH_ERR_UNKNOWN},
-      {"true", VEXOZEPH_ERR_UNKNOWN},        {"null", VEXOZEPH_ERR_NO_REPLY},
-      {"[\"good\"]", VEXOZEPH_ERR_NO_REPLY}, {"{\"word\": \"good\"}", VEXOZEPH_ERR_NO_REPLY},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.code);
-    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + c.code + "}");
+  for (const char *code : {"0", "true"}) {
+    SCOPED_TRACE(code);
+    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + code + "}");
     Json::Value response;
     EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), c.error);
-    EXPECT_EQ(AccountFile(), before);
-  }
-
-  // An answer nested beyond any real one is simply not JSON, whether it is cut short or
-  // complete.
-  const std::string deep = std::string(R"({"code": "good", "id": "777", "auth_key": "k", "x": )") +
-                           std::string(5000, '[') + std::string(5000, ']') + "}";
-  for (const std::string &body : {std::string(100000, '['), deep}) {
-    SCOPED_TRACE(body.size());
-    ForceLoginBody(body);
-    Json::Value response;
-    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_JSON);
+    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_UNKNOWN);
     EXPECT_EQ(AccountFile(), before);
   }
 }

@@ -106,6 +106,8 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
 }
 
+// Bodies that are no JSON object or lack a member are the hostile server's table; these
+// rows check the texts and that no secret is logged whole.
 TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
   struct Case {
     int status;
@@ -116,12 +118,6 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableExchangeAnswersWriteNoFile) {
   const std::string refusal = "{\"error\":\"invalid_grant\"}";
   const std::vector<Case> cases = {
       {400, refusal, VEXOZEPH_ERR_NO_REPLY, "Failed to exchange token, code=400, resp=" + refusal},
-      {200, "<html>oops</html>", VEXOZEPH_ERR_BAD_JSON, ""},
-      {200, "[\"access_token\"]", VEXOZEPH_ERR_TOKEN_STATE,
-       "Failed to parse exchange authkey resp, code=200"},
-      // Tokens are text; a number in place of one is no token.
-      {200, "{\"access_token\":1,\"id_token\":\"i\",\"refresh_token\":\"r\",\"expires_in\":60}",
-       VEXOZEPH_ERR_TOKEN_STATE, "Failed to parse exchange authkey resp"},
       // Without a usable lifetime the file could never be judged, so it is not written.
       {200, "{\"access_token\":\"a\",\"id_token\":\"i\",\"refresh_token\":\"r\"}",
        VEXOZEPH_ERR_TOKEN_STATE, "Failed to parse exchange authkey resp"},
@@ -181,8 +177,6 @@ TEST_F(PkceClientAgainstCloud, RefusedOrUnusableRenewalAnswersKeepTheLapsedFile)
        "resp={\"error\":\"invalid_grant\"}"},
       // The body is read before the status: an error page is not JSON.
       {502, "<html><body>Bad gateway</body></html>", "text/html", VEXOZEPH_ERR_BAD_JSON, ""},
-      {200, "[1,2]", "application/json", VEXOZEPH_ERR_NO_REPLY,
-       "Failed to parse renew token resp, code=200, resp=[1,2]"},
       {200, half, "application/json", VEXOZEPH_ERR_TOKEN_STATE,
        "Failed to parse renew token resp, code=200"},
   };
