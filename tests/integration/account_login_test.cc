@@ -2,7 +2,6 @@
 // the account file keeps, and how refusals and API-key trouble end.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -305,17 +304,19 @@ TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouche
   EXPECT_TRUE(User().Exists());
 }
 
-// The rule for every JSON type is the JSON helper's; a missing or non-scalar word is the
-// hostile server's table. These are the words that reach the login's own mapping.
-TEST_F(AccountLogin, ScalarResultWordsOtherThanGoodEndTheLoginAsUnknown) {
+// The rule for every JSON type is the JSON helper's; a missing word, an array or an object
+// in its place are the hostile server's table. These words reach the login's own mapping.
+TEST_F(AccountLogin, ResultWordsOfOtherJsonTypesAreNeverGood) {
   const Account ann = MakeAccount("ann@example.com");
   const std::string before = AccountFile();
-  for (const char *code : {"0", "true"}) {
-    SCOPED_TRACE(code);
-    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + code + "}");
+  const std::pair<const char *, int> cases[] = {
+      {"0", VEXOZEPH_ERR_UNKNOWN}, {"true", VEXOZEPH_ERR_UNKNOWN}, {"null", VEXOZEPH_ERR_NO_REPLY}};
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.first);
+    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + c.first + "}");
     Json::Value response;
     EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_UNKNOWN);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.second);
     EXPECT_EQ(AccountFile(), before);
   }
 }

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,6 @@
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace testing {

@@ -14,7 +14,6 @@
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace testing {
@@ -80,9 +79,13 @@ TEST_F(MonitoringGrant, AnEmptyCodeIsHandedOnAndARefusalOrLostAnswerIsThrown) {
   AnswerGrant(200, "{\"grant_code\":\"\",\"state\":\"x\"}");
   EXPECT_EQ(Grant(), std::string(kRedirect) + kAddedQuery);
 
-  // Bodies without a usable code are the hostile server's table.
-  AnswerGrant(403, "{\"error\":\"insufficient_scope\"}");
+  // A null code is no empty one. Bodies without a code, or with an array in its place, are
+  // the hostile server's table.
+  AnswerGrant(200, "{\"grant_code\":null}");
   std::string message;
+  EXPECT_EQ(CodeOf([&] { Grant(); }, &message), VEXOZEPH_ERR_NO_REPLY);
+  EXPECT_NE(message.find("Failed to parse vigilon grant resp"), std::string::npos) << message;
+  AnswerGrant(403, "{\"error\":\"insufficient_scope\"}");
   EXPECT_EQ(CodeOf([&] { Grant(); }, &message), VEXOZEPH_ERR_NO_REPLY);
   EXPECT_NE(
       message.find("Failed to grant vigilon, code=403, resp={\"error\":\"insufficient_scope\"}"),

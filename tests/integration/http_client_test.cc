@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <memory>
 #include <string>
 
 #include "internal/http/session.h"
@@ -17,7 +16,6 @@
 namespace {
 
 using vexozeph::testing::Fault;
-using vexozeph::testing::NamedPairs;
 namespace http = vexozeph::http;
 
 const char kEchoPath[] = "/test/http/echo";
@@ -70,11 +68,6 @@ TEST_F(HttpClient, FormAndQueryReachTheServerInOrderWithDuplicatesAndRawBracketK
   EXPECT_EQ(seen[0].body,
             "grant_type=a%20b%26c%3Dd&scopes[]=openid&scopes[]=&scopes[]=device_sn%3ASN1"
             "&v=%C3%A9%2B%2F~");
-  EXPECT_EQ(seen[0].form, (NamedPairs{{"grant_type", "a b&c=d"},
-                                      {"scopes[]", "openid"},
-                                      {"scopes[]", ""},
-                                      {"scopes[]", "device_sn:SN1"},
-                                      {"v", "\xC3\xA9+/~"}}));
   EXPECT_EQ(seen[0].Header("Content-Type"), "application/x-www-form-urlencoded");
   EXPECT_EQ(seen[0].Header("User-Agent"), "agent/1.0");
   EXPECT_EQ(seen[0].Header("X-Client-ID"), "zeph-device");

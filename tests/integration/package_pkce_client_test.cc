@@ -326,7 +326,8 @@ TEST_F(PackageClientAgainstCloud, ProcessesAskingForTheSameTokenAtOnceGrantAndEx
   EXPECT_EQ(PackageTokenRequests("authorization_code").size(), 1u);
 }
 
-// Bodies that are no JSON object or lack a member are the hostile server's table.
+// Bodies that are no JSON object, or lack a member or hold an array in its place, are the
+// hostile server's table.
 TEST_F(PackageClientAgainstCloud, RefusalsLeaveNoCacheAndNoTokensAndAnEmptyScopeIsOneField) {
   struct Case {
     std::string path;
@@ -340,6 +341,9 @@ TEST_F(PackageClientAgainstCloud, RefusalsLeaveNoCacheAndNoTokensAndAnEmptyScope
        "Failed to retrieve pacakge[vigilon] pkce config, code=404"},
       {kGrantPath, 403, "{\"error\":\"insufficient_scope\"}", VEXOZEPH_ERR_NO_REPLY,
        "Failed to grant pacakge[vigilon], code=403"},
+      // A number a lenient reader would turn into the text "7".
+      {kGrantPath, 200, "{\"grant_code\":7}", VEXOZEPH_ERR_NO_REPLY,
+       "Failed to parse grant pacakge[vigilon] resp"},
   };
   for (const Case &c : cases) {
     ::unlink(root_.Path(kCache).c_str());
