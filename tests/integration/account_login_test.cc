@@ -9,7 +9,7 @@
 #include "internal/json_utils.h"
 #include "support/account_appliance.h"
 #include "support/cloud_steps.h"
-#include "support/http_client.h"
+#include "support/integ_oauth_calls.h"
 #include "support/log_capture.h"
 #include "vexozeph/user.h"
 
@@ -40,16 +40,7 @@ class AccountLogin : public AccountAppliance {
   // interface does: authorization code with PKCE, exchanged at the identity host.
   std::string AccessTokenFor(const Account &account) {
     const auto code = DeviceCode(*cloud_, account, kSerial, kMac);
-    const std::string form = FormBody({{"grant_type", "authorization_code"},
-                                       {"client_id", "zeph-device"},
-                                       {"code", code.first},
-                                       {"redirect_uri", cloud_->LoginRedirectUri()},
-                                       {"code_verifier", code.second}});
-    const HttpResult answer = Http("POST", cloud_->IdentityOrigin() + "/oauth2/token", form,
-                                   "application/x-www-form-urlencoded", cloud_->CaFile());
-    Json::Value tokens;
-    EXPECT_TRUE(json::FromString(answer.body, tokens)) << answer.body;
-    return json::StringOr(tokens, "access_token");
+    return ExchangeCode(*cloud_, code.first, code.second).json["access_token"].asString();
   }
 };
 

@@ -7,45 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "base/json_utils.h"
 #include "support/cloud_emulator.h"
 #include "support/http_client.h"
+#include "support/integ_oauth_calls.h"
 #include "support/temp_root.h"
 
 namespace vexozeph {
 namespace testing {
 namespace {
-
-struct Reply {
-  long status = 0;
-  Json::Value json;
-};
-
-// A form POST or, with `form` null, a GET, trusting only the emulator's CA.
-Reply Call(const CloudEmulator &cloud, const std::string &url, const NamedPairs *form,
-           const std::vector<std::string> &headers = {}) {
-  const HttpResult result = Http(form ? "POST" : "GET", url, form ? FormBody(*form) : "",
-                                 "application/x-www-form-urlencoded", cloud.CaFile(), headers);
-  Reply reply{result.status, Json::Value()};
-  json::Parse(result.body, reply.json);
-  return reply;
-}
-
-Reply ExchangeCode(const CloudEmulator &cloud, const std::string &code, const std::string &verifier,
-                   const std::string &redirect = "") {
-  const NamedPairs form = {{"grant_type", "authorization_code"},
-                           {"client_id", "zeph-device"},
-                           {"redirect_uri", redirect.empty() ? cloud.LoginRedirectUri() : redirect},
-                           {"code", code},
-                           {"code_verifier", verifier}};
-  return Call(cloud, cloud.IdentityOrigin() + "/oauth2/token", &form, {"X-Client-ID: zeph-device"});
-}
-
-Reply ExchangeForAuthKey(const CloudEmulator &cloud, const std::string &access_token) {
-  const NamedPairs none;
-  return Call(cloud, cloud.AccountOrigin() + "/oauth2/api/v1/device/core/authkey/exchange", &none,
-              {"Authorization: Bearer " + access_token});
-}
 
 // Tokens computed independently (iterated MD5, 14 and 5 passes) for these inputs.
 const char kSerial[] = "SN-EMU-1";
