@@ -4,22 +4,19 @@
 // and keep its log lines short and free of whole credentials.
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/user_fields.h"
+#include "support/integ_file_snapshots.h"
 #include "support/integ_hostile_answers.h"
 #include "support/integ_json.h"
 #include "support/log_capture.h"
@@ -38,7 +35,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kVigilonTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
 const char kVigilonCache[] = "/tmp/account_vigilon_pkce_client.conf";
 // A credential the answers carry: it must never reach a log line whole.
 const char kCredential[] = "hostile-credential-0123456789";
@@ -100,32 +96,14 @@ class HostileServer : public SignedInAppliance {
     ASSERT_FALSE(AccountVigilonService()
                      .Grant("vigilon-cloud", "monitor", "https://m.example/cb", "1")
                      .empty());
-    for (const char *path : Watched()) baseline_[path] = Snapshot(path);
+    baseline_ = watched_.Take();
     ASSERT_TRUE(baseline_[kAccountFile].has_value());
     ASSERT_TRUE(baseline_[kVigilonCache].has_value());
   }
 
-  static std::vector<const char *> Watched() {
-    return {kAccountFile,  kSessionTokenFile, kVigilonTokenFile,
-            kVigilonCache, kCronJobs,         kCronFile};
-  }
-
-  std::optional<std::string> Snapshot(const std::string &absolute) const {
-    if (!root_.Exists(absolute)) return std::nullopt;
-    return root_.ReadFile(absolute);
-  }
-
-  // Puts back what a row's preparation changed; a file rewritten in place keeps its mode.
+  // Puts back what a row's preparation changed.
   void RestoreBaseline() {
-    for (const auto &file : baseline_) {
-      const std::string path = root_.Path(file.first);
-      if (!file.second) {
-        ::unlink(path.c_str());
-      } else if (Snapshot(file.first) != file.second) {
-        std::ofstream(path, std::ios::trunc | std::ios::binary) << *file.second;
-        ::chmod(path.c_str(), 0600);
-      }
-    }
+    watched_.Restore(baseline_);
     clock::SetForTesting(kSignedInAt);
   }
 
@@ -133,7 +111,10 @@ class HostileServer : public SignedInAppliance {
 
   std::vector<Call> Calls();
 
-  std::map<std::string, std::optional<std::string>> baseline_;
+  const FileSnapshots watched_{
+      root_,
+      {kAccountFile, kSessionTokenFile, kPackageTokenFile, kVigilonCache, kCronJobs, kCronFile}};
+  FileSnapshots::Contents baseline_;
 };
 
 // The device session's own client, configured as the account service configures it.
@@ -222,7 +203,7 @@ std::vector<Call> HostileServer::Calls() {
        [](HostileServer &self) { self.Remove(kVigilonCache); },
        [](HostileServer &) { return ClassCode([] { PackagePkceClient("vigilon"); }); }},
       {"package grant", "/oauth2/api/v1/device/package/authorization_code/grant", "account", kGrant,
-       grant, [](HostileServer &self) { self.Remove(kVigilonTokenFile); },
+       grant, [](HostileServer &self) { self.Remove(kPackageTokenFile); },
        [](HostileServer &) {
          return ClassCode([] { PackagePkceClient("vigilon").GetAccessToken(); });
        }},
@@ -243,23 +224,24 @@ TEST_F(HostileServer, EveryCallRefusesEveryBadAnswerWithItsCodeAndWritesNothing)
          HostileAnswers(call.origin, call.path, call.good, call.codes)) {
       SCOPED_TRACE(call.name + ", " + answer.what);
       call.prepare(*this);
-      std::map<std::string, std::optional<std::string>> before;
-      for (const char *path : Watched()) before[path] = Snapshot(path);
+      const FileSnapshots::Contents before = watched_.Take();
       cloud_->QueueFault(answer.fault);
       LogCapture log;
       EXPECT_EQ(call.run(*this), answer.code);
       cloud_->ClearFaults();
       ++tried;
 
-      for (const char *path : Watched()) {
+      const FileSnapshots::Contents after = watched_.Take();
+      for (const auto &file : before) {
+        const std::string &path = file.first;
         const bool replaced = std::find(call.replaced_before.begin(), call.replaced_before.end(),
                                         path) != call.replaced_before.end();
         if (!replaced) {
-          EXPECT_EQ(Snapshot(path), before[path]) << path;
+          EXPECT_EQ(after.at(path), file.second) << path;
           continue;
         }
-        Json::Value file;
-        EXPECT_TRUE(json::FromFile(root_.Path(path), file) && file.isObject()) << path;
+        Json::Value file_json;
+        EXPECT_TRUE(json::FromFile(root_.Path(path), file_json) && file_json.isObject()) << path;
       }
       for (const std::string &line : log.Lines()) {
         EXPECT_LE(line.size(), kLongestLogLine) << line.substr(0, 200);
