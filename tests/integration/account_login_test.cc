@@ -2,7 +2,6 @@
 // the account file keeps, and how refusals and API-key trouble end.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -10,7 +9,7 @@
 #include "internal/json_utils.h"
 #include "support/account_appliance.h"
 #include "support/cloud_steps.h"
-#include "support/http_client.h"
+#include "support/integ_oauth_calls.h"
 #include "support/log_capture.h"
 #include "vexozeph/user.h"
 
@@ -41,24 +40,21 @@ class AccountLogin : public AccountAppliance {
   // interface does: authorization code with PKCE, exchanged at the identity host.
   std::string AccessTokenFor(const Account &account) {
     const auto code = DeviceCode(*cloud_, account, kSerial, kMac);
-    const std::string form = FormBody({{"grant_type", "authorization_code"},
-                                       {"client_id", "zeph-device"},
-                                       {"code", code.first},
-                                       {"redirect_uri", cloud_->LoginRedirectUri()},
-                                       {"code_verifier", code.second}});
-    const HttpResult answer = Http("POST", cloud_->IdentityOrigin() + "/oauth2/token", form,
-                                   "application/x-www-form-urlencoded", cloud_->CaFile());
-    Json::Value tokens;
-    EXPECT_TRUE(json::FromString(answer.body, tokens)) << answer.body;
-    return json::StringOr(tokens, "access_token");
+    return ExchangeCode(*cloud_, code.first, code.second).json["access_token"].asString();
   }
 };
 
-TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProfile) {
+TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresIdentityAndProfileThenTellsListeners) {
   NewAccount wanted;
   wanted.full_name = "Ann Example";
   wanted.country = "NZ";
   const Account ann = MakeAccount("ann@example.com", wanted);
+  // The hook notes the event and whether the queried profile was already in the file.
+  root_.WriteFile(kLoginHook,
+                  "#!/bin/sh\necho \"$VEXOZEPH_ACTION $VEXOZEPH_PHASE "
+                  "$(grep -c '^full_name=\"Ann Example\"' \"$VEXOZEPH_ROOT" +
+                      std::string(kAccountFile) + "\")\" >> " + root_.Path("/tmp/heard") + "\n");
+  ASSERT_EQ(::chmod(root_.Path(kLoginHook).c_str(), 0755), 0);
   cloud_->ClearRequests();
   LogCapture log;
 
@@ -81,11 +77,11 @@ TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProf
   EXPECT_EQ(sent[1].path, "/device/api/user/query");
   EXPECT_EQ(sent[1].FormKeys(), kQueryForm);
   EXPECT_EQ(sent[1].FormValue("id"), ann.id);
-  EXPECT_EQ(sent[1].FormValue("auth_key"), json::StringOr(response, "auth_key"));
 
   User user;
   EXPECT_EQ(user.GetUserId(), ann.id);
   EXPECT_EQ(user.GetAuthKey(), json::StringOr(response, "auth_key"));
+  EXPECT_EQ(sent[1].FormValue("auth_key"), user.GetAuthKey());
   // The profile arrives through the query, not from the login answer.
   EXPECT_EQ(user.GetEmail(), ann.email);
   EXPECT_EQ(user.GetName(), "Ann Example");
@@ -95,27 +91,11 @@ TEST_F(AccountLogin, PasswordLoginSendsItsFormStoresTheIdentityAndQueriesTheProf
   EXPECT_NE(events.find("0x13A00001"), std::string::npos) << events;
   EXPECT_NE(events.find(ann.email), std::string::npos) << events;
   EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
-}
-
-TEST_F(AccountLogin, ListenersHearOfTheSignInOnceTheProfileIsStored) {
-  NewAccount wanted;
-  wanted.full_name = "Ann Example";
-  const Account ann = MakeAccount("ann@example.com", wanted);
-  // The hook notes the event and whether the queried profile was already in the file.
-  const std::string heard = root_.Path("/tmp/heard");
-  root_.WriteFile(kLoginHook,
-                  "#!/bin/sh\n"
-                  "echo \"$VEXOZEPH_ACTION $VEXOZEPH_PHASE "
-                  "$(grep -c '^full_name=\"Ann Example\"' \"$VEXOZEPH_ROOT" +
-                      std::string(kAccountFile) + "\")\" >> " + heard + "\n");
-  ASSERT_EQ(::chmod(root_.Path(kLoginHook).c_str(), 0755), 0);
-  SignIn(ann);
-  // Sign-ins raise only the post-event.
+  // Listeners hear only the post-event, once the profile is stored.
   EXPECT_EQ(root_.ReadFile("/tmp/heard"), "zeph/login post 1\n");
 
   // A listener that fails fails the call, but the account stays signed in.
   root_.WriteFile(kLoginHook, "#!/bin/sh\nexit 3\n");
-  Json::Value response;
   EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
   EXPECT_EQ(User().GetUserId(), ann.id);
 }
@@ -250,44 +230,29 @@ TEST_F(AccountLogin, TokenLoginSendsLanguageZoneAndDeviceInItsOrder) {
   EXPECT_NE(root_.ReadFile(kCronJobs).find("--report_info"), std::string::npos);
 }
 
-TEST_F(AccountLogin, KeyLoginAdoptsAConfirmedKeyAndDropsARefusedOne) {
-  const Account ann = MakeAccount("ann@example.com");
-  const std::string key = json::StringOr(SignIn(ann), "auth_key");
-  // Another appliance state: nothing stored but the hosts.
-  ASSERT_EQ(::unlink(root_.Path(kAccountFile).c_str()), 0);
-  cloud_->InstallHosts();
-  cloud_->ClearRequests();
-
-  Json::Value result;
-  ASSERT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), key.c_str(), result), 0);
-  EXPECT_EQ(json::StringOr(result, "email"), ann.email);
-  EXPECT_EQ(json::StringOr(result, "auth_key"), key);
-  EXPECT_TRUE(json::Member(result, "activated").isBool());
-  EXPECT_EQ(Requests(kQueryPath).size(), 1u);
-  EXPECT_EQ(User().GetEmail(), ann.email);
-
-  // A key the server does not confirm is never left behind.
-  EXPECT_EQ(VEXOZEPHAccountLoginByKey(ann.id.c_str(), "not-a-key", result), -1);
-  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
-  EXPECT_FALSE(HasAccountFile());
-}
-
-TEST_F(AccountLogin, KeyLoginRightAfterAnotherAccountsQueryStillAsksTheServer) {
+TEST_F(AccountLogin, KeyLoginAsksTheServerAdoptsAConfirmedKeyAndDropsARefusedOne) {
   NewAccount wanted;
   wanted.full_name = "Bea Other";
   const Account bea = MakeAccount("bea@example.com", wanted);
   const Account ann = MakeAccount("ann@example.com");
-  const std::string bea_key = json::StringOr(SignIn(bea), "auth_key");
-  SignIn(ann);  // Ann's profile was queried a moment ago.
+  const std::string key = json::StringOr(SignIn(bea), "auth_key");
+  SignIn(ann);  // Ann's profile was queried a moment ago: Bea's must still be asked for.
   cloud_->ClearRequests();
 
   Json::Value result;
-  ASSERT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), bea_key.c_str(), result), 0);
+  ASSERT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), key.c_str(), result), 0);
   const std::vector<LoggedRequest> queries = Requests(kQueryPath);
   ASSERT_EQ(queries.size(), 1u);
   EXPECT_EQ(queries[0].FormValue("id"), bea.id);
   EXPECT_EQ(json::StringOr(result, "email"), bea.email);
+  EXPECT_EQ(json::StringOr(result, "auth_key"), key);
+  EXPECT_TRUE(json::Member(result, "activated").isBool());
   EXPECT_EQ(User().GetName(), "Bea Other");
+
+  // A key the server does not confirm is never left behind.
+  EXPECT_EQ(VEXOZEPHAccountLoginByKey(bea.id.c_str(), "not-a-key", result), -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_AUTH);
+  EXPECT_FALSE(HasAccountFile());
 }
 
 TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouched) {
@@ -320,38 +285,19 @@ TEST_F(AccountLogin, AnIdentityTheFileCannotHoldWholeLeavesTheEarlierOneUntouche
   EXPECT_TRUE(User().Exists());
 }
 
-TEST_F(AccountLogin, ResultWordsOfEveryJsonTypeFollowOneRule) {
+// The rule for every JSON type is the JSON helper's; a missing word, an array or an object
+// in its place are the hostile server's table. These words reach the login's own mapping.
+TEST_F(AccountLogin, ResultWordsOfOtherJsonTypesAreNeverGood) {
   const Account ann = MakeAccount("ann@example.com");
   const std::string before = AccountFile();
-  struct Case {
-    const char *code;  // JSON text of the "code" member
-    int error;
-  };
-  // Numbers and booleans are words no server sends; null, arrays and objects are no word.
-  const Case cases[] = {
-      {"0", VEXOZEPH_ERR_UNKNOWN},           {"1.5", VEXOZEPH_ERR_UNKNOWN},
-      {"true", VEXOZEPH_ERR_UNKNOWN},        {"null", VEXOZEPH_ERR_NO_REPLY},
-      {"[\"good\"]", VEXOZEPH_ERR_NO_REPLY}, {"{\"word\": \"good\"}", VEXOZEPH_ERR_NO_REPLY},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.code);
-    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + c.code + "}");
+  const std::pair<const char *, int> cases[] = {
+      {"0", VEXOZEPH_ERR_UNKNOWN}, {"true", VEXOZEPH_ERR_UNKNOWN}, {"null", VEXOZEPH_ERR_NO_REPLY}};
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.first);
+    ForceLoginBody(std::string(R"({"id": "777", "auth_key": "key-777", "code": )") + c.first + "}");
     Json::Value response;
     EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), c.error);
-    EXPECT_EQ(AccountFile(), before);
-  }
-
-  // An answer nested beyond any real one is simply not JSON, whether it is cut short or
-  // complete.
-  const std::string deep = std::string(R"({"code": "good", "id": "777", "auth_key": "k", "x": )") +
-                           std::string(5000, '[') + std::string(5000, ']') + "}";
-  for (const std::string &body : {std::string(100000, '['), deep}) {
-    SCOPED_TRACE(body.size());
-    ForceLoginBody(body);
-    Json::Value response;
-    EXPECT_EQ(VEXOZEPHAccountLogin(ann.email.c_str(), ann.password.c_str(), response, false), -1);
-    EXPECT_EQ(VEXOZEPHErrGet(), VEXOZEPH_ERR_BAD_JSON);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.second);
     EXPECT_EQ(AccountFile(), before);
   }
 }

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,6 @@
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace testing {
@@ -89,7 +87,6 @@ class AccountPkceSession : public AccountAppliance {
 };
 
 TEST_F(AccountPkceSession, ABrowserSignInStoresTokensIdentityAndProfileBetweenTheTwoEvents) {
-  LogCapture log;
   const Json::Value profile = SignIn(1700000000);
   EXPECT_EQ(json::StringOr(profile, "email"), owner_.email);
   EXPECT_EQ(json::StringOr(profile, "full_name"), "Pat Owner");
@@ -107,28 +104,22 @@ TEST_F(AccountPkceSession, ABrowserSignInStoresTokensIdentityAndProfileBetweenTh
 
   // The account host saw the browser land with the code, then the auth-key exchange
   // (bearer alone), then the profile query.
-  std::vector<LoggedRequest> sent = cloud_->Requests("account");
+  const std::vector<LoggedRequest> sent = cloud_->Requests("account");
   ASSERT_EQ(sent.size(), 3u);
   EXPECT_EQ(sent[0].path, "/device/oauth/login/callback");
-  sent.erase(sent.begin());
-  EXPECT_EQ(sent[0].path, kExchangePath);
-  EXPECT_EQ(sent[0].Header("Authorization"), "Bearer " + access_token);
-  EXPECT_FALSE(sent[0].HasHeader("X-Client-ID"));
-  EXPECT_EQ(sent[1].path, "/device/api/user/query");
+  EXPECT_EQ(sent[1].path, kExchangePath);
+  EXPECT_EQ(sent[1].Header("Authorization"), "Bearer " + access_token);
+  EXPECT_FALSE(sent[1].HasHeader("X-Client-ID"));
+  EXPECT_EQ(sent[2].path, "/device/api/user/query");
 
+  // The identity is the one the account host issued.
   User user;
-  EXPECT_EQ(user.GetAccountHost(), cloud_->AccountOrigin());
-  EXPECT_EQ(user.GetIdentityHost(), cloud_->IdentityOrigin());
   EXPECT_EQ(user.GetUserId(), owner_.id);
-  EXPECT_EQ(user.GetEmail(), owner_.email);
-  EXPECT_EQ(user.GetName(), "Pat Owner");
   const Json::Value keys = cloud_->GetAccount(owner_.id)["auth_keys"];
   ASSERT_EQ(keys.size(), 1u);
   EXPECT_EQ(user.GetAuthKey(), keys[0]["key"].asString());
-  EXPECT_EQ(sent[1].FormValue("auth_key"), user.GetAuthKey());
+  EXPECT_EQ(sent[2].FormValue("auth_key"), user.GetAuthKey());
   EXPECT_TRUE(root_.Exists(kCronJobs));
-  EXPECT_EQ(log.Count("account_pkce_service:"), 1u);
-  EXPECT_EQ(log.Count("Logged in Vexona Account as [pat@example.com]"), 1u);
 
   EXPECT_TRUE(AccountPkceService().HasToken());
   EXPECT_EQ(AccountPkceService().GetAccessToken(), access_token);
@@ -141,31 +132,44 @@ TEST_F(AccountPkceSession,
               "{\"user_id\":\"2000001\",\"auth_key\":\"line\\nbreak=\\\"x\\\"\"}");
   EXPECT_EQ(CodeOf([&] { SignIn(1700000000); }), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_EQ(Heard(), "zeph/login pre none\n");
-  EXPECT_EQ(User().GetUserId(), "");
-  EXPECT_EQ(User().GetAuthKey(), "");
   // The hosts the emulator installed are still the only lines of the account file.
   EXPECT_EQ(AccountFile().find("zephIDSerial"), std::string::npos) << AccountFile();
-  EXPECT_FALSE(root_.Exists(kCronJobs));
 }
 
-TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchange) {
+TEST_F(AccountPkceSession, ARevokedRefreshTokenOrALostTokenFileIsGrantedAgainByTheAuthKey) {
   SignIn(1700000000);
   const Json::Value before = TokenFile();
   cloud_->RevokeRefreshToken(json::StringOr(before, "refresh_token"));
   LapseToken(root_, kSessionTokenFile);
+  // A scope with a double and a trailing space: every single space splits.
+  Json::Value tmpl;
+  ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
+  tmpl["scope"] = "openid  offline_access device_sn:$sn$ ";
+  root_.WriteFile(kLoginTemplate, json::ToCompactString(tmpl));
   cloud_->ClearRequests();
   LogCapture log;
 
+  // One refused renewal, one grant, one exchange.
   const std::string fresh = AccountPkceService().GetAccessToken();
   EXPECT_NE(fresh, json::StringOr(before, "access_token"));
   EXPECT_EQ(log.Count("Rescue tarn renew pkce token by authkey"), 1u);
   EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 1u);
-  EXPECT_EQ(TokenRequests(*cloud_, "authorization_code").size(), 1u);
   const std::vector<LoggedRequest> grants = cloud_->Requests("account", kGrantPath);
   ASSERT_EQ(grants.size(), 1u);
-  EXPECT_EQ(grants[0].status, 200);
-  EXPECT_EQ(grants[0].FormValue("auth_key"), User().GetAuthKey());
+  Keys expected = kGrantFormStart;
+  expected.insert(expected.end(), 5, "scopes[]");
+  EXPECT_EQ(grants[0].FormKeys(), expected);
+  EXPECT_EQ(grants[0].FormValues("scopes[]"),
+            (Keys{"openid", "", "offline_access", std::string("device_sn:") + kSerial, ""}));
+  EXPECT_EQ(grants[0].FormValue("client_id"), "zeph-device");
+  EXPECT_EQ(grants[0].Header("X-Client-ID"), "zeph-device");
+  EXPECT_EQ(grants[0].FormValue("redirect_url"), cloud_->LoginRedirectUri());
   EXPECT_EQ(grants[0].FormValue("state"), std::to_string(clock::Now()));
+  EXPECT_EQ(grants[0].FormValue("code_challenge").size(), 43u);
+  EXPECT_EQ(grants[0].FormValue("auth_key"), User().GetAuthKey());
+  const std::vector<LoggedRequest> exchanges = TokenRequests(*cloud_, "authorization_code");
+  ASSERT_EQ(exchanges.size(), 1u);
+  EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), cloud_->LoginRedirectUri());
 
   // The new session is the one on file, saved at this second, and it keeps working.
   const Json::Value after = TokenFile();
@@ -174,6 +178,14 @@ TEST_F(AccountPkceSession, ARevokedRefreshTokenIsRescuedWithOneGrantAndOneExchan
   EXPECT_EQ(AccountPkceService().GetAccessToken(), fresh);
   EXPECT_TRUE(User().Exists());
   EXPECT_EQ(log.Count(User().GetAuthKey()), 0u) << "the auth key is never logged whole";
+
+  // A lost token file is granted again straight away, with no renewal to try.
+  ASSERT_EQ(::unlink(root_.Path(kSessionTokenFile).c_str()), 0);
+  cloud_->ClearRequests();
+  const std::string token = AccountPkceService().GetAccessToken();
+  EXPECT_EQ(json::StringOr(TokenFile(), "access_token"), token);
+  EXPECT_EQ(cloud_->Requests("account", kGrantPath).size(), 1u);
+  EXPECT_TRUE(TokenRequests(*cloud_, "refresh_token").empty());
 }
 
 TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoToken) {
@@ -198,10 +210,8 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
   EXPECT_EQ(sent[0].path, kGrantPath);
   EXPECT_EQ(sent[0].status, 401);
   EXPECT_EQ(sent[1].path, kLogoutPath);
-  EXPECT_EQ(sent[1].FormKeys(), (Keys{"serial_no", "id", "auth_key"}));
-  EXPECT_EQ(sent[1].FormValue("serial_no"), kSerial);
-  EXPECT_EQ(sent[1].FormValue("id"), owner_.id);
-  EXPECT_EQ(sent[1].FormValue("auth_key"), auth_key);
+  EXPECT_EQ(sent[1].form,
+            (NamedPairs{{"serial_no", kSerial}, {"id", owner_.id}, {"auth_key", auth_key}}));
   EXPECT_EQ(sent[1].Header("X-Client-ID"), "zeph-device");
   EXPECT_EQ(sent[1].status, 200);
 
@@ -215,35 +225,6 @@ TEST_F(AccountPkceSession, ARefusedRescueSignsOutHereAndAtTheServerAndReportsNoT
   cloud_->ClearRequests();
   EXPECT_FALSE(AccountPkceService().HasToken());
   EXPECT_TRUE(cloud_->Requests().empty());
-}
-
-TEST_F(AccountPkceSession, ALostTokenFileIsGrantedAgainWithEveryScopePieceInOrder) {
-  SignIn(1700000000);
-  ASSERT_EQ(::unlink(root_.Path(kSessionTokenFile).c_str()), 0);
-  // A scope with a double and a trailing space: every single space splits.
-  Json::Value tmpl;
-  ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
-  tmpl["scope"] = "openid  offline_access device_sn:$sn$ ";
-  root_.WriteFile(kLoginTemplate, json::ToCompactString(tmpl));
-  cloud_->ClearRequests();
-
-  const std::string token = AccountPkceService().GetAccessToken();
-  EXPECT_EQ(json::StringOr(TokenFile(), "access_token"), token);
-  const std::vector<LoggedRequest> grants = cloud_->Requests("account", kGrantPath);
-  ASSERT_EQ(grants.size(), 1u);
-  Keys expected = kGrantFormStart;
-  expected.insert(expected.end(), 5, "scopes[]");
-  EXPECT_EQ(grants[0].FormKeys(), expected);
-  EXPECT_EQ(grants[0].FormValues("scopes[]"),
-            (Keys{"openid", "", "offline_access", std::string("device_sn:") + kSerial, ""}));
-  EXPECT_EQ(grants[0].FormValue("client_id"), "zeph-device");
-  EXPECT_EQ(grants[0].Header("X-Client-ID"), "zeph-device");
-  EXPECT_EQ(grants[0].FormValue("redirect_url"), cloud_->LoginRedirectUri());
-  EXPECT_EQ(grants[0].FormValue("code_challenge").size(), 43u);
-  const std::vector<LoggedRequest> exchanges = TokenRequests(*cloud_, "authorization_code");
-  ASSERT_EQ(exchanges.size(), 1u);
-  EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), cloud_->LoginRedirectUri());
-  EXPECT_EQ(TokenRequests(*cloud_, "refresh_token").size(), 0u);
 }
 
 TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnlyWhenConfirmed) {
@@ -260,8 +241,8 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
     EXPECT_EQ(LogoutEvents(), 0u) << why;
   };
 
-  // Refusals of every kind keep the whole session (bodies that are not JSON, too deep or
-  // too large are the hostile server's table).
+  // Refusals of every kind keep the whole session (bodies that are no JSON object are the
+  // hostile server's table).
   struct Case {
     int status;
     std::string body;
@@ -269,11 +250,9 @@ TEST_F(AccountPkceSession, LogoutSendsItsFormWithTheTokenAndClearsEveryClientOnl
   };
   const std::vector<Case> refusals = {
       {500, "{\"code\":\"good\"}", VEXOZEPH_ERR_NO_REPLY},
-      {200, "[\"good\"]", VEXOZEPH_ERR_BAD_JSON},
       {200, "{\"code\":\"badauth\"}", VEXOZEPH_ERR_AUTH},
       // A result word of another type is no known word.
       {200, "{\"code\":0}", VEXOZEPH_ERR_UNKNOWN},
-      {200, "{\"code\":true}", VEXOZEPH_ERR_UNKNOWN},
   };
   for (const Case &c : refusals) {
     ForceAnswer(*cloud_, "account", kLogoutPath, c.status, c.body);
@@ -333,7 +312,6 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
       {200, "{\"user_id\":\"2000001\",\"auth_key\":\"\"}", VEXOZEPH_ERR_TOKEN_STATE},
       {200, "{\"user_id\":\"2000\\n001\",\"auth_key\":\"secret-auth-key-0123456789\"}",
        VEXOZEPH_ERR_TOKEN_STATE},
-      {200, "{\"auth_key\":\"secret-auth-key-0123456789\"}", VEXOZEPH_ERR_TOKEN_STATE},
   };
   for (const Case &c : exchanges) {
     LogCapture log;
@@ -349,8 +327,6 @@ TEST_F(AccountPkceSession, HostileAuthKeyAndGrantAnswersChangeNothing) {
     EXPECT_EQ(log.Count("secret-auth-key-0123456789"), 0u);
     EXPECT_EQ(message.find("secret-auth-key-0123456789"), std::string::npos) << message;
   }
-  const std::vector<LoggedRequest> sent = cloud_->Requests("account", kExchangePath);
-  EXPECT_FALSE(sent.back().HasHeader("X-Client-ID"));
 
   const std::vector<Case> grants = {
       {401, "{\"error\":\"invalid_grant\"}", VEXOZEPH_ERR_AUTH},

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <json/json.h>
 
 #include <string>
 #include <vector>
@@ -16,9 +15,7 @@ using vexozeph::testing::LoggedRequest;
 const char kRegisterPath[] = "device/api/user/register";
 const char kUpdatePath[] = "device/api/user/update";
 
-std::vector<std::string> Keys(const LoggedRequest &request) {
-  return request.FormKeys();
-}
+using Keys = std::vector<std::string>;
 
 class AccountUpdate : public AccountAppliance {
  protected:
@@ -38,10 +35,9 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
   auto requests = Requests(kRegisterPath);
   ASSERT_EQ(requests.size(), 1u);
   const LoggedRequest &form = requests[0];
-  EXPECT_EQ(Keys(form),
-            (std::vector<std::string>{"bx_sn", "bx_token", "email", "passwd", "full_name",
-                                      "serial_no", "notify_lang", "token", "timezone",
-                                      "critical_release", "enews_local_promotion", "enews"}));
+  EXPECT_EQ(form.FormKeys(),
+            (Keys{"bx_sn", "bx_token", "email", "passwd", "full_name", "serial_no", "notify_lang",
+                  "token", "timezone", "critical_release", "enews_local_promotion", "enews"}));
   EXPECT_EQ(form.FormValue("notify_lang"), "enu") << "no language setting on a fresh appliance";
   EXPECT_EQ(form.FormValue("timezone"), "Europe/Amsterdam");
   EXPECT_EQ(form.FormValue("serial_no"), kSerial);
@@ -57,7 +53,7 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
       0);
   requests = Requests(kRegisterPath);
   ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(Keys(requests[1]).back(), "country");
+  EXPECT_EQ(requests[1].FormKeys().back(), "country");
   EXPECT_EQ(requests[1].FormValue("country"), "DE");
   EXPECT_EQ(requests[1].FormValue("notify_lang"), "ger");
 
@@ -72,6 +68,13 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
 }
 
 TEST_F(AccountUpdate, UpdateSendsOnlyWhatIsGivenAndFlagsAreThreeValued) {
+  // Without a stored account there is no one to update.
+  EXPECT_EQ(VEXOZEPHAccountSetInfo("x", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, -1,
+                                   -1, -1, nullptr),
+            -1);
+  EXPECT_EQ(VEXOZEPHErrGet(), 3);
+  EXPECT_TRUE(Requests(kUpdatePath).empty());
+
   auto account = MakeAccount("owner@example.com");
   SignIn(account);
   ASSERT_EQ(VEXOZEPHAccountSetInfo("Renamed", "moved@example.com", nullptr, "newpass", nullptr,
@@ -81,8 +84,8 @@ TEST_F(AccountUpdate, UpdateSendsOnlyWhatIsGivenAndFlagsAreThreeValued) {
   auto requests = Requests(kUpdatePath);
   ASSERT_EQ(requests.size(), 1u);
   // Without the current password neither the e-mail nor the new password goes out.
-  EXPECT_EQ(Keys(requests[0]), (std::vector<std::string>{"bx_sn", "bx_token", "id", "auth_key",
-                                                         "serial_no", "full_name"}));
+  EXPECT_EQ(requests[0].FormKeys(),
+            (Keys{"bx_sn", "bx_token", "id", "auth_key", "serial_no", "full_name"}));
 
   ASSERT_EQ(VEXOZEPHAccountSetInfo(nullptr, nullptr, nullptr, nullptr, "NL", "dut",
                                    "Europe/Amsterdam", 0, 1, 0, "7.2,7.3"),
@@ -90,10 +93,10 @@ TEST_F(AccountUpdate, UpdateSendsOnlyWhatIsGivenAndFlagsAreThreeValued) {
       << "error " << VEXOZEPHErrGet();
   requests = Requests(kUpdatePath);
   ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(Keys(requests[1]),
-            (std::vector<std::string>{"bx_sn", "bx_token", "id", "auth_key", "serial_no", "country",
-                                      "notify_lang", "timezone", "enews", "critical_release",
-                                      "enews_local_promotion", "critical_version_list"}));
+  EXPECT_EQ(requests[1].FormKeys(),
+            (Keys{"bx_sn", "bx_token", "id", "auth_key", "serial_no", "country", "notify_lang",
+                  "timezone", "enews", "critical_release", "enews_local_promotion",
+                  "critical_version_list"}));
   EXPECT_EQ(requests[1].FormValue("enews"), "false");
   EXPECT_EQ(requests[1].FormValue("critical_release"), "true");
   EXPECT_EQ(requests[1].FormValue("enews_local_promotion"), "false");
@@ -123,14 +126,6 @@ TEST_F(AccountUpdate, PasswordChangeRefreshesTheRecordAndTellsTheOwner) {
   EXPECT_EQ(VEXOZEPHErrGet(), 14);
   EXPECT_EQ(Requests(kQueryPath).size(), queries);
   EXPECT_EQ(root_.ReadFile(spool), notified);
-}
-
-TEST_F(AccountUpdate, UpdateWithoutAStoredAccountSendsNothing) {
-  EXPECT_EQ(VEXOZEPHAccountSetInfo("x", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, -1,
-                                   -1, -1, nullptr),
-            -1);
-  EXPECT_EQ(VEXOZEPHErrGet(), 3);
-  EXPECT_TRUE(Requests(kUpdatePath).empty());
 }
 
 }  // namespace

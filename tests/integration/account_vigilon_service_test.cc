@@ -14,7 +14,6 @@
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace testing {
@@ -76,31 +75,22 @@ TEST_F(MonitoringGrant, TheCodeComesBackInsideTheRedirectAddressAfterASecondQues
   EXPECT_TRUE(issued) << code;
 }
 
-TEST_F(MonitoringGrant, AnEmptyCodeIsHandedOnAndOnlyAMissingOneIsRefused) {
+TEST_F(MonitoringGrant, AnEmptyCodeIsHandedOnAndARefusalOrLostAnswerIsThrown) {
   AnswerGrant(200, "{\"grant_code\":\"\",\"state\":\"x\"}");
   EXPECT_EQ(Grant(), std::string(kRedirect) + kAddedQuery);
 
-  struct Case {
-    int status;
-    std::string body;
-    int code;
-    std::string message;
-  };
-  const std::vector<Case> refusals = {
-      {403, "{\"error\":\"insufficient_scope\"}", VEXOZEPH_ERR_NO_REPLY,
-       "Failed to grant vigilon, code=403, resp={\"error\":\"insufficient_scope\"}"},
-      {200, "{\"state\":\"x\"}", VEXOZEPH_ERR_NO_REPLY,
-       "Failed to parse vigilon grant resp, code=200"},
-      {200, "{\"grant_code\":null}", VEXOZEPH_ERR_NO_REPLY, "Failed to parse vigilon grant resp"},
-      {200, "[\"grant_code\"]", VEXOZEPH_ERR_NO_REPLY, "Failed to parse vigilon grant resp"},
-      {200, "grant_code=abc", VEXOZEPH_ERR_BAD_JSON, ""},
-  };
-  for (const Case &c : refusals) {
-    AnswerGrant(c.status, c.body);
-    std::string message;
-    EXPECT_EQ(CodeOf([&] { Grant(); }, &message), c.code) << c.body;
-    EXPECT_NE(message.find(c.message), std::string::npos) << message;
-  }
+  // A null code is no empty one. Bodies without a code, or with an array in its place, are
+  // the hostile server's table.
+  AnswerGrant(200, "{\"grant_code\":null}");
+  std::string message;
+  EXPECT_EQ(CodeOf([&] { Grant(); }, &message), VEXOZEPH_ERR_NO_REPLY);
+  EXPECT_NE(message.find("Failed to parse vigilon grant resp"), std::string::npos) << message;
+  AnswerGrant(403, "{\"error\":\"insufficient_scope\"}");
+  EXPECT_EQ(CodeOf([&] { Grant(); }, &message), VEXOZEPH_ERR_NO_REPLY);
+  EXPECT_NE(
+      message.find("Failed to grant vigilon, code=403, resp={\"error\":\"insufficient_scope\"}"),
+      std::string::npos)
+      << message;
 
   // A transport failure names the transport's own code and message.
   Fault dropped;
@@ -108,7 +98,6 @@ TEST_F(MonitoringGrant, AnEmptyCodeIsHandedOnAndOnlyAMissingOneIsRefused) {
   dropped.origin = "account";
   dropped.drop = true;
   cloud_->QueueFault(dropped);
-  std::string message;
   EXPECT_EQ(CodeOf([&] { Grant(); }, &message), VEXOZEPH_ERR_NO_REPLY);
   EXPECT_NE(message.find("Failed to grant vigilon, reqcode="), std::string::npos) << message;
 }

@@ -1,27 +1,24 @@
-// Every network call of the library against a server that answers badly: bodies that are
-// not JSON or not the right JSON, members of the wrong type or missing, an empty body, one
-// too large to hold, nesting far beyond any real answer, a status of 0, a dropped
-// connection and an answer trickled byte by byte. Each call must fail with its clear code,
-// leave the account file, the token files and the package cache byte for byte as they
-// were, and keep its log lines short and free of whole credentials.
+// Every network call of the library against a server that answers badly (the hostile
+// answers of tests/support): each call must fail with its clear code, leave the account
+// file, the token files, the package cache and the cron jobs byte for byte as they were,
+// and keep its log lines short and free of whole credentials.
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/user_fields.h"
+#include "support/integ_file_snapshots.h"
+#include "support/integ_hostile_answers.h"
+#include "support/integ_json.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"
 #include "support/zeph_code.h"
@@ -38,21 +35,13 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kVigilonTokenFile[] = "/usr/vexo/etc/vexona-account/private/vigilon_token.json";
 const char kVigilonCache[] = "/tmp/account_vigilon_pkce_client.conf";
 // A credential the answers carry: it must never reach a log line whole.
 const char kCredential[] = "hostile-credential-0123456789";
 // Longer than any line the library means to write; shorter than the smallest hostile body.
 const size_t kLongestLogLine = 16 * 1024;
 
-// What one call answers with each kind of bad answer; -1 where the kind does not apply.
-struct Codes {
-  int not_json;      // also nesting beyond the parser's limit and a trickled, cut body
-  int wrong_root;    // JSON, but not an object
-  int wrong_member;  // an object with a member read missing or of the wrong type
-  int empty;         // status 200 and no body
-  int transport;     // a body too large, a status of 0, a dropped connection
-};
+using Codes = HostileCodes;
 
 // The form sender maps what it cannot send or read to 4; result words that are not
 // JSON map to 24 (unknown). The OAuth clients say 2 for what does not parse, 5 for
@@ -90,12 +79,6 @@ struct Call {
   std::vector<std::string> replaced_before = {};
 };
 
-struct Answer {
-  std::string what;
-  Fault fault;
-  int code;
-};
-
 int CCode(int result) {
   return result == 0 ? 0 : static_cast<int>(VEXOZEPHErrGet());
 }
@@ -103,12 +86,6 @@ int CCode(int result) {
 int ClassCode(const std::function<void()> &body) {
   const int code = CodeOf(body);
   return code == -1 ? 0 : code;
-}
-
-Json::Value Object(std::initializer_list<std::pair<const char *, Json::Value>> members) {
-  Json::Value object(Json::objectValue);
-  for (const auto &member : members) object[member.first] = member.second;
-  return object;
 }
 
 class HostileServer : public SignedInAppliance {
@@ -119,41 +96,25 @@ class HostileServer : public SignedInAppliance {
     ASSERT_FALSE(AccountVigilonService()
                      .Grant("vigilon-cloud", "monitor", "https://m.example/cb", "1")
                      .empty());
-    for (const char *path : Watched()) baseline_[path] = Snapshot(path);
+    baseline_ = watched_.Take();
     ASSERT_TRUE(baseline_[kAccountFile].has_value());
     ASSERT_TRUE(baseline_[kVigilonCache].has_value());
   }
 
-  static std::vector<const char *> Watched() {
-    return {kAccountFile, kSessionTokenFile, kVigilonTokenFile, kVigilonCache, kCronJobs,
-            kCronFile};
-  }
-
-  std::optional<std::string> Snapshot(const std::string &absolute) const {
-    if (!root_.Exists(absolute)) return std::nullopt;
-    return root_.ReadFile(absolute);
-  }
-
-  // Puts back what a row's preparation changed; a file rewritten in place keeps its mode.
+  // Puts back what a row's preparation changed.
   void RestoreBaseline() {
-    for (const auto &file : baseline_) {
-      const std::string path = root_.Path(file.first);
-      if (!file.second) {
-        ::unlink(path.c_str());
-      } else if (Snapshot(file.first) != file.second) {
-        std::ofstream(path, std::ios::trunc | std::ios::binary) << *file.second;
-        ::chmod(path.c_str(), 0600);
-      }
-    }
+    watched_.Restore(baseline_);
     clock::SetForTesting(kSignedInAt);
   }
 
   void Remove(const std::string &absolute) { ::unlink(root_.Path(absolute).c_str()); }
 
   std::vector<Call> Calls();
-  std::vector<Answer> Answers(const Call &call) const;
 
-  std::map<std::string, std::optional<std::string>> baseline_;
+  const FileSnapshots watched_{
+      root_,
+      {kAccountFile, kSessionTokenFile, kPackageTokenFile, kVigilonCache, kCronJobs, kCronFile}};
+  FileSnapshots::Contents baseline_;
 };
 
 // The device session's own client, configured as the account service configures it.
@@ -165,21 +126,21 @@ std::unique_ptr<PkceClient> SessionClient() {
 
 std::vector<Call> HostileServer::Calls() {
   const Json::Value word_good = Json::Value("good");
-  Json::Value profile = Object({{"code", "good"}});
+  Json::Value profile = JsonObject({{"code", "good"}});
 #define VEXOZEPH_GOOD_TEXT(member, Name) profile[#member] = "text";
   VEXOZEPH_PROFILE_TEXT_FIELDS(VEXOZEPH_GOOD_TEXT)
 #undef VEXOZEPH_GOOD_TEXT
 #define VEXOZEPH_GOOD_FLAG(member, Name) profile[#member] = true;
   VEXOZEPH_PROFILE_FLAG_FIELDS(VEXOZEPH_GOOD_FLAG)
 #undef VEXOZEPH_GOOD_FLAG
-  profile["critical_version_list"] = Object({{"7.2", true}});
+  profile["critical_version_list"] = JsonObject({{"7.2", true}});
   const Json::Value identity =
-      Object({{"code", "good"}, {"id", "4711"}, {"auth_key", kCredential}});
-  const Json::Value tokens = Object({{"access_token", kCredential},
-                                     {"id_token", kCredential},
-                                     {"refresh_token", kCredential},
-                                     {"expires_in", 3600}});
-  const Json::Value grant = Object({{"grant_code", kCredential}});
+      JsonObject({{"code", "good"}, {"id", "4711"}, {"auth_key", kCredential}});
+  const Json::Value tokens = JsonObject({{"access_token", kCredential},
+                                         {"id_token", kCredential},
+                                         {"refresh_token", kCredential},
+                                         {"expires_in", 3600}});
+  const Json::Value grant = JsonObject({{"grant_code", kCredential}});
   const auto nothing = [](HostileServer &) {};
   return {
       {"password login", kLoginPath, "account", kJsonForm, identity, nothing,
@@ -199,7 +160,7 @@ std::vector<Call> HostileServer::Calls() {
          Json::Value result;
          return CCode(VEXOZEPHAccountQueryInfo(result, true, true));
        }},
-      {"device report", "device/api/report", "account", kJsonForm, Object({{"code", "good"}}),
+      {"device report", "device/api/report", "account", kJsonForm, JsonObject({{"code", "good"}}),
        nothing, [](HostileServer &) { return CCode(VEXOZEPHReportInfo()); }},
       {"registration", "device/api/user/register", "account", kWordForm, word_good, nothing,
        [](HostileServer &) {
@@ -222,7 +183,7 @@ std::vector<Call> HostileServer::Calls() {
        "/oauth2/api/v1/device/core/authkey/exchange",
        "account",
        kTokenSet,
-       Object({{"user_id", "4711"}, {"auth_key", kCredential}}),
+       JsonObject({{"user_id", "4711"}, {"auth_key", kCredential}}),
        nothing,
        [](HostileServer &self) {
          return ClassCode([&self] {
@@ -235,14 +196,14 @@ std::vector<Call> HostileServer::Calls() {
       {"grant by auth key", "/migration/api/v1/device/core/authorization_code/grant", "account",
        kGrant, grant, [](HostileServer &self) { self.Remove(kSessionTokenFile); },
        [](HostileServer &) { return ClassCode([] { AccountPkceService().GetAccessToken(); }); }},
-      {"sign-out", "/device/api/logout", "account", kLogout, Object({{"code", "good"}}), nothing,
-       [](HostileServer &) { return ClassCode([] { AccountPkceService().Logout(); }); }},
+      {"sign-out", "/device/api/logout", "account", kLogout, JsonObject({{"code", "good"}}),
+       nothing, [](HostileServer &) { return ClassCode([] { AccountPkceService().Logout(); }); }},
       {"package configuration", "/oauth2/api/v1/device/package/config/pkce/client", "account",
-       kObject, Object({{"client_id", "vigilon"}, {"scope", "openid"}}),
+       kObject, JsonObject({{"client_id", "vigilon"}, {"scope", "openid"}}),
        [](HostileServer &self) { self.Remove(kVigilonCache); },
        [](HostileServer &) { return ClassCode([] { PackagePkceClient("vigilon"); }); }},
       {"package grant", "/oauth2/api/v1/device/package/authorization_code/grant", "account", kGrant,
-       grant, [](HostileServer &self) { self.Remove(kVigilonTokenFile); },
+       grant, [](HostileServer &self) { self.Remove(kPackageTokenFile); },
        [](HostileServer &) {
          return ClassCode([] { PackagePkceClient("vigilon").GetAccessToken(); });
        }},
@@ -256,86 +217,31 @@ std::vector<Call> HostileServer::Calls() {
   };
 }
 
-std::vector<Answer> HostileServer::Answers(const Call &call) const {
-  // Every request of the row meets the answer: a call that tries again must not reach
-  // the real server and succeed.
-  auto body = [&call](const std::string &text, int status = 200) {
-    Fault fault;
-    fault.path = call.path;
-    fault.origin = call.origin;
-    fault.count = 5;
-    fault.status = status;
-    fault.body = text;
-    fault.content_type = "application/json";
-    return fault;
-  };
-  const std::string good = json::ToCompactString(call.good);
-  std::vector<Answer> answers = {
-      {"not JSON", body("<html><body>Bad gateway</body></html>"), call.codes.not_json},
-      {"an array at the root", body("[" + good + "]"), call.codes.wrong_root},
-      {"a string at the root", body("\"good\""), call.codes.wrong_root},
-      {"an empty body", body(""), call.codes.empty},
-      {"a 10 MiB body", body(std::string(10 * 1024 * 1024, ' ') + good), call.codes.transport},
-      {"100,000 nested brackets", body(std::string(100000, '[') + std::string(100000, ']')),
-       call.codes.not_json},
-  };
-  // A status of 0 on a good body: no HTTP library sends it, so it goes on the wire raw
-  // (libcurl refuses it as an unsupported protocol).
-  Fault zero = body("");
-  zero.body.reset();
-  zero.status = 0;
-  zero.raw = "HTTP/1.1 000 None\r\nContent-Type: application/json\r\nContent-Length: " +
-             std::to_string(good.size()) + "\r\nConnection: close\r\n\r\n" + good;
-  answers.push_back({"a status of 0", zero, call.codes.transport});
-  Fault drop = body("");
-  drop.body.reset();
-  drop.status = 0;
-  drop.drop = true;
-  answers.push_back({"a dropped connection", drop, call.codes.transport});
-  // Slow but complete: the client waits it out and judges the text, cut before its end.
-  Fault trickle = body(good.substr(0, std::min<size_t>(24, good.size() / 2)));
-  trickle.trickle_ms = 10;
-  answers.push_back({"a slow trickle of a cut answer", trickle, call.codes.not_json});
-
-  if (call.codes.wrong_member >= 0) {
-    for (const std::string &member : call.good.getMemberNames()) {
-      Json::Value wrong = call.good;
-      wrong[member] = Json::Value(Json::arrayValue);
-      wrong[member].append(1);
-      answers.push_back({member + " of the wrong type", body(json::ToCompactString(wrong)),
-                         call.codes.wrong_member});
-      Json::Value missing = call.good;
-      missing.removeMember(member);
-      answers.push_back(
-          {member + " missing", body(json::ToCompactString(missing)), call.codes.wrong_member});
-    }
-  }
-  return answers;
-}
-
 TEST_F(HostileServer, EveryCallRefusesEveryBadAnswerWithItsCodeAndWritesNothing) {
   int tried = 0;
   for (const Call &call : Calls()) {
-    for (const Answer &answer : Answers(call)) {
+    for (const HostileAnswer &answer :
+         HostileAnswers(call.origin, call.path, call.good, call.codes)) {
       SCOPED_TRACE(call.name + ", " + answer.what);
       call.prepare(*this);
-      std::map<std::string, std::optional<std::string>> before;
-      for (const char *path : Watched()) before[path] = Snapshot(path);
+      const FileSnapshots::Contents before = watched_.Take();
       cloud_->QueueFault(answer.fault);
       LogCapture log;
       EXPECT_EQ(call.run(*this), answer.code);
       cloud_->ClearFaults();
       ++tried;
 
-      for (const char *path : Watched()) {
+      const FileSnapshots::Contents after = watched_.Take();
+      for (const auto &file : before) {
+        const std::string &path = file.first;
         const bool replaced = std::find(call.replaced_before.begin(), call.replaced_before.end(),
                                         path) != call.replaced_before.end();
         if (!replaced) {
-          EXPECT_EQ(Snapshot(path), before[path]) << path;
+          EXPECT_EQ(after.at(path), file.second) << path;
           continue;
         }
-        Json::Value file;
-        EXPECT_TRUE(json::FromFile(root_.Path(path), file) && file.isObject()) << path;
+        Json::Value file_json;
+        EXPECT_TRUE(json::FromFile(root_.Path(path), file_json) && file_json.isObject()) << path;
       }
       for (const std::string &line : log.Lines()) {
         EXPECT_LE(line.size(), kLongestLogLine) << line.substr(0, 200);

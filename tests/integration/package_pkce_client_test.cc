@@ -19,13 +19,14 @@
 #include "internal/json_utils.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
+#include "support/integ_byte_channel.h"
+#include "support/integ_json.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"
 #include "support/umask_scope.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"
-#include "vexozeph/tarn_service.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
@@ -77,7 +78,6 @@ TEST_F(PackageClientAgainstCloud, APackageIsGrantedItsOwnTokensOnTheSessionsBear
   EXPECT_EQ(configs[0].method, "GET");
   EXPECT_EQ(configs[0].query, (NamedPairs{{"package_name", "vigilon"}}));
   EXPECT_EQ(configs[0].Header("Authorization"), "Bearer " + session_token);
-  EXPECT_EQ(configs[0].Header("User-Agent"), TarnService().GetUserAgent());
   const Json::Value cache = JsonFile(kCache);
   EXPECT_EQ(cache["created_at"].asInt64(), kSignedInAt);
   EXPECT_EQ(json::StringOr(cache, "client_id"), "pkg.vigilon");
@@ -100,7 +100,6 @@ TEST_F(PackageClientAgainstCloud, APackageIsGrantedItsOwnTokensOnTheSessionsBear
                                                     std::string("device_sn:") + kSerial}));
   EXPECT_EQ(grants[0].Header("X-Client-ID"), "pkg.vigilon");
   EXPECT_EQ(grants[0].Header("Authorization"), "Bearer " + session_token);
-  EXPECT_EQ(grants[0].status, 200);
   const std::vector<LoggedRequest> exchanges = PackageTokenRequests("authorization_code");
   ASSERT_EQ(exchanges.size(), 1u);
   EXPECT_EQ(exchanges[0].FormValue("redirect_uri"), redirect);
@@ -285,49 +284,34 @@ TEST_F(PackageClientAgainstCloud, ProcessesAskingForTheSameTokenAtOnceGrantAndEx
   // Each process builds its client (fetching the configuration) when the first byte
   // arrives and asks for the token when the second does, all of them at once.
   const int kProcesses = 4;
-  int go[2];
-  int ready[2];
-  ASSERT_EQ(::pipe(go), 0);
-  ASSERT_EQ(::pipe(ready), 0);
+  ByteChannel go;
+  ByteChannel ready;
   std::vector<pid_t> children;
   for (int i = 0; i < kProcesses; ++i) {
     const std::string result = root_.Path("/tmp/package-token-" + std::to_string(i));
-    pid_t pid = StartChild([go, ready, result] {
-      ::close(go[1]);
-      ::close(ready[0]);
+    children.push_back(StartChild([&go, &ready, result] {
       std::ofstream out(result);
-      char byte = 0;
       try {
-        if (::read(go[0], &byte, 1) != 1) return 2;
+        if (go.Receive(1).empty()) return 2;
         PackagePkceClient package("vigilon");
-        if (::write(ready[1], "r", 1) != 1 || ::read(go[0], &byte, 1) != 1) return 2;
+        if (!ready.Send("r") || go.Receive(1).empty()) return 2;
         out << package.GetAccessToken();
         return 0;
       } catch (const ZephException &e) {
         out << e.what();
-        if (::write(ready[1], "f", 1) != 1) return 2;
+        ready.Send("f");
         return 1;
       }
-    });
-    ASSERT_GT(pid, 0);
-    children.push_back(pid);
+    }));
+    ASSERT_GT(children.back(), 0);
   }
-  ::close(go[0]);
-  ::close(ready[1]);
+  ready.CloseWriting();
   const std::string start(kProcesses, 'g');
-  ASSERT_EQ(::write(go[1], start.data(), start.size()), kProcesses);
-  std::string built(kProcesses, ' ');
-  for (size_t got = 0; got < built.size();) {
-    const ssize_t n = ::read(ready[0], &built[got], built.size() - got);
-    ASSERT_GT(n, 0);
-    got += static_cast<size_t>(n);
-  }
-  EXPECT_EQ(built, std::string(kProcesses, 'r'));
+  ASSERT_TRUE(go.Send(start));
+  EXPECT_EQ(ready.Receive(kProcesses), std::string(kProcesses, 'r'));
   // Those that waited for the configuration took the one just fetched.
   EXPECT_EQ(ConfigRequests().size(), 1u);
-  ASSERT_EQ(::write(go[1], start.data(), start.size()), kProcesses);
-  ::close(go[1]);
-  ::close(ready[0]);
+  ASSERT_TRUE(go.Send(start));
 
   std::set<std::string> tokens;
   for (int i = 0; i < kProcesses; ++i) {
@@ -342,7 +326,9 @@ TEST_F(PackageClientAgainstCloud, ProcessesAskingForTheSameTokenAtOnceGrantAndEx
   EXPECT_EQ(PackageTokenRequests("authorization_code").size(), 1u);
 }
 
-TEST_F(PackageClientAgainstCloud, RefusedOrBrokenAnswersLeaveNoCacheAndNoTokens) {
+// Bodies that are no JSON object, or lack a member or hold an array in its place, are the
+// hostile server's table.
+TEST_F(PackageClientAgainstCloud, RefusalsLeaveNoCacheAndNoTokensAndAnEmptyScopeIsOneField) {
   struct Case {
     std::string path;
     int status;
@@ -353,16 +339,11 @@ TEST_F(PackageClientAgainstCloud, RefusedOrBrokenAnswersLeaveNoCacheAndNoTokens)
   const std::vector<Case> cases = {
       {kConfigPath, 404, "{\"error\":\"package_not_found\"}", VEXOZEPH_ERR_NO_REPLY,
        "Failed to retrieve pacakge[vigilon] pkce config, code=404"},
-      {kConfigPath, 200, "[\"client_id\"]", VEXOZEPH_ERR_NO_REPLY,
-       "Failed to parse retrieve pacakge[vigilon] pkce config resp, code=200"},
-      {kConfigPath, 200, "<html/>", VEXOZEPH_ERR_BAD_JSON, ""},
       {kGrantPath, 403, "{\"error\":\"insufficient_scope\"}", VEXOZEPH_ERR_NO_REPLY,
        "Failed to grant pacakge[vigilon], code=403"},
-      {kGrantPath, 200, "{\"state\":\"1\"}", VEXOZEPH_ERR_NO_REPLY,
-       "Failed to parse grant pacakge[vigilon] resp, code=200"},
+      // A number a lenient reader would turn into the text "7".
       {kGrantPath, 200, "{\"grant_code\":7}", VEXOZEPH_ERR_NO_REPLY,
        "Failed to parse grant pacakge[vigilon] resp"},
-      {kGrantPath, 200, "not json", VEXOZEPH_ERR_BAD_JSON, ""},
   };
   for (const Case &c : cases) {
     ::unlink(root_.Path(kCache).c_str());
@@ -379,10 +360,7 @@ TEST_F(PackageClientAgainstCloud, RefusedOrBrokenAnswersLeaveNoCacheAndNoTokens)
   // one empty "scopes[]" field.
   EXPECT_EQ(CodeOf([&] { PackagePkceClient("unknown.pkg"); }), VEXOZEPH_ERR_NO_REPLY);
   EXPECT_FALSE(root_.Exists("/tmp/account_unknown.pkg_pkce_client.conf"));
-  Json::Value notes;
-  notes["package_name"] = "notes";
-  notes["scope"] = "";
-  cloud_->Admin("POST", "/admin/packages", notes);
+  cloud_->Admin("POST", "/admin/packages", JsonObject({{"package_name", "notes"}, {"scope", ""}}));
   cloud_->ClearRequests();
   EXPECT_FALSE(PackagePkceClient("notes").GetAccessToken().empty());
   const std::vector<LoggedRequest> grants = Grants();
