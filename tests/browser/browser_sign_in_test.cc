@@ -12,7 +12,7 @@
 #include <string>
 
 #include "support/cli_fixture.h"
-#include "support/cli_web_driver.h"
+#include "support/web_driver.h"
 #include "support/http_client.h"
 
 namespace vexozeph {

@@ -9,7 +9,7 @@
 #include "internal/json_utils.h"
 #include "support/account_appliance.h"
 #include "support/cloud_steps.h"
-#include "support/integ_oauth_calls.h"
+#include "support/oauth_calls.h"
 #include "support/log_capture.h"
 #include "vexozeph/user.h"
 

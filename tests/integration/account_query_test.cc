@@ -14,8 +14,8 @@
 #include "support/account_appliance.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
-#include "support/integ_byte_channel.h"
-#include "support/integ_json.h"
+#include "support/byte_channel.h"
+#include "support/json_object.h"
 #include "vexozeph/user.h"
 
 namespace vexozeph {

@@ -8,7 +8,7 @@
 
 #include "base/request_token.h"
 #include "support/cloud_emulator.h"
-#include "support/integ_run_program.h"
+#include "support/run_program.h"
 #include "support/temp_root.h"
 
 namespace {

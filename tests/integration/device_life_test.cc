@@ -13,7 +13,7 @@
 #include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"
-#include "support/integ_json.h"
+#include "support/json_object.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_vigilon_service.h"
 #include "vexozeph/error_codes.h"

@@ -9,7 +9,7 @@
 
 #include "support/cloud_emulator.h"
 #include "support/http_client.h"
-#include "support/integ_oauth_calls.h"
+#include "support/oauth_calls.h"
 #include "support/temp_root.h"
 
 namespace vexozeph {

@@ -12,7 +12,7 @@
 #include "internal/request_token.h"
 #include "support/cloud_steps.h"
 #include "support/device_on_cloud.h"
-#include "support/integ_form_request.h"
+#include "support/form_request.h"
 #include "support/log_capture.h"
 #include "vexozeph/vexozeph.h"
 

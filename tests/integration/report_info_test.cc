@@ -10,7 +10,7 @@
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "support/cloud_steps.h"
-#include "support/integ_json.h"
+#include "support/json_object.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"
 #include "vexozeph/account_pkce_service.h"

@@ -9,8 +9,8 @@
 
 #include "internal/http/session.h"
 #include "support/cloud_emulator.h"
-#include "support/integ_env_scope.h"
-#include "support/integ_form_request.h"
+#include "support/env_scope.h"
+#include "support/form_request.h"
 #include "support/temp_root.h"
 
 namespace vexozeph {

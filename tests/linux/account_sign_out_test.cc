@@ -12,7 +12,7 @@
 
 #include "support/appliance_files.h"
 #include "support/temp_root.h"
-#include "support/unit_dirs.h"
+#include "support/test_dirs.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {

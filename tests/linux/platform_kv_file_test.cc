@@ -12,7 +12,7 @@
 
 #include "support/child_process.h"
 #include "support/temp_root.h"
-#include "support/unit_child_guard.h"
+#include "support/child_guard.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexo_platform/vlib_string.h"

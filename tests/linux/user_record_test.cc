@@ -11,7 +11,7 @@
 #include "support/child_process.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
-#include "support/unit_ids.h"
+#include "support/process_ids.h"
 #include "support/zeph_code.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_exception.h"

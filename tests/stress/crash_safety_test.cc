@@ -21,7 +21,7 @@
 
 #include "base/atomic_file.h"
 #include "support/child_process.h"
-#include "support/cli_crash_writer/written_versions.h"
+#include "support/crash_writer/written_versions.h"
 #include "support/temp_root.h"
 #include "vexozeph/error_codes.h"
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "support/child_process.h"
-#include "support/unit_fake_appliance.h"
-#include "support/unit_ids.h"
+#include "support/fake_appliance.h"
+#include "support/process_ids.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"

@@ -8,7 +8,7 @@
 
 #include "internal/account_pkce_service_impl.h"
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
+#include "support/fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"

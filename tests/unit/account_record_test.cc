@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
+#include "support/fake_appliance.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
+#include "support/fake_appliance.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"

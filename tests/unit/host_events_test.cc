@@ -8,8 +8,8 @@
 #include "internal/zeph_plugin_manager.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
-#include "support/unit_ids.h"
+#include "support/fake_appliance.h"
+#include "support/process_ids.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_api_key.h"
 

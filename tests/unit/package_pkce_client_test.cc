@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "internal/package_pkce_client_impl.h"
-#include "support/unit_fake_appliance.h"
+#include "support/fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
+#include "support/fake_appliance.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {

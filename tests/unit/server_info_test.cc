@@ -9,8 +9,8 @@
 #include "internal/server_info_impl.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"
-#include "support/unit_fake_appliance.h"
-#include "support/unit_ids.h"
+#include "support/fake_appliance.h"
+#include "support/process_ids.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 

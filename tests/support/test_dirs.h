@@ -1,7 +1,7 @@
 // Directory scaffolding for tests: a root made inside a chosen directory, and the names a
 // piece of code creates in a directory while it runs.
-#ifndef VEXOZEPH_TESTS_SUPPORT_UNIT_DIRS_H_
-#define VEXOZEPH_TESTS_SUPPORT_UNIT_DIRS_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_TEST_DIRS_H_
+#define VEXOZEPH_TESTS_SUPPORT_TEST_DIRS_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -59,4 +59,4 @@ inline std::set<std::string> NamesCreatedDuring(const std::string &dir,
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_UNIT_DIRS_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_TEST_DIRS_H_

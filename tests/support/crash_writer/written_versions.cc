@@ -1,4 +1,4 @@
-#include "support/cli_crash_writer/written_versions.h"
+#include "support/crash_writer/written_versions.h"
 
 #include <json/json.h>
 

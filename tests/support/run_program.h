@@ -1,7 +1,7 @@
 // Runs a program in a child process with its output in a file and extra variables in its
 // environment, and the words of a space-separated list the build hands a test.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_RUN_PROGRAM_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_RUN_PROGRAM_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_RUN_PROGRAM_H_
+#define VEXOZEPH_TESTS_SUPPORT_RUN_PROGRAM_H_
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -46,4 +46,4 @@ inline int RunProgram(std::vector<std::string> argv, const std::string &log,
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_RUN_PROGRAM_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_RUN_PROGRAM_H_

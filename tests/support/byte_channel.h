@@ -1,7 +1,7 @@
 // A pipe that a test and the child processes it starts share, to let the children go at
 // one moment and to hear back from them.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_BYTE_CHANNEL_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_BYTE_CHANNEL_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_BYTE_CHANNEL_H_
+#define VEXOZEPH_TESTS_SUPPORT_BYTE_CHANNEL_H_
 
 #include <unistd.h>
 
@@ -52,4 +52,4 @@ class ByteChannel {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_BYTE_CHANNEL_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_BYTE_CHANNEL_H_

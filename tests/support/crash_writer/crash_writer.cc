@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "support/cli_crash_writer/written_versions.h"
+#include "support/crash_writer/written_versions.h"
 
 int main(int argc, char **argv) {
   using vexozeph::testing::WrittenFile;

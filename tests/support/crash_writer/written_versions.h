@@ -1,8 +1,8 @@
 // Numbered contents of the three files the crash harness writes and kills writers of.
 // Every value differs from one version to the next, so a file cut short or mixed from two
 // versions is told apart from any whole one.
-#ifndef VEXOZEPH_TESTS_SUPPORT_CLI_CRASH_WRITER_WRITTEN_VERSIONS_H_
-#define VEXOZEPH_TESTS_SUPPORT_CLI_CRASH_WRITER_WRITTEN_VERSIONS_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_CRASH_WRITER_WRITTEN_VERSIONS_H_
+#define VEXOZEPH_TESTS_SUPPORT_CRASH_WRITER_WRITTEN_VERSIONS_H_
 
 #include <cstdint>
 #include <string>
@@ -35,4 +35,4 @@ int64_t WholeVersionIn(WrittenFile file);
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_CLI_CRASH_WRITER_WRITTEN_VERSIONS_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_CRASH_WRITER_WRITTEN_VERSIONS_H_

@@ -1,4 +1,4 @@
-#include "support/cli_web_driver.h"
+#include "support/web_driver.h"
 
 #include <gtest/gtest.h>
 #include <json/writer.h>

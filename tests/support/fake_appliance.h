@@ -1,7 +1,7 @@
 // The unit tests' appliance: the programmable fake platform, reset for each test, under a
 // fresh root, with the settable clock put back to the real one afterwards.
-#ifndef VEXOZEPH_TESTS_SUPPORT_UNIT_FAKE_APPLIANCE_H_
-#define VEXOZEPH_TESTS_SUPPORT_UNIT_FAKE_APPLIANCE_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_FAKE_APPLIANCE_H_
+#define VEXOZEPH_TESTS_SUPPORT_FAKE_APPLIANCE_H_
 
 #include <gtest/gtest.h>
 
@@ -35,4 +35,4 @@ class FakeAppliance : public ::testing::Test {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_UNIT_FAKE_APPLIANCE_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_FAKE_APPLIANCE_H_

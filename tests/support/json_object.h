@@ -1,7 +1,7 @@
 // A JSON object written inline, for the answers and account changes the tests against
 // the cloud emulator hand over.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_JSON_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_JSON_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_JSON_OBJECT_H_
+#define VEXOZEPH_TESTS_SUPPORT_JSON_OBJECT_H_
 
 #include <json/json.h>
 
@@ -20,4 +20,4 @@ inline Json::Value JsonObject(std::initializer_list<std::pair<const char *, Json
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_JSON_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_JSON_OBJECT_H_

@@ -1,8 +1,8 @@
 // The device client's OAuth requests made with plain libcurl, as another program on the
 // appliance would make them: a form POST or GET trusting only the emulator's CA, the code
 // exchange at the identity host and the auth-key exchange at the account host.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_OAUTH_CALLS_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_OAUTH_CALLS_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_OAUTH_CALLS_H_
+#define VEXOZEPH_TESTS_SUPPORT_OAUTH_CALLS_H_
 
 #include <json/json.h>
 
@@ -51,4 +51,4 @@ inline Reply ExchangeForAuthKey(const CloudEmulator &cloud, const std::string &a
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_OAUTH_CALLS_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_OAUTH_CALLS_H_

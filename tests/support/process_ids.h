@@ -1,7 +1,7 @@
 // Sets a (forked child) process's user and group ids at once, for tests of the privilege
 // switch: the same real, effective and saved value for the user and the group id.
-#ifndef VEXOZEPH_TESTS_SUPPORT_UNIT_IDS_H_
-#define VEXOZEPH_TESTS_SUPPORT_UNIT_IDS_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_PROCESS_IDS_H_
+#define VEXOZEPH_TESTS_SUPPORT_PROCESS_IDS_H_
 
 #include <grp.h>
 #include <unistd.h>
@@ -20,4 +20,4 @@ inline bool SetIds(uid_t real, uid_t effective, uid_t saved) {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_UNIT_IDS_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_PROCESS_IDS_H_

@@ -1,7 +1,7 @@
 // Sets environment variables for the life of the object and puts back what was there,
 // including their absence.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_ENV_SCOPE_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_ENV_SCOPE_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_ENV_SCOPE_H_
+#define VEXOZEPH_TESTS_SUPPORT_ENV_SCOPE_H_
 
 #include <stdlib.h>
 
@@ -46,4 +46,4 @@ class EnvScope {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_ENV_SCOPE_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_ENV_SCOPE_H_

@@ -1,7 +1,7 @@
 // Kills and reaps a forked child when a test leaves its scope, also through a failed
 // ASSERT, so that a child looping for ever never outlives its test.
-#ifndef VEXOZEPH_TESTS_SUPPORT_UNIT_CHILD_GUARD_H_
-#define VEXOZEPH_TESTS_SUPPORT_UNIT_CHILD_GUARD_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_CHILD_GUARD_H_
+#define VEXOZEPH_TESTS_SUPPORT_CHILD_GUARD_H_
 
 #include <signal.h>
 #include <sys/types.h>
@@ -30,4 +30,4 @@ class ChildGuard {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_UNIT_CHILD_GUARD_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_CHILD_GUARD_H_

@@ -1,7 +1,7 @@
 // A headless Chromium driven through chromedriver's WebDriver protocol (W3C WebDriver:
 // plain HTTP with JSON bodies on a loopback port), just the calls a sign-in page needs.
-#ifndef VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_
-#define VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_WEB_DRIVER_H_
+#define VEXOZEPH_TESTS_SUPPORT_WEB_DRIVER_H_
 
 #include <json/value.h>
 #include <sys/types.h>
@@ -64,4 +64,4 @@ class WebDriver {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_CLI_WEB_DRIVER_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_WEB_DRIVER_H_

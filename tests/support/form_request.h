@@ -1,7 +1,7 @@
 // One request through the C form sender as a caller makes it: the request record, the
 // platform's hash of form fields and the reply, all released with the object.
-#ifndef VEXOZEPH_TESTS_SUPPORT_INTEG_FORM_REQUEST_H_
-#define VEXOZEPH_TESTS_SUPPORT_INTEG_FORM_REQUEST_H_
+#ifndef VEXOZEPH_TESTS_SUPPORT_FORM_REQUEST_H_
+#define VEXOZEPH_TESTS_SUPPORT_FORM_REQUEST_H_
 
 #include <gtest/gtest.h>
 
@@ -52,4 +52,4 @@ class FormRequest {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_INTEG_FORM_REQUEST_H_
+#endif  // VEXOZEPH_TESTS_SUPPORT_FORM_REQUEST_H_
