@@ -4,7 +4,7 @@
 // (measured, floor and ratio are "-" when a side gave no result).
 // A pair's figures are the fastest repetition of each side (CPU time per iteration): on a
 // shared machine the fastest run is the one least disturbed by other work, and both sides
-// are taken the same way. Defaults: 15 repetitions of at least 0.2 s, randomly interleaved, so that
+// are taken the same way. Defaults: 25 repetitions of at least 0.2 s, randomly interleaved, so that
 // a burst of load falls on both sides of a pair alike; any flag given on the command line wins.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -72,7 +72,7 @@ bool Given(int argc, char **argv, const char *flag) {
 int main(int argc, char **argv) {
   std::vector<std::string> defaults;
   if (!Given(argc, argv, "--benchmark_repetitions"))
-    defaults.push_back("--benchmark_repetitions=15");
+    defaults.push_back("--benchmark_repetitions=25");
   if (!Given(argc, argv, "--benchmark_min_time")) defaults.push_back("--benchmark_min_time=0.2");
   if (!Given(argc, argv, "--benchmark_enable_random_interleaving")) {
     defaults.push_back("--benchmark_enable_random_interleaving=true");
