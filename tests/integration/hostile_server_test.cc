@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "integration/file_snapshots.h"
+#include "integration/hostile_answers.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/user_fields.h"
-#include "support/file_snapshots.h"
-#include "support/hostile_answers.h"
 #include "support/json_object.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"

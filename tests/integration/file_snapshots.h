@@ -1,7 +1,7 @@
 // What a set of files below a test's root hold, or that they are absent: taken before a
 // call to compare with afterwards, and put back between the rows of a table.
-#ifndef VEXOZEPH_TESTS_SUPPORT_FILE_SNAPSHOTS_H_
-#define VEXOZEPH_TESTS_SUPPORT_FILE_SNAPSHOTS_H_
+#ifndef VEXOZEPH_TESTS_INTEGRATION_FILE_SNAPSHOTS_H_
+#define VEXOZEPH_TESTS_INTEGRATION_FILE_SNAPSHOTS_H_
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -57,4 +57,4 @@ class FileSnapshots {
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_FILE_SNAPSHOTS_H_
+#endif  // VEXOZEPH_TESTS_INTEGRATION_FILE_SNAPSHOTS_H_

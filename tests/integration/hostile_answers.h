@@ -3,8 +3,8 @@
 // nesting far beyond any real answer, a status of 0, a dropped connection, a cut answer
 // trickled byte by byte and, for a call that reads members, each member of a good answer
 // missing or of the wrong type.
-#ifndef VEXOZEPH_TESTS_SUPPORT_HOSTILE_ANSWERS_H_
-#define VEXOZEPH_TESTS_SUPPORT_HOSTILE_ANSWERS_H_
+#ifndef VEXOZEPH_TESTS_INTEGRATION_HOSTILE_ANSWERS_H_
+#define VEXOZEPH_TESTS_INTEGRATION_HOSTILE_ANSWERS_H_
 
 #include <json/json.h>
 
@@ -96,4 +96,4 @@ inline std::vector<HostileAnswer> HostileAnswers(const std::string &origin, cons
 }  // namespace testing
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_TESTS_SUPPORT_HOSTILE_ANSWERS_H_
+#endif  // VEXOZEPH_TESTS_INTEGRATION_HOSTILE_ANSWERS_H_
