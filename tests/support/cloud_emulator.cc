@@ -1,16 +1,22 @@
-#include "support/appliance_files.h"
 #include "support/cloud_emulator.h"
+#include "support/appliance_files.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <openssl/rand.h>
+#include <sched.h>
 #include <signal.h>
 #include <strings.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -31,6 +37,30 @@ namespace fs = std::filesystem;
 
 const char kDefaultsConfigDir[] = "/usr/vexo/etc.defaults/vexona-account/config";
 const char kLoginRedirectPath[] = "/device/oauth/login/callback";
+
+// The port of the build's test payment base ("https://127.0.0.1:18445"): the library has
+// no other way to the payment host.
+std::string BuiltInPaymentPort() {
+  const std::string base = VEXOZEPH_TEST_PAYMENT_HOST;
+  return base.substr(base.rfind(':') + 1);
+}
+
+// Moves this process into a network namespace of its own with its loopback up, where the
+// built-in test ports are free whatever else runs on the machine. False when the process
+// may not (it takes root).
+bool EnterPrivateNetwork() {
+  if (::unshare(CLONE_NEWNET) != 0) return false;
+  const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  ifreq request{};
+  std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
+  const bool up = fd >= 0 && ::ioctl(fd, SIOCGIFFLAGS, &request) == 0 &&
+                  (request.ifr_flags |= IFF_UP, ::ioctl(fd, SIOCSIFFLAGS, &request) == 0);
+  if (fd >= 0) ::close(fd);
+  if (!up)
+    throw std::runtime_error(std::string("no loopback in the new network namespace: ") +
+                             std::strerror(errno));
+  return true;
+}
 
 std::string ReadAll(const std::string &path) {
   std::string content;
@@ -171,6 +201,10 @@ void CloudEmulator::Start(const std::string &binary, const Options &options) {
                                    "--templates-dir",
                                    root_.Path(kDefaultsConfigDir)};
   if (options.verbose) args.push_back("--verbose");
+  if (options.payment_at_built_in_port && EnterPrivateNetwork()) {
+    payment_at_built_in_port_ = true;
+    args.insert(args.end(), {"--payment-port", BuiltInPaymentPort()});
+  }
   args.insert(args.end(), options.extra_args.begin(), options.extra_args.end());
   std::vector<char *> argv;
   for (auto &arg : args) argv.push_back(&arg[0]);

@@ -85,6 +85,11 @@ class CloudEmulator {
     std::string tls_dir;  // empty: a per-user cache under /tmp, shared between tests
     bool verbose = false;
     std::vector<std::string> extra_args;
+    // Serve the payment host at the build's test payment base, the only one the library
+    // reaches. That takes a network namespace of its own for this process (and the
+    // emulator and programs it starts later), so that no other run on the machine can
+    // hold the port; without root the payment host stays on a free port.
+    bool payment_at_built_in_port = false;
   };
 
   // Starts `binary` (tests pass ZEPH_CLOUD_BINARY) and installs it into `root`. Throws
@@ -103,6 +108,8 @@ class CloudEmulator {
   const std::string &AccountOrigin() const { return account_origin_; }
   const std::string &IdentityOrigin() const { return identity_origin_; }
   const std::string &PaymentOrigin() const { return payment_origin_; }
+  // True when the library reaches this emulator's payment host (see Options).
+  bool PaymentAtBuiltInPort() const { return payment_at_built_in_port_; }
   const std::string &AdminOrigin() const { return admin_origin_; }
   // The CA certificate as installed in the root ("/etc/ssl/certs/ca-certificates.crt").
   std::string CaFile() const;
@@ -172,6 +179,7 @@ class CloudEmulator {
   std::string account_origin_;
   std::string identity_origin_;
   std::string payment_origin_;
+  bool payment_at_built_in_port_ = false;
   std::string admin_origin_;
   std::string ca_source_;
 };
