@@ -20,10 +20,7 @@ class StoreCommands : public CliAgainstCloud {
 
   void SetUp() override {
     CliAgainstCloud::SetUp();
-    if (!cloud_->PaymentAtBuiltInPort()) {
-      GTEST_SKIP() << "needs a network namespace of its own (root) to serve the payment host "
-                      "at the build's test payment base";
-    }
+    if (!cloud_->PaymentAtBuiltInPort()) GTEST_SKIP() << kNoPaymentHost;
   }
 };
 

@@ -143,14 +143,10 @@ std::vector<Call> HostileServer::Calls() {
                                          {"refresh_token", kCredential},
                                          {"expires_in", 3600}});
   const Json::Value grant = JsonObject({{"grant_code", kCredential}});
-  Json::Value purchases = JsonObject({{"code", "good"}});
-  purchases["purchases"].append(JsonObject({{"order_id", "o"},
-                                            {"item_id", "i"},
-                                            {"name", "n"},
-                                            {"amount", "1.00"},
-                                            {"currency", "USD"},
-                                            {"purchased_at", 1},
-                                            {"status", "paid"}}));
+  Json::Value purchases;
+  json::Parse(R"({"code": "good", "purchases": [{"order_id": "o", "item_id": "i", "name": "n",
+      "amount": "1.00", "currency": "USD", "purchased_at": 1, "status": "paid"}]})",
+              purchases);
   const auto nothing = [](HostileServer &) {};
   return {
       {"password login", kLoginPath, "account", kJsonForm, identity, nothing,
