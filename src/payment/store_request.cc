@@ -94,8 +94,8 @@ void SendJson(const std::string &path, Json::Value body, bool short_timeout,
   if (!body.isObject() || body.isMember("bx_token")) {
     Refuse(VEXOZEPH_ERR_BAD_PARAMETER, "the body must be a JSON object without \"bx_token\"");
   }
-  const std::string host = PaymentHost();
   response.result = CURLE_OK;
+  const std::string host = PaymentHost();
   Sign(body);
   const std::string url = host + "/" + path;
   const std::string text = json::ToCompactString(body);

@@ -17,7 +17,6 @@ namespace payment {
 // The payment host's paths, below its base.
 inline constexpr char kPurchaseListPath[] = "api/v1/device/purchase/list";
 inline constexpr char kStoreTicketPath[] = "api/v1/device/store/ticket";
-inline constexpr char kStoreItemsPath[] = "api/v1/device/store/items";
 // The store page a management page embeds; it is given a ticket, never a key.
 inline constexpr char kStorePagePath[] = "store/embed";
 
