@@ -9,6 +9,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -60,11 +61,15 @@ int Run(int argc, char **argv) {
   bool json = false;
   bool verbose = false;
   bool report_info = false;
+  bool no_wait = false;
   app.add_flag("--json", json, "Machine-readable output: one JSON document on stdout");
   app.add_flag("-v,--verbose", verbose, "Mirror the library's log lines to stderr");
   CLI::Option *report =
       app.add_flag("--report_info", report_info,
-                   "Send the periodic device report (what the report's cron job runs)");
+                   "Send the periodic device report (what the report's cron job runs), "
+                   "after waiting this device's second of the minute");
+  app.add_flag("--no-wait", no_wait, "With --report_info: send at once, without the wait")
+      ->needs(report);
   app.require_subcommand(0, 1);
 
   std::vector<Defined> defined;
@@ -89,7 +94,13 @@ int Run(int argc, char **argv) {
   // The library reads this at every log line; set it before the first call.
   if (verbose) setenv("VEXOZEPH_LOG_STDERR", "1", 1);
 
-  if (report_info) return RunGuarded(Output(json, ""), vexozeph::cli::RunReportInfo);
+  if (report_info) {
+    const vexozeph::cli::ReportStart start{
+        !no_wait, verbose, [](std::chrono::seconds pause) { std::this_thread::sleep_for(pause); }};
+    return RunGuarded(Output(json, ""), [&start](const Output &out) {
+      return vexozeph::cli::RunReportInfo(out, start);
+    });
+  }
   for (Defined &entry : defined) {
     if (!entry.app->parsed()) continue;
     Command *command = entry.command.get();
