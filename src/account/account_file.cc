@@ -1,4 +1,4 @@
-#include "internal/account_file.h"
+#include "account/account_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "account/privilege_section.h"
+#include "base/atomic_file.h"
 #include "base/key_value_text.h"
-#include "internal/atomic_file.h"
-#include "internal/privilege_section.h"
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "internal/string_utils.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/error_codes.h"

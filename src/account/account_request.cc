@@ -1,9 +1,9 @@
-#include "internal/account_request.h"
+#include "account/account_request.h"
 
 #include <memory>
 
 #include "internal/json_utils.h"
-#include "internal/shown_answer.h"
+#include "pkce/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 
 namespace vexozeph {

@@ -1,8 +1,8 @@
 #include "vexozeph/account_service.h"
 
-#include "internal/account_file.h"
-#include "internal/log.h"
-#include "internal/report_schedule.h"
+#include "account/account_file.h"
+#include "account/report_schedule.h"
+#include "base/log.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"

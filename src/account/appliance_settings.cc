@@ -1,7 +1,7 @@
-#include "internal/appliance_settings.h"
+#include "account/appliance_settings.h"
 
-#include "internal/form_hash.h"
-#include "internal/root_path.h"
+#include "base/root_path.h"
+#include "transport/form_hash.h"
 #include "vexo_platform/vexo_zone.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_file.h"

@@ -1,4 +1,4 @@
-#include "internal/privilege_section.h"
+#include "account/privilege_section.h"
 
 #include <errno.h>
 #include <string.h>
@@ -7,7 +7,7 @@
 
 #include <mutex>
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 namespace {

@@ -3,8 +3,8 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "internal/account_file.h"
-#include "internal/user_impl.h"
+#include "account/account_file.h"
+#include "account/user_impl.h"
 
 namespace vexozeph {
 

@@ -1,8 +1,8 @@
 #include <json/value.h>
 
-#include "internal/appliance_settings.h"
-#include "internal/log.h"
-#include "internal/report_schedule.h"
+#include "account/appliance_settings.h"
+#include "account/report_schedule.h"
+#include "base/log.h"
 #include "vexo_platform/vexo_scheduler.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_account.h"

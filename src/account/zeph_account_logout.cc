@@ -1,6 +1,6 @@
 // The C interface's sign-out: a thin wrapper over the device session's.
-#include "internal/c_edge.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"

@@ -1,11 +1,11 @@
 #include <string>
 
-#include "internal/account_request.h"
-#include "internal/appliance_settings.h"
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
+#include "account/account_request.h"
+#include "account/appliance_settings.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "pkce/shown_answer.h"
+#include "transport/device.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"

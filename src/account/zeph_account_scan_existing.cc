@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "internal/c_edge.h"
+#include "base/log.h"
+#include "base/root_path.h"
+#include "core/c_edge.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
 #include "vexo_platform/vexo_payment.h"
 #include "vexo_platform/vlib_process.h"
 #include "vexozeph/zeph_account.h"

@@ -3,13 +3,13 @@
 #include <memory>
 #include <string>
 
-#include "internal/account_request.h"
-#include "internal/c_edge.h"
-#include "internal/device.h"
+#include "account/account_request.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
-#include "internal/zeph_plugin_manager.h"
+#include "pkce/shown_answer.h"
+#include "transport/device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"

@@ -1,9 +1,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "internal/account_file.h"
-#include "internal/c_edge.h"
-#include "internal/user_fields.h"
+#include "account/account_file.h"
+#include "account/user_fields.h"
+#include "core/c_edge.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 

@@ -1,7 +1,7 @@
-#include "internal/account_file.h"
-#include "internal/c_edge.h"
-#include "internal/log.h"
-#include "internal/zeph_plugin_manager.h"
+#include "account/account_file.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "host/zeph_plugin_manager.h"
 #include "vexo_platform/vlib_plugin.h"
 #include "vexozeph/vexozeph.h"
 

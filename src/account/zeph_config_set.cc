@@ -1,9 +1,9 @@
 #include <cstring>
 #include <string>
 
-#include "internal/c_edge.h"
-#include "internal/log.h"
-#include "internal/user_impl.h"
+#include "account/user_impl.h"
+#include "base/log.h"
+#include "core/c_edge.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 

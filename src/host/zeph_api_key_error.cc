@@ -3,8 +3,8 @@
 
 #include "vexozeph/zeph_api_key.h"
 
-#include "internal/c_edge.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/vexozeph.h"
 

@@ -5,15 +5,15 @@
 
 #include <string>
 
-#include "internal/account_pkce_service_impl.h"
-#include "internal/clock.h"
-#include "internal/http/session.h"
+#include "account/user_impl.h"
+#include "base/clock.h"
+#include "base/log.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_grant.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
-#include "internal/user_impl.h"
+#include "pkce/account_pkce_service_impl.h"
+#include "pkce/pkce_grant.h"
+#include "pkce/shown_answer.h"
+#include "transport/http/session.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"

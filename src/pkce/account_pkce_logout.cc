@@ -4,14 +4,14 @@
 
 #include <string>
 
-#include "internal/account_pkce_service_impl.h"
-#include "internal/http/session.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/root_path.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
+#include "pkce/account_pkce_service_impl.h"
+#include "pkce/pkce_client_impl.h"
+#include "pkce/shown_answer.h"
+#include "transport/http/session.h"
 #include "vexo_platform/vexo_notify.h"
 #include "vexo_platform/vlib_process.h"
 #include "vexozeph/error_codes.h"

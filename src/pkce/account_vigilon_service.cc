@@ -2,10 +2,10 @@
 // "vigilon" package and handed back inside the monitoring side's redirect address.
 #include "vexozeph/account_vigilon_service.h"
 
-#include "internal/http/session.h"
 #include "internal/json_utils.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
+#include "pkce/shown_answer.h"
+#include "transport/http/session.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"

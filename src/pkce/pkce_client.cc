@@ -1,8 +1,8 @@
 #include "vexozeph/pkce_client.h"
 
-#include "internal/client_name.h"
 #include "internal/json_utils.h"
-#include "internal/pkce_client_impl.h"
+#include "pkce/client_name.h"
+#include "pkce/pkce_client_impl.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/tarn_service.h"
 

@@ -2,12 +2,12 @@
 // the refresh token, and the token getters that renew on the way.
 #define ZLOG_MODULE_NAME "pkce_client"
 
-#include "internal/http/session.h"
+#include "base/log.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
+#include "pkce/pkce_client_impl.h"
+#include "pkce/shown_answer.h"
+#include "transport/http/session.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/tarn_service.h"

@@ -7,13 +7,13 @@
 
 #include <climits>
 
-#include "internal/atomic_file.h"
-#include "internal/clock.h"
+#include "base/atomic_file.h"
+#include "base/clock.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/root_path.h"
 #include "internal/string_utils.h"
+#include "pkce/pkce_client_impl.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/zeph_exception.h"

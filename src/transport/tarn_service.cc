@@ -1,9 +1,9 @@
 #include "vexozeph/tarn_service.h"
 
-#include "internal/device.h"
-#include "internal/error_state.h"
-#include "internal/log.h"
-#include "internal/zeph_plugin_manager.h"
+#include "base/log.h"
+#include "core/error_state.h"
+#include "host/zeph_plugin_manager.h"
+#include "transport/device.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"

@@ -1,5 +1,5 @@
-#include "internal/device.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "transport/device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
 

@@ -11,13 +11,13 @@
 #include <string>
 #include <thread>
 
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/https_retry_pause.h"
-#include "internal/https_timeouts.h"
-#include "internal/https_transfer.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "pkce/shown_answer.h"
+#include "transport/device.h"
+#include "transport/https_retry_pause.h"
+#include "transport/https_timeouts.h"
+#include "transport/https_transfer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"

@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <string>
 
-#include "internal/c_edge.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <string>
 
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/log.h"
-#include "internal/request_token.h"
+#include "base/log.h"
+#include "base/request_token.h"
+#include "core/c_edge.h"
+#include "transport/device.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"

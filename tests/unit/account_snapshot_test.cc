@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "account/account_file.h"
+#include "base/clock.h"
 #include "fakes/fake_platform.h"
-#include "internal/account_file.h"
-#include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 namespace device {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "internal/account_file.h"
-#include "internal/user_fields.h"
+#include "account/account_file.h"
+#include "account/user_fields.h"
 
 namespace vexozeph {
 

@@ -16,9 +16,9 @@
 
 #include <utility>
 
-#include "internal/http/options.h"
-#include "internal/http/pairs.h"
-#include "internal/http/response.h"
+#include "transport/http/options.h"
+#include "transport/http/pairs.h"
+#include "transport/http/response.h"
 
 namespace vexozeph {
 namespace http {

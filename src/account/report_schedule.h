@@ -5,7 +5,7 @@
 #ifndef VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
 #define VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "internal/log.h"
-#include "internal/user_fields.h"
+#include "account/user_fields.h"
+#include "base/log.h"
 
 namespace vexozeph {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 

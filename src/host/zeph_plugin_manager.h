@@ -7,8 +7,8 @@
 
 #include <string>
 
-#include "internal/form_hash.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "transport/form_hash.h"
 #include "vexo_platform/vlib_types.h"
 
 namespace vexozeph {

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "internal/http/pairs.h"
+#include "transport/http/pairs.h"
 
 namespace vexozeph {
 

@@ -7,7 +7,7 @@
 
 #include <exception>
 
-#include "internal/log.h"
+#include "base/log.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "internal/http/response.h"
+#include "transport/http/response.h"
 
 namespace vexozeph {
 
