@@ -13,11 +13,11 @@
 
 namespace vexozeph {
 
-// The account base of the server configuration into `host`. On failure logs
-// "VEXOZEPHServerConfigGet, code=%u" at `where`, sets 23 and returns -1.
-int ReadAccountHost(const log::Place &where, std::string &host);
+// The account base of the server configuration (ServerInfo). When it cannot be found,
+// logs "VEXOZEPHServerConfigGet, code=%u" at `where` and throws Failure 23.
+std::string ReadAccountHost(const log::Place &where);
 
-// A reply of VEXOZEPHHttpsRequestSend that frees itself.
+// A reply of the form sender that frees itself.
 class HttpsReply {
  public:
   HttpsReply();
@@ -33,21 +33,22 @@ class HttpsReply {
   VEXOZEPH_HTTPS_RESPONSE raw_;
 };
 
-// POSTs `form` to `path` on `host` (no account or password fields). 0 or -1 as the sender.
-int SendAccountForm(const std::string &host, const char *path, const FormHash &form,
-                    bool short_timeout, HttpsReply &reply);
+// POSTs `form` to `path` on `host` (no account or password fields). False when the
+// sender failed (it logged why); each caller then logs and fails in its own words.
+bool SendAccountForm(const std::string &host, const char *path, const FormHash &form,
+                     bool short_timeout, HttpsReply &reply);
 
 // Parses a reply body through json::Parse (comments allowed, depth-limited) without
 // logging. False when there is no body or it is not JSON.
 bool ParseReply(const char *body, Json::Value &out);
 
-// POSTs `form` and parses the reply as JSON, logging a failure at `where`: a request not
-// sent logs "Failed to send https request. err=[0x%04X %s:%d]" and sets 4, a body that is
-// not JSON logs "Failed to parse json: %s" with the body and sets 2; -1 in both cases.
-// `reply` keeps the body for the caller's own lines.
-int PostAccountFormForJson(const log::Place &where, const std::string &host, const char *path,
-                           const FormHash &form, bool short_timeout, HttpsReply &reply,
-                           Json::Value &answer);
+// POSTs `form` and parses the reply as JSON into `answer`, logging a failure at `where`:
+// a request not sent logs "Failed to send https request. err=[0x%04X %s:%d]" and throws
+// Failure 4, a body that is not JSON logs "Failed to parse json: %s" with the body and
+// throws Failure 2. `reply` keeps the body for the caller's own lines.
+void PostAccountFormForJson(const log::Place &where, const std::string &host, const char *path,
+                            const FormHash &form, bool short_timeout, HttpsReply &reply,
+                            Json::Value &answer);
 
 }  // namespace vexozeph
 

@@ -15,10 +15,10 @@ std::string ReadInterfaceLanguage();
 // True when "zeph_disable_report" is "yes": the periodic report is switched off.
 bool IsReportDisabled();
 
-// The zone's database name ("nameInTZDB") into `zone`. On failure the lines are logged at
-// `where` and -1 is returned: the last error is left as it was when the zone name cannot
-// be read, and set to 6 when its information cannot.
-int ReadZoneNameInTzdb(const log::Place &where, std::string &zone);
+// The zone's database name ("nameInTZDB"). On failure the lines are logged at `where` and
+// Failure 6 is thrown; when the zone's name itself cannot be read, it keeps the C last
+// error as it was.
+std::string ReadZoneNameInTzdb(const log::Place &where);
 
 }  // namespace vexozeph
 

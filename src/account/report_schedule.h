@@ -9,6 +9,12 @@
 
 namespace vexozeph {
 
+// VEXOZEPHAccountRegisterCrond and VEXOZEPHAccountUnregisterCrond: install and remove the
+// report's job, answering the cron manager's result (0: not done). They never throw (what
+// goes wrong inside is logged here) and leave the last error alone.
+int SaveReportJob();
+int RemoveReportJob();
+
 // Installs the report's job unless /etc/vexoinfo.conf switches the report off. Best
 // effort: a job the cron manager does not store is logged at `where` as "Failed to add
 // crontab for zeph", and nothing else happens.

@@ -1,6 +1,7 @@
 // The C interface's sign-out: a thin wrapper over the device session's.
 #include "base/log.h"
 #include "core/c_edge.h"
+#include "core/failure.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
@@ -15,9 +16,8 @@ extern "C" VEXOZEPH_API int VEXOZEPHAccountLogout(bool remote) {
         session.LogoutLocal();
       }
     } catch (const vexozeph::ZephException &e) {
-      VEXOZEPHErrSet(e.GetCode());
       ZLOG("Failed to logout: %s", e.what());
-      return -1;
+      vexozeph::Fail(e.GetCode());
     }
     return 0;
   });

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "account/account_operations.h"
 #include "base/log.h"
 #include "base/root_path.h"
 #include "core/c_edge.h"
@@ -84,12 +85,21 @@ void ScanDdns(Json::Value &accounts) {
 
 }  // namespace
 
+namespace vexozeph {
+
+Json::Value ScanExistingAccounts() {
+  Json::Value accounts(Json::objectValue);
+  ScanPackage(accounts);
+  ScanRelay(accounts);
+  ScanDdns(accounts);
+  return accounts;
+}
+
+}  // namespace vexozeph
+
 VEXOZEPH_API int VEXOZEPHAccountScanExisting(Json::Value &accounts) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountScanExisting", [&] {
-    accounts = Json::Value(Json::objectValue);
-    ScanPackage(accounts);
-    ScanRelay(accounts);
-    ScanDdns(accounts);
+    accounts = vexozeph::ScanExistingAccounts();
     return 0;
   });
 }

@@ -12,11 +12,14 @@
 #include <string>
 
 #include "account/account_file.h"
+#include "account/account_operations.h"
 #include "account/account_request.h"
 #include "account/appliance_settings.h"
+#include "account/report_schedule.h"
 #include "account/user_impl.h"
 #include "base/log.h"
 #include "core/c_edge.h"
+#include "core/failure.h"
 #include "internal/json_utils.h"
 #include "pkce/shown_answer.h"
 #include "transport/device.h"
@@ -37,10 +40,6 @@ const char kReportPath[] = "device/api/report";
 const char kForceLogoutTag[] = "zeph_force_logout";
 const char kDeletionLogoutTag[] = "zeph_deletion_logout";
 
-int Fail(unsigned int code) {
-  return VEXOZEPHErrSet(code), -1;
-}
-
 // What the form tells the server about the account, read from the stored record.
 struct StoredAccount {
   std::string email;
@@ -53,7 +52,11 @@ struct StoredAccount {
 bool ReadStoredAccount(StoredAccount &account) {
   // The record is 20 KiB: kept off the stack of the cron job's small process.
   std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
-  if (VEXOZEPHAccountGet(info.get()) < 0) return false;
+  try {
+    vexozeph::ReadAccountRecord(*info);
+  } catch (const vexozeph::Failure &) {
+    return false;
+  }
   account.email = info->email;
   account.user_id = info->user_id;
   account.auth_key = info->auth_key;
@@ -99,14 +102,13 @@ void NotifyForcedLogout(unsigned int code) {
   }
 }
 
-// The server no longer accepts this binding: sign out. A sign-out that fails leaves its
-// code for the moment; the refusal's code replaces it when the report ends.
+// The server no longer accepts this binding: sign out. A sign-out that fails is only
+// logged: the report fails with the refusal's code either way.
 void ForceLogout(const StoredAccount &account) {
   ZLOG("Failed to auth [%s] on regularly report, auto logout.", account.email.c_str());
   try {
     vexozeph::AccountPkceService().Logout();
-  } catch (const vexozeph::ZephException &e) {
-    VEXOZEPHErrSet(e.GetCode());
+  } catch (const vexozeph::ZephException &) {
     ZLOG("Failed to logout");
   }
 }
@@ -121,9 +123,7 @@ void KeepSessionCurrent() {
   // look at the file after the install tells: without an account, the job goes again.
   StoredAccount now;
   if (!ReadStoredAccount(now)) {
-    VEXOZEPHAccountUnregisterCrond();
-    // The report itself went well; the look that found no account leaves no error.
-    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    vexozeph::RemoveReportJob();
     return;
   }
   try {
@@ -133,35 +133,29 @@ void KeepSessionCurrent() {
   }
 }
 
-int ReportInfo() {
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+void Report() {
   StoredAccount account;
-  if (!ReadStoredAccount(account)) return VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS), 0;
-  if (vexozeph::IsReportDisabled()) return 0;
+  if (!ReadStoredAccount(account)) return;
+  if (vexozeph::IsReportDisabled()) return;
 
-  std::string host;
-  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
-  std::string zone;
-  if (vexozeph::ReadZoneNameInTzdb(ZLOG_HERE, zone) < 0) return -1;
+  const std::string host = vexozeph::ReadAccountHost(ZLOG_HERE);
+  const std::string zone = vexozeph::ReadZoneNameInTzdb(ZLOG_HERE);
   std::string serial;
   if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
-    return Fail(VEXOZEPH_ERR_SERIAL);
+    vexozeph::Fail(VEXOZEPH_ERR_SERIAL);
   }
   vexozeph::FormHash form;
   if (!form.ok() || !form.Set("id", account.user_id) || !form.Set("auth_key", account.auth_key) ||
       !form.Set("timezone", zone) || !form.Set("serial_no", serial) || !form.Set("bx_info", "")) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SYSTEM);
+    vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
   }
 
   vexozeph::HttpsReply reply;
   Json::Value answer;
-  if (vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kReportPath, form, false, reply, answer) <
-      0) {
-    return -1;
-  }
+  vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kReportPath, form, false, reply, answer);
   std::string word;
-  if (!vexozeph::json::ResultWord(answer, word)) return Fail(VEXOZEPH_ERR_NO_REPLY);
+  if (!vexozeph::json::ResultWord(answer, word)) vexozeph::Fail(VEXOZEPH_ERR_NO_REPLY);
   StoreSchedule(account, answer);
 
   const unsigned int code = GetErrorCodeFromAccountError(word.c_str());
@@ -173,16 +167,19 @@ int ReportInfo() {
     ForceLogout(account);
   }
   if (code != VEXOZEPH_ERR_SUCCESS) {
-    VEXOZEPHErrSet(code);
     ZLOG("Failed to query service check, resp=%s", vexozeph::TruncatedAnswer(reply.body()).c_str());
-    return -1;
+    vexozeph::Fail(code);
   }
   KeepSessionCurrent();
-  return 0;
 }
 
 }  // namespace
 
+// Cleared first: a report with nothing to do, or one that went well, leaves 0.
 VEXOZEPH_API int VEXOZEPHReportInfo(void) {
-  return vexozeph::GuardCInterface("VEXOZEPHReportInfo", ReportInfo);
+  return vexozeph::GuardCInterface("VEXOZEPHReportInfo", [] {
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    Report();
+    return 0;
+  });
 }

@@ -8,17 +8,27 @@
 #include <exception>
 
 #include "base/log.h"
+#include "core/failure.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
-// Runs `body` and returns its result. An escaping ZephException sets its code, a JSON
-// type error 2 and anything else 6; each is logged once with `function` and gives -1.
+// The last error `failure` leaves on the C interface: its code, unless it is one of the
+// failures that keep the last error as it was.
+inline void LeaveLastError(const Failure &failure) {
+  if (!failure.KeepsLastError()) VEXOZEPHErrSet(failure.GetCode());
+}
+
+// Runs `body` and returns its result. An operation's Failure, logged where it happened,
+// leaves its last error and gives -1. Anything else that escapes is logged once with
+// `function`: any other ZephException sets its code, a JSON type error 2 and the rest 6.
 template <typename Body>
 int GuardCInterface(const char *function, Body &&body) noexcept {
   try {
     return body();
+  } catch (const Failure &failure) {
+    LeaveLastError(failure);
   } catch (const ZephException &e) {
     VEXOZEPHErrSet(e.GetCode());
     ZLOG_AT(LOG_ERR, "%s failed: %s", function, e.what());

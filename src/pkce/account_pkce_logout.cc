@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "account/account_operations.h"
+#include "account/report_schedule.h"
 #include "base/log.h"
 #include "base/root_path.h"
 #include "internal/json_utils.h"
@@ -104,8 +106,8 @@ void AccountPkceServiceImpl::LogoutLocal() const {
   }
   // Each step runs whatever the one before did: a half-removed session is worse than one
   // whose schedule outlived it by a report.
-  VEXOZEPHAccountRemove();
-  VEXOZEPHAccountUnregisterCrond();
+  RemoveAccount();
+  RemoveReportJob();
   VEXOLogSet1(kLogoutEventType, kLogoutEventLevel, kLogoutEvent, "", "", "", "");
   const std::string command = ClearTokenFilesCommand();
   // rm -f succeeds when nothing matches, so any other status is a file left behind.

@@ -29,6 +29,20 @@ bool ReadMacAddress(const log::Place &where, std::string &mac);
 // buffer is then as the platform left it. Nothing is logged.
 bool ReadUserAgent(char *buf, size_t size);
 
+// The bodies of the C interface's identity calls, for the library's own callers (the form
+// sender, TarnService) as much as for the C functions, which only check their arguments
+// first. None of them touches the last error.
+
+// VEXOZEPHGetSerialNumber: the serial number into `buf` (non-null); false, logged, when
+// the platform cannot read it or it does not begin with a digit or a letter.
+bool CopySerialNumber(char *buf, size_t size);
+// VEXOZEPHGenerateToken: false, logged, when a token cannot be made whole.
+bool GenerateRequestToken(const char *account, const char *password, char *serial,
+                          size_t serial_size, char *token, size_t token_size);
+// VEXOZEPHUserAgentNameGet: the user agent into `buf` (non-null, `size` positive). A
+// platform failure is logged and leaves the buffer as the platform left it.
+void CopyUserAgent(char *buf, size_t size);
+
 }  // namespace device
 }  // namespace vexozeph
 

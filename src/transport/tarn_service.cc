@@ -33,10 +33,7 @@ std::string TarnService::GetMac() const {
 
 std::string TarnService::GetUserAgent() const {
   char agent[device::kUserAgentSize] = {0};
-  if (VEXOZEPHUserAgentNameGet(agent, static_cast<int>(sizeof(agent))) < 0) {
-    ZLOG("Failed to get zeph user agent");
-    throw ZephException(VEXOZEPH_ERR_SYSTEM);
-  }
+  device::CopyUserAgent(agent, sizeof(agent));
   return agent;
 }
 
