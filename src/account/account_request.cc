@@ -4,8 +4,8 @@
 
 #include "core/failure.h"
 #include "internal/json_utils.h"
-#include "pkce/shown_answer.h"
 #include "transport/form_sender.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/zeph_exception.h"

@@ -1,11 +1,11 @@
 #include "vexozeph/account_service.h"
 
-#include "account/account_file.h"
 #include "account/account_operations.h"
 #include "account/report_schedule.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "core/failure.h"
+#include "store/account_file.h"
 #include "vexozeph/server_info.h"
 
 namespace vexozeph {

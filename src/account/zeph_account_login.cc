@@ -4,20 +4,20 @@
 // single API-key re-registration, completion); they differ only in their form and path.
 #include <string>
 
-#include "account/account_file.h"
 #include "account/account_operations.h"
 #include "account/account_request.h"
 #include "account/appliance_settings.h"
 #include "account/report_schedule.h"
-#include "account/user_impl.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "core/error_state.h"
 #include "core/failure.h"
 #include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
-#include "pkce/shown_answer.h"
+#include "store/account_file.h"
+#include "store/user_impl.h"
 #include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vexo_notify.h"
 #include "vexo_platform/vlib_error.h"

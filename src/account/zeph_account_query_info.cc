@@ -9,18 +9,18 @@
 #include <string_view>
 #include <vector>
 
-#include "account/account_file.h"
 #include "account/account_operations.h"
 #include "account/account_request.h"
-#include "account/user_impl.h"
 #include "base/clock.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "core/failure.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/shown_answer.h"
+#include "store/account_file.h"
+#include "store/user_impl.h"
 #include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/vexozeph.h"

@@ -1,11 +1,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "account/account_file.h"
 #include "account/account_operations.h"
-#include "account/user_fields.h"
 #include "core/c_edge.h"
 #include "core/failure.h"
+#include "store/account_file.h"
+#include "store/user_fields.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 

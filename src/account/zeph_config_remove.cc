@@ -1,8 +1,8 @@
-#include "account/account_file.h"
 #include "account/account_operations.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "host/zeph_plugin_manager.h"
+#include "store/account_file.h"
 #include "vexo_platform/vlib_plugin.h"
 #include "vexozeph/vexozeph.h"
 

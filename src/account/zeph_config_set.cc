@@ -2,10 +2,10 @@
 #include <string>
 
 #include "account/account_operations.h"
-#include "account/user_impl.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "core/failure.h"
+#include "store/user_impl.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 

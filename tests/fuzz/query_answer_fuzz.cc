@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "account/account_file.h"
 #include "fake_platform.h"
 #include "fuzz/fuzz_root.h"
+#include "store/account_file.h"
 #include "vexozeph/user.h"
 
 namespace {

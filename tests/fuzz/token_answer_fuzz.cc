@@ -11,7 +11,7 @@
 #include "fuzz/fuzz_root.h"
 #include "internal/json_utils.h"
 #include "pkce/pkce_client_impl.h"
-#include "pkce/shown_answer.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {

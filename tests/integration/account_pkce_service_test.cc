@@ -11,7 +11,7 @@
 
 #include "base/clock.h"
 #include "internal/json_utils.h"
-#include "pkce/account_pkce_service_impl.h"
+#include "session/account_pkce_service_impl.h"
 #include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"

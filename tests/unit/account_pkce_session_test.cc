@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "pkce/account_pkce_service_impl.h"
+#include "session/account_pkce_service_impl.h"
 #include "support/fake_appliance.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"

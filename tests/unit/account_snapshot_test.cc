@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
-#include "account/account_file.h"
 #include "base/clock.h"
 #include "fakes/fake_platform.h"
 #include "internal/json_utils.h"
+#include "store/account_file.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "account/account_file.h"
 #include "host/zeph_plugin_manager.h"
+#include "store/account_file.h"
 #include "support/child_process.h"
 #include "support/fake_appliance.h"
 #include "support/log_capture.h"

@@ -9,8 +9,8 @@
 #include "base/atomic_file.h"
 #include "base/json_utils.h"
 #include "base/root_path.h"
-#include "pkce/package_pkce_client_impl.h"
 #include "pkce/pkce_client_impl.h"
+#include "session/package_pkce_client_impl.h"
 #include "support/zeph_code.h"
 #include "vexozeph/vexozeph.h"
 

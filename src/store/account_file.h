@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "account/user_fields.h"
 #include "base/log.h"
+#include "store/user_fields.h"
 
 namespace vexozeph {
 

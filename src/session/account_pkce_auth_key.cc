@@ -5,15 +5,15 @@
 
 #include <string>
 
-#include "account/user_impl.h"
 #include "base/clock.h"
 #include "base/log.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/account_pkce_service_impl.h"
 #include "pkce/pkce_grant.h"
-#include "pkce/shown_answer.h"
+#include "session/account_pkce_service_impl.h"
+#include "store/user_impl.h"
 #include "transport/http/session.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"

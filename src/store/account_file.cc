@@ -1,4 +1,4 @@
-#include "account/account_file.h"
+#include "store/account_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "account/privilege_section.h"
 #include "base/atomic_file.h"
 #include "base/key_value_text.h"
 #include "base/root_path.h"
 #include "internal/string_utils.h"
+#include "store/privilege_section.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"

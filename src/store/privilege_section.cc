@@ -1,4 +1,4 @@
-#include "account/privilege_section.h"
+#include "store/privilege_section.h"
 
 #include <errno.h>
 #include <string.h>

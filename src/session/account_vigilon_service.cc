@@ -4,8 +4,8 @@
 
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/shown_answer.h"
 #include "transport/http/session.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/package_pkce_client.h"

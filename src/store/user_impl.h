@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "account/account_file.h"
-#include "account/user_fields.h"
+#include "store/account_file.h"
+#include "store/user_fields.h"
 
 namespace vexozeph {
 

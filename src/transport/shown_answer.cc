@@ -1,4 +1,4 @@
-#include "pkce/shown_answer.h"
+#include "transport/shown_answer.h"
 
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"

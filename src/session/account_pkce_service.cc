@@ -4,12 +4,12 @@
 
 #include "vexozeph/account_pkce_service.h"
 
-#include "account/user_impl.h"
 #include "base/log.h"
 #include "base/root_path.h"
 #include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
-#include "pkce/account_pkce_service_impl.h"
+#include "session/account_pkce_service_impl.h"
+#include "store/user_impl.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_exception.h"

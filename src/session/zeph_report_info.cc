@@ -11,19 +11,19 @@
 #include <memory>
 #include <string>
 
-#include "account/account_file.h"
 #include "account/account_operations.h"
 #include "account/account_request.h"
 #include "account/appliance_settings.h"
 #include "account/report_schedule.h"
-#include "account/user_impl.h"
 #include "base/log.h"
 #include "core/c_edge.h"
 #include "core/failure.h"
 #include "internal/json_utils.h"
-#include "pkce/shown_answer.h"
+#include "store/account_file.h"
+#include "store/user_impl.h"
 #include "transport/device.h"
 #include "transport/form_hash.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
