@@ -27,10 +27,7 @@ class PkceClientImpl {
   Json::Value FormatPkceConfig(const Json::Value &tmpl) const;
   void SetPkceConfig(const Json::Value &config) { config_ = config; }
 
-  // The directory of every client's token file "<name>_token.json", without the root
-  // prefix and with its final '/'.
-  static const char *TokenDirectory();
-  // The token file, under the root prefix.
+  // The token file (store/token_file.h), under the root prefix.
   std::string GetTokenFilePath() const;
   bool HasTokenFile() const;
   // The member `key` of the token file as text: a string as it stands, a number in its
@@ -64,11 +61,6 @@ class PkceClientImpl {
   // True when `answer` can become the token file: an object with the three tokens as
   // text and a whole-number "expires_in", so that every later read of it works.
   static bool IsTokenSet(const Json::Value &answer);
-  // The lock file of `word` (a client name and the suffix of what it guards):
-  // "/tmp/account_<word>.lock", rooted by FileLock.
-  static std::string LockFilePath(const std::string &word);
-  // Takes `lock` within the 30-second wait, or throws code 22 naming its file.
-  static void LockOrThrow(FileLock &lock);
   // The member `key` of a parsed token file as text; `text_only` refuses numbers (tokens
   // are text). Code 22 "Failed to get key: <key>" when absent or of another type.
   static std::string TokenMember(const Json::Value &file, const std::string &key, bool text_only);

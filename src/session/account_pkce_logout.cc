@@ -7,15 +7,13 @@
 #include "account/account_operations.h"
 #include "account/report_schedule.h"
 #include "base/log.h"
-#include "base/root_path.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/pkce_client_impl.h"
 #include "session/account_pkce_service_impl.h"
+#include "store/token_file.h"
 #include "transport/http/session.h"
 #include "transport/shown_answer.h"
 #include "vexo_platform/vexo_notify.h"
-#include "vexo_platform/vlib_process.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
 #include "vexozeph/user.h"
@@ -33,17 +31,6 @@ const char kLogoutPath[] = "/device/api/logout";
 const int kLogoutEventType = 2;
 const int kLogoutEventLevel = 1;
 const unsigned int kLogoutEvent = 0x13A00002;
-// The platform's flag word for running a program without a shell of its own and waiting.
-const int kExeclFlags = 0xBB;
-
-// The command that removes every client's token file. The directory (under the root
-// prefix, which may hold anything) is quoted for the shell; the pattern stays outside the
-// quotes so that the shell expands it.
-std::string ClearTokenFilesCommand() {
-  return "/bin/rm -f " + QuoteForShell(RootedPath(PkceClientImpl::TokenDirectory())) +
-         "*_token.json";
-}
-
 }  // namespace
 
 void AccountPkceServiceImpl::Logout(bool with_token) const {
@@ -109,12 +96,7 @@ void AccountPkceServiceImpl::LogoutLocal() const {
   RemoveAccount();
   RemoveReportJob();
   VEXOLogSet1(kLogoutEventType, kLogoutEventLevel, kLogoutEvent, "", "", "", "");
-  const std::string command = ClearTokenFilesCommand();
-  // rm -f succeeds when nothing matches, so any other status is a file left behind.
-  if (VLIBCExecl("/bin/sh", kExeclFlags, "/bin/sh", "-c", command.c_str(),
-                 static_cast<char *>(nullptr)) != 0) {
-    ZLOG("Failed to clear token files");
-  }
+  if (!token_files::RemoveAll()) ZLOG("Failed to clear token files");
 }
 
 }  // namespace vexozeph

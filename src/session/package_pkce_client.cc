@@ -9,9 +9,9 @@
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
 #include "pkce/client_name.h"
-#include "pkce/pkce_client_impl.h"
 #include "pkce/pkce_grant.h"
 #include "session/package_pkce_client_impl.h"
+#include "store/token_file.h"
 #include "transport/http/session.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/account_pkce_service.h"
@@ -35,12 +35,12 @@ PackagePkceClientImpl::PackagePkceClientImpl(const std::string &package_name)
     : name_(CheckedClientName(package_name)), pkce_(name_) {}
 
 std::string PackagePkceClientImpl::LockPath(const char *suffix) const {
-  return PkceClientImpl::LockFilePath(name_ + suffix);
+  return token_files::LockFilePath(name_ + suffix);
 }
 
 void PackagePkceClientImpl::GrantByAccountService() const {
   FileLock lock(LockPath("_package_grant_by_tarn"));
-  PkceClientImpl::LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   const Json::Value config = GetPkceConfig();
   const std::string client_id = json::StringOr(config, "client_id");
   const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
@@ -79,7 +79,7 @@ std::string PackagePkceClientImpl::GetTokenWithRescue(bool id_token) const {
   // Held across the grant, so that processes finding no token together grant once: the
   // others wait here and then read the token just saved.
   FileLock lock(LockPath("_package_get_token"));
-  PkceClientImpl::LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   if (!pkce_.HasTokenFile()) GrantByAccountService();
   try {
     return ReadToken(id_token);

@@ -5,8 +5,8 @@
 #include "base/root_path.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/pkce_client_impl.h"
 #include "session/package_pkce_client_impl.h"
+#include "store/token_file.h"
 #include "transport/http/session.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/account_pkce_service.h"
@@ -61,7 +61,7 @@ Json::Value PackagePkceClientImpl::RetrievePkceConfig() const {
 
 Json::Value PackagePkceClientImpl::Retrieve(bool only_if_stale) const {
   FileLock lock(LockPath("_package_retrieve_config"));
-  PkceClientImpl::LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   // Decided under the lock: a process that waited here while another fetched uses that.
   Json::Value cached;
   if (only_if_stale && ReadCache(cached) && IsFresh(cached)) return cached;
