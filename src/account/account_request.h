@@ -1,7 +1,7 @@
 // A form request to the account host, as every C account operation sends one: the host
 // from the server configuration, the POST itself, and a reply that frees itself.
-#ifndef VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_
-#define VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_
+#ifndef VEXOZEPH_ACCOUNT_ACCOUNT_REQUEST_H_
+#define VEXOZEPH_ACCOUNT_ACCOUNT_REQUEST_H_
 
 #include <json/value.h>
 
@@ -52,4 +52,4 @@ void PostAccountFormForJson(const log::Place &where, const std::string &host, co
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ACCOUNT_REQUEST_H_
+#endif  // VEXOZEPH_ACCOUNT_ACCOUNT_REQUEST_H_

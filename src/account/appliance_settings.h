@@ -1,7 +1,7 @@
 // What the appliance is set to, as the account operations send it or obey it: the
 // interface language and the report switch of /etc/vexoinfo.conf, and the time zone.
-#ifndef VEXOZEPH_INTERNAL_APPLIANCE_SETTINGS_H_
-#define VEXOZEPH_INTERNAL_APPLIANCE_SETTINGS_H_
+#ifndef VEXOZEPH_ACCOUNT_APPLIANCE_SETTINGS_H_
+#define VEXOZEPH_ACCOUNT_APPLIANCE_SETTINGS_H_
 
 #include <string>
 
@@ -22,4 +22,4 @@ std::string ReadZoneNameInTzdb(const log::Place &where);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_APPLIANCE_SETTINGS_H_
+#endif  // VEXOZEPH_ACCOUNT_APPLIANCE_SETTINGS_H_

@@ -2,8 +2,8 @@
 // --report_info" as root on the stored schedule. Its C faces are
 // VEXOZEPHAccountRegisterCrond and VEXOZEPHAccountUnregisterCrond (zeph_account.h), its
 // class face AccountService::SetReportCrontab.
-#ifndef VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
-#define VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
+#ifndef VEXOZEPH_ACCOUNT_REPORT_SCHEDULE_H_
+#define VEXOZEPH_ACCOUNT_REPORT_SCHEDULE_H_
 
 #include "base/log.h"
 
@@ -26,4 +26,4 @@ void RemoveLegacyReportEntry();
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_REPORT_SCHEDULE_H_
+#endif  // VEXOZEPH_ACCOUNT_REPORT_SCHEDULE_H_

@@ -1,6 +1,6 @@
 // The call stack of the current thread as readable lines, innermost frame first.
-#ifndef VEXOZEPH_INTERNAL_BACKTRACE_H_
-#define VEXOZEPH_INTERNAL_BACKTRACE_H_
+#ifndef VEXOZEPH_CORE_BACKTRACE_H_
+#define VEXOZEPH_CORE_BACKTRACE_H_
 
 #include <functional>
 #include <ostream>
@@ -30,4 +30,4 @@ std::ostream &operator<<(std::ostream &out, const Backtrace &backtrace);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_BACKTRACE_H_
+#endif  // VEXOZEPH_CORE_BACKTRACE_H_

@@ -1,7 +1,7 @@
 // The edge between the C interface and the library's C++ body: no exception may cross
 // it. Every exported C function that runs code able to throw wraps that code here.
-#ifndef VEXOZEPH_INTERNAL_C_EDGE_H_
-#define VEXOZEPH_INTERNAL_C_EDGE_H_
+#ifndef VEXOZEPH_CORE_C_EDGE_H_
+#define VEXOZEPH_CORE_C_EDGE_H_
 
 #include <json/value.h>
 
@@ -47,4 +47,4 @@ int GuardCInterface(const char *function, Body &&body) noexcept {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_C_EDGE_H_
+#endif  // VEXOZEPH_CORE_C_EDGE_H_

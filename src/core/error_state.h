@@ -1,6 +1,6 @@
 // Internal error helpers shared by the library's modules.
-#ifndef VEXOZEPH_INTERNAL_ERROR_STATE_H_
-#define VEXOZEPH_INTERNAL_ERROR_STATE_H_
+#ifndef VEXOZEPH_CORE_ERROR_STATE_H_
+#define VEXOZEPH_CORE_ERROR_STATE_H_
 
 namespace vexozeph {
 
@@ -10,4 +10,4 @@ unsigned int GetErrorCodeFromCloudService();
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ERROR_STATE_H_
+#endif  // VEXOZEPH_CORE_ERROR_STATE_H_

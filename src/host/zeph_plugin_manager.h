@@ -2,8 +2,8 @@
 // components can react to a sign-in or sign-out, and system notifications. Every plugin
 // event is raised under the plugin "zeph" with an action name such as "zeph/login": 4 is
 // the pre-event, 5 the post-event.
-#ifndef VEXOZEPH_INTERNAL_ZEPH_PLUGIN_MANAGER_H_
-#define VEXOZEPH_INTERNAL_ZEPH_PLUGIN_MANAGER_H_
+#ifndef VEXOZEPH_HOST_ZEPH_PLUGIN_MANAGER_H_
+#define VEXOZEPH_HOST_ZEPH_PLUGIN_MANAGER_H_
 
 #include <string>
 
@@ -58,4 +58,4 @@ bool SendSysNotification(const std::string &tag, const FormHash &variables);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ZEPH_PLUGIN_MANAGER_H_
+#endif  // VEXOZEPH_HOST_ZEPH_PLUGIN_MANAGER_H_

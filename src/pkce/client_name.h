@@ -2,8 +2,8 @@
 // part of file names ("<name>_token.json" in the account's private directory,
 // "/tmp/account_<name>_pkce_client.conf", "/tmp/account_<name><suffix>.lock"), so it is
 // checked here, once, before any of those paths is built.
-#ifndef VEXOZEPH_INTERNAL_CLIENT_NAME_H_
-#define VEXOZEPH_INTERNAL_CLIENT_NAME_H_
+#ifndef VEXOZEPH_PKCE_CLIENT_NAME_H_
+#define VEXOZEPH_PKCE_CLIENT_NAME_H_
 
 #include <string>
 
@@ -19,4 +19,4 @@ const std::string &CheckedClientName(const std::string &name);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_CLIENT_NAME_H_
+#endif  // VEXOZEPH_PKCE_CLIENT_NAME_H_

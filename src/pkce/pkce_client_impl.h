@@ -5,8 +5,8 @@
 //   "_get_token" -> "_renew_token" -> "_save_token"
 //   "_exchange_token" -> "_save_token"
 // each "/tmp/account_<name><suffix>.lock", waited for up to 30 seconds.
-#ifndef VEXOZEPH_INTERNAL_PKCE_CLIENT_IMPL_H_
-#define VEXOZEPH_INTERNAL_PKCE_CLIENT_IMPL_H_
+#ifndef VEXOZEPH_PKCE_PKCE_CLIENT_IMPL_H_
+#define VEXOZEPH_PKCE_PKCE_CLIENT_IMPL_H_
 
 #include <json/value.h>
 
@@ -85,4 +85,4 @@ class PkceClientImpl {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_PKCE_CLIENT_IMPL_H_
+#endif  // VEXOZEPH_PKCE_PKCE_CLIENT_IMPL_H_

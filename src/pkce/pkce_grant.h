@@ -1,8 +1,8 @@
 // Pieces shared by the account host's authorization-code grants (the device session's
 // grant by auth key, a package's grant by the device session): the PKCE pair for the
 // code about to be granted, and the scope sent as "scopes[]" fields.
-#ifndef VEXOZEPH_INTERNAL_PKCE_GRANT_H_
-#define VEXOZEPH_INTERNAL_PKCE_GRANT_H_
+#ifndef VEXOZEPH_PKCE_PKCE_GRANT_H_
+#define VEXOZEPH_PKCE_PKCE_GRANT_H_
 
 #include <json/json.h>
 
@@ -33,4 +33,4 @@ http::Payload GrantForm(const Json::Value &config, const PkcePair &pair,
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_PKCE_GRANT_H_
+#endif  // VEXOZEPH_PKCE_PKCE_GRANT_H_

@@ -1,8 +1,8 @@
 // The body of vexozeph::AccountPkceService, visible to the library's other OAuth clients
 // and to the tests. It is an AccountService (hosts, profile synchronisation, report
 // schedule) with the device's PKCE client "tarn" added.
-#ifndef VEXOZEPH_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_H_
-#define VEXOZEPH_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_H_
+#ifndef VEXOZEPH_SESSION_ACCOUNT_PKCE_SERVICE_IMPL_H_
+#define VEXOZEPH_SESSION_ACCOUNT_PKCE_SERVICE_IMPL_H_
 
 #include <json/value.h>
 
@@ -62,4 +62,4 @@ class AccountPkceServiceImpl : public AccountService {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ACCOUNT_PKCE_SERVICE_IMPL_H_
+#endif  // VEXOZEPH_SESSION_ACCOUNT_PKCE_SERVICE_IMPL_H_

@@ -6,8 +6,8 @@
 // "/tmp/account_<package><suffix>.lock" waited for up to 30 seconds:
 //   "_package_get_token" -> "_package_grant_by_tarn" -> "_package_retrieve_config"
 // and inside them the device session's and the package client's own token locks.
-#ifndef VEXOZEPH_INTERNAL_PACKAGE_PKCE_CLIENT_IMPL_H_
-#define VEXOZEPH_INTERNAL_PACKAGE_PKCE_CLIENT_IMPL_H_
+#ifndef VEXOZEPH_SESSION_PACKAGE_PKCE_CLIENT_IMPL_H_
+#define VEXOZEPH_SESSION_PACKAGE_PKCE_CLIENT_IMPL_H_
 
 #include <json/value.h>
 
@@ -70,4 +70,4 @@ class PackagePkceClientImpl {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_PACKAGE_PKCE_CLIENT_IMPL_H_
+#endif  // VEXOZEPH_SESSION_PACKAGE_PKCE_CLIENT_IMPL_H_

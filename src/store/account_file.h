@@ -2,8 +2,8 @@
 // writes and its removal. The file is root's alone, so a process that is not root is
 // lifted to root around each access (PrivilegeSection). Nothing else touches the file:
 // vexozeph::User and the C record reach their keys through here.
-#ifndef VEXOZEPH_INTERNAL_ACCOUNT_FILE_H_
-#define VEXOZEPH_INTERNAL_ACCOUNT_FILE_H_
+#ifndef VEXOZEPH_STORE_ACCOUNT_FILE_H_
+#define VEXOZEPH_STORE_ACCOUNT_FILE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -135,4 +135,4 @@ RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule);
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_ACCOUNT_FILE_H_
+#endif  // VEXOZEPH_STORE_ACCOUNT_FILE_H_

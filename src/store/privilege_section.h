@@ -2,8 +2,8 @@
 // and drops it again afterwards. Effective ids only: the real and saved ids stay, which is
 // what lets a saved-set-user-ID root helper come back down. Sections of several threads
 // at once share one lift of the process.
-#ifndef VEXOZEPH_INTERNAL_PRIVILEGE_SECTION_H_
-#define VEXOZEPH_INTERNAL_PRIVILEGE_SECTION_H_
+#ifndef VEXOZEPH_STORE_PRIVILEGE_SECTION_H_
+#define VEXOZEPH_STORE_PRIVILEGE_SECTION_H_
 
 #include <sys/types.h>
 
@@ -34,4 +34,4 @@ class PrivilegeSection {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_PRIVILEGE_SECTION_H_
+#endif  // VEXOZEPH_STORE_PRIVILEGE_SECTION_H_

@@ -1,7 +1,7 @@
 // Every key of the account file, its accessor name and its default, in one table that the
 // record's getters and setters are generated from.
-#ifndef VEXOZEPH_INTERNAL_USER_FIELDS_H_
-#define VEXOZEPH_INTERNAL_USER_FIELDS_H_
+#ifndef VEXOZEPH_STORE_USER_FIELDS_H_
+#define VEXOZEPH_STORE_USER_FIELDS_H_
 
 #define VEXOZEPH_DEFAULT_REPORT_CRON "~ 9~16 * * 1~5"
 
@@ -63,4 +63,4 @@
   X(critical_version_list, CriticalVersionList) \
   X(critical_version_domain, CriticalVersionDomain)
 
-#endif  // VEXOZEPH_INTERNAL_USER_FIELDS_H_
+#endif  // VEXOZEPH_STORE_USER_FIELDS_H_

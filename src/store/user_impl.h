@@ -1,7 +1,7 @@
 // The account file behind vexozeph::User: generic typed access to its keys and one named
 // getter and setter per key.
-#ifndef VEXOZEPH_INTERNAL_USER_IMPL_H_
-#define VEXOZEPH_INTERNAL_USER_IMPL_H_
+#ifndef VEXOZEPH_STORE_USER_IMPL_H_
+#define VEXOZEPH_STORE_USER_IMPL_H_
 
 #include <cstdint>
 #include <string>
@@ -82,4 +82,4 @@ class UserImpl {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_USER_IMPL_H_
+#endif  // VEXOZEPH_STORE_USER_IMPL_H_

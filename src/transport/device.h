@@ -1,7 +1,7 @@
 // The appliance's own facts as the platform gives them: the one door to its serial
 // number, MAC address and user agent. Nothing is kept: every read asks the platform.
-#ifndef VEXOZEPH_INTERNAL_DEVICE_H_
-#define VEXOZEPH_INTERNAL_DEVICE_H_
+#ifndef VEXOZEPH_TRANSPORT_DEVICE_H_
+#define VEXOZEPH_TRANSPORT_DEVICE_H_
 
 #include <cstddef>
 #include <string>
@@ -46,4 +46,4 @@ void CopyUserAgent(char *buf, size_t size);
 }  // namespace device
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_DEVICE_H_
+#endif  // VEXOZEPH_TRANSPORT_DEVICE_H_

@@ -1,7 +1,7 @@
 // A platform string hash (VLIBCSzHash) owned by one object and freed on every path: the
 // fields of a form request, the variables of a notification, a zone's properties.
-#ifndef VEXOZEPH_INTERNAL_FORM_HASH_H_
-#define VEXOZEPH_INTERNAL_FORM_HASH_H_
+#ifndef VEXOZEPH_TRANSPORT_FORM_HASH_H_
+#define VEXOZEPH_TRANSPORT_FORM_HASH_H_
 
 #include <string>
 
@@ -31,4 +31,4 @@ class FormHash {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_FORM_HASH_H_
+#endif  // VEXOZEPH_TRANSPORT_FORM_HASH_H_

@@ -1,7 +1,7 @@
 // The pause the HTTPS form sender takes after a time-out or a failed name resolution,
 // before it tries again. Tests replace it so that retries do not cost real seconds.
-#ifndef VEXOZEPH_INTERNAL_HTTPS_RETRY_PAUSE_H_
-#define VEXOZEPH_INTERNAL_HTTPS_RETRY_PAUSE_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTPS_RETRY_PAUSE_H_
+#define VEXOZEPH_TRANSPORT_HTTPS_RETRY_PAUSE_H_
 
 namespace vexozeph {
 namespace https {
@@ -14,4 +14,4 @@ RetryPause SetRetryPause(RetryPause pause);
 }  // namespace https
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTPS_RETRY_PAUSE_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTPS_RETRY_PAUSE_H_

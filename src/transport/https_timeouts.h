@@ -1,8 +1,8 @@
 // The time-outs of the HTTPS form sender. Production always runs with the fixed values
 // below; only tests install shorter ones, so that a transfer outlasting them can be shown
 // failing in seconds instead of minutes. The sender takes the same path either way.
-#ifndef VEXOZEPH_INTERNAL_HTTPS_TIMEOUTS_H_
-#define VEXOZEPH_INTERNAL_HTTPS_TIMEOUTS_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTPS_TIMEOUTS_H_
+#define VEXOZEPH_TRANSPORT_HTTPS_TIMEOUTS_H_
 
 namespace vexozeph {
 namespace https {
@@ -21,4 +21,4 @@ Timeouts SetTimeoutsForTesting(const Timeouts &timeouts);
 }  // namespace https
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTPS_TIMEOUTS_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTPS_TIMEOUTS_H_

@@ -2,8 +2,8 @@
 // owned libcurl handles, the capped reply buffer, and the one trust and redirect policy.
 // Both the C interface's form sender and the classes' HTTP client use these, so the two
 // can never drift apart on what they accept from the network.
-#ifndef VEXOZEPH_INTERNAL_HTTPS_TRANSFER_H_
-#define VEXOZEPH_INTERNAL_HTTPS_TRANSFER_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTPS_TRANSFER_H_
+#define VEXOZEPH_TRANSPORT_HTTPS_TRANSFER_H_
 
 #include <curl/curl.h>
 
@@ -73,4 +73,4 @@ CURLcode SetHttpsOnlyRedirects(CURL *curl);
 }  // namespace https
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTPS_TRANSFER_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTPS_TRANSFER_H_

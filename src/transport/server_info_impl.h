@@ -1,6 +1,6 @@
 // The body of vexozeph::ServerInfo, visible to the library and its tests.
-#ifndef VEXOZEPH_INTERNAL_SERVER_INFO_IMPL_H_
-#define VEXOZEPH_INTERNAL_SERVER_INFO_IMPL_H_
+#ifndef VEXOZEPH_TRANSPORT_SERVER_INFO_IMPL_H_
+#define VEXOZEPH_TRANSPORT_SERVER_INFO_IMPL_H_
 
 #include <string>
 
@@ -18,4 +18,4 @@ class ServerInfoImpl {
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_SERVER_INFO_IMPL_H_
+#endif  // VEXOZEPH_TRANSPORT_SERVER_INFO_IMPL_H_

@@ -1,8 +1,8 @@
 // How a server's answer may appear in a log line or an exception text of the OAuth
 // clients: long enough to diagnose, never so long that it swamps the log, and never with
 // a live credential in it whole.
-#ifndef VEXOZEPH_INTERNAL_SHOWN_ANSWER_H_
-#define VEXOZEPH_INTERNAL_SHOWN_ANSWER_H_
+#ifndef VEXOZEPH_TRANSPORT_SHOWN_ANSWER_H_
+#define VEXOZEPH_TRANSPORT_SHOWN_ANSWER_H_
 
 #include <json/value.h>
 
@@ -28,4 +28,4 @@ std::string ShownAnswer(const Json::Value &answer, const std::string &text, bool
 
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_SHOWN_ANSWER_H_
+#endif  // VEXOZEPH_TRANSPORT_SHOWN_ANSWER_H_

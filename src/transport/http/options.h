@@ -1,7 +1,7 @@
 // The small value types that configure one request of the classes' HTTP client, in the
 // shape of the `cpr` library: Url, Timeout, UserAgent and Header.
-#ifndef VEXOZEPH_INTERNAL_HTTP_OPTIONS_H_
-#define VEXOZEPH_INTERNAL_HTTP_OPTIONS_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTP_OPTIONS_H_
+#define VEXOZEPH_TRANSPORT_HTTP_OPTIONS_H_
 
 #include <strings.h>
 
@@ -59,4 +59,4 @@ class Header {
 }  // namespace http
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTP_OPTIONS_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTP_OPTIONS_H_

@@ -1,8 +1,8 @@
 // Ordered key/value lists for a request's form body (Payload) and query string
 // (Parameters). Order and repeated keys are kept exactly: servers read "scopes[]" pieces
 // in the order sent.
-#ifndef VEXOZEPH_INTERNAL_HTTP_PAIRS_H_
-#define VEXOZEPH_INTERNAL_HTTP_PAIRS_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTP_PAIRS_H_
+#define VEXOZEPH_TRANSPORT_HTTP_PAIRS_H_
 
 #include <initializer_list>
 #include <string>
@@ -51,4 +51,4 @@ class Parameters {
 }  // namespace http
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTP_PAIRS_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTP_PAIRS_H_

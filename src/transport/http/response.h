@@ -1,8 +1,8 @@
 // What one request of the classes' HTTP client came back with. A transport failure (no
 // connection, TLS refused, time-out, reply too large, redirect away from HTTPS) is kept
 // apart from the server's answer: when `error` is set there is no status and no text.
-#ifndef VEXOZEPH_INTERNAL_HTTP_RESPONSE_H_
-#define VEXOZEPH_INTERNAL_HTTP_RESPONSE_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTP_RESPONSE_H_
+#define VEXOZEPH_TRANSPORT_HTTP_RESPONSE_H_
 
 #include <string>
 
@@ -24,4 +24,4 @@ struct Response {
 }  // namespace http
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTP_RESPONSE_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTP_RESPONSE_H_

@@ -11,8 +11,8 @@
 // HTTPS, and caps the reply at the same size as the form sender. It never throws for a
 // network failure: that is the response's error. Not thread-safe per object; separate
 // sessions may run in separate threads.
-#ifndef VEXOZEPH_INTERNAL_HTTP_SESSION_H_
-#define VEXOZEPH_INTERNAL_HTTP_SESSION_H_
+#ifndef VEXOZEPH_TRANSPORT_HTTP_SESSION_H_
+#define VEXOZEPH_TRANSPORT_HTTP_SESSION_H_
 
 #include <utility>
 
@@ -74,4 +74,4 @@ Response Post(Options &&...options) {
 }  // namespace http
 }  // namespace vexozeph
 
-#endif  // VEXOZEPH_INTERNAL_HTTP_SESSION_H_
+#endif  // VEXOZEPH_TRANSPORT_HTTP_SESSION_H_
