@@ -4,10 +4,11 @@
 #include <string>
 
 #include "base/json_utils.h"
-#include "internal/c_edge.h"
-#include "store_request.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "payment/store_request.h"
 #include "vexozeph/vexozeph.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ int PaymentJsonSend(const char *path, const char *json, int short_timeout,
   Json::Value body;
   if (path == nullptr || json == nullptr || response == nullptr ||
       !vexozeph::json::Parse(json, body)) {
-    throw vexozeph::ZephException(VEXOZEPH_ERR_BAD_PARAMETER,
-                                  "a path, a JSON object and a response are required");
+    ZLOG("a path, a JSON object and a response are required");
+    vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   vexozeph::payment::SendJson(path, body, short_timeout != 0, *response);
   return 0;

@@ -4,12 +4,13 @@
 #include <string>
 
 #include "base/json_utils.h"
-#include "internal/c_edge.h"
-#include "internal/shown_answer.h"
-#include "store_operations.h"
-#include "store_request.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "payment/store_operations.h"
+#include "payment/store_request.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/zeph_account.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace payment {
@@ -45,16 +46,16 @@ Json::Value PurchaseList() {
   const Json::Value answer = AskForAccount(kPurchaseListPath, identity);
   const Json::Value &sent = json::Member(answer, "purchases");
   if (!sent.isArray()) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        "no purchase list: " + TruncatedAnswer(json::ToCompactString(answer)));
+    ZLOG("no purchase list: %s", TruncatedAnswer(json::ToCompactString(answer)).c_str());
+    Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   Json::Value purchases(Json::arrayValue);
   for (Json::ArrayIndex i = 0; i < sent.size(); ++i) {
     Json::Value purchase;
     if (!TakePurchase(sent[i], purchase)) {
-      throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                          "purchase " + std::to_string(i) +
-                              " is incomplete: " + TruncatedAnswer(json::ToCompactString(sent[i])));
+      ZLOG("purchase %u is incomplete: %s", i,
+           TruncatedAnswer(json::ToCompactString(sent[i])).c_str());
+      Fail(VEXOZEPH_ERR_NO_REPLY);
     }
     purchases.append(purchase);
   }

@@ -1,6 +1,7 @@
 // The store and purchase operations, one internal function each: the C interface's
 // functions are thin faces over them, and any other face calls them directly. Each
-// returns its result or throws ZephException with its code.
+// returns its result or logs why it cannot and throws Failure (core/failure.h), a
+// ZephException with its code.
 #ifndef VEXOZEPH_PAYMENT_STORE_OPERATIONS_H_
 #define VEXOZEPH_PAYMENT_STORE_OPERATIONS_H_
 

@@ -8,12 +8,13 @@
 
 #include "base/clock.h"
 #include "base/json_utils.h"
-#include "internal/c_edge.h"
-#include "internal/shown_answer.h"
-#include "store_operations.h"
-#include "store_request.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "payment/store_operations.h"
+#include "payment/store_request.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/zeph_account.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 namespace payment {
@@ -46,8 +47,8 @@ Json::Value StorePage() {
   const Json::Value &ticket = json::Member(answer, "ticket");
   const Json::Value &expires_in = json::Member(answer, "expires_in");
   if (!IsTicket(ticket) || !IsLifetime(expires_in)) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        "no usable ticket: " + TruncatedAnswer(json::ToCompactString(answer)));
+    ZLOG("no usable ticket: %s", TruncatedAnswer(json::ToCompactString(answer)).c_str());
+    Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   // A ticket of an account that has left is never handed out.
   RequireStillSignedIn(identity);

@@ -1,15 +1,16 @@
-#include "store_request.h"
+#include "payment/store_request.h"
 
 #include <cstdio>
 #include <string_view>
 
 #include "base/json_utils.h"
 #include "base/log.h"
-#include "base/string_utils.h"
-#include "internal/account_file.h"
-#include "internal/https_exchange.h"
-#include "internal/https_transfer.h"
-#include "internal/shown_answer.h"
+#include "core/failure.h"
+#include "store/account_file.h"
+#include "transport/device.h"
+#include "transport/https_exchange.h"
+#include "transport/https_transfer.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/zeph_exception.h"
 
@@ -31,10 +32,6 @@ struct OwnedResponse {
   std::string body() const { return raw.data != nullptr ? raw.data : ""; }
 };
 
-void Refuse(unsigned int code, const std::string &why) {
-  throw ZephException(code, why);
-}
-
 // Adds "bx_sn" and "bx_token" to `body`: the serial it names, else the appliance's.
 void Sign(Json::Value &body) {
   char serial[kSerialSize] = {0};
@@ -43,12 +40,14 @@ void Sign(Json::Value &body) {
   if (!given.isNull()) {
     const std::string text = given.isString() ? given.asString() : std::string();
     if (text.empty() || text.size() >= sizeof(serial)) {
-      Refuse(VEXOZEPH_ERR_BAD_PARAMETER, "\"bx_sn\" must be a serial number");
+      ZLOG("\"bx_sn\" must be a serial number");
+      Fail(VEXOZEPH_ERR_BAD_PARAMETER);
     }
     std::snprintf(serial, sizeof(serial), "%s", text.c_str());
   }
-  if (VEXOZEPHGenerateToken(nullptr, nullptr, serial, sizeof(serial), token, sizeof(token)) < 0) {
-    Refuse(VEXOZEPH_ERR_SEND, "the request cannot be signed");
+  if (!device::GenerateRequestToken(nullptr, nullptr, serial, sizeof(serial), token,
+                                    sizeof(token))) {
+    Fail(VEXOZEPH_ERR_SEND);  // logged by the token's maker
   }
   body["bx_sn"] = serial;
   body["bx_token"] = token;
@@ -80,19 +79,25 @@ std::string PaymentHost() {
   try {
     host = ServerInfo().GetPaymentHost();
   } catch (const ZephException &e) {
-    Refuse(VEXOZEPH_ERR_PAYMENT_CONFIG, std::string("no payment host: ") + e.what());
+    ZLOG("no payment host: %s", e.what());
+    Fail(VEXOZEPH_ERR_PAYMENT_CONFIG);
   }
-  if (host.empty()) Refuse(VEXOZEPH_ERR_PAYMENT_CONFIG, "no payment host");
+  if (host.empty()) {
+    ZLOG("no payment host");
+    Fail(VEXOZEPH_ERR_PAYMENT_CONFIG);
+  }
   return host;
 }
 
 void SendJson(const std::string &path, Json::Value body, bool short_timeout,
               VEXOZEPH_HTTPS_RESPONSE &response) {
   if (path.empty() || path[0] == '/') {
-    Refuse(VEXOZEPH_ERR_BAD_PARAMETER, "the path must be below the base, without a leading slash");
+    ZLOG("the path must be below the base, without a leading slash");
+    Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   if (!body.isObject() || body.isMember("bx_token")) {
-    Refuse(VEXOZEPH_ERR_BAD_PARAMETER, "the body must be a JSON object without \"bx_token\"");
+    ZLOG("the body must be a JSON object without \"bx_token\"");
+    Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   response.result = CURLE_OK;
   const std::string host = PaymentHost();
@@ -102,21 +107,19 @@ void SendJson(const std::string &path, Json::Value body, bool short_timeout,
   // Declared before the exchange so that it outlives the handle that points to it.
   https::HeaderList headers;
   https::Exchange exchange(ZLOG_HERE.module, url, short_timeout, response);
-  unsigned int code = exchange.Init();
-  if (code == VEXOZEPH_ERR_SUCCESS) {
-    code = exchange.SetOptions(url.c_str(), text.c_str(),
-                               [&](CURL *curl) { return SetJsonHeaders(url, headers, curl); });
-  }
-  if (code == VEXOZEPH_ERR_SUCCESS) code = exchange.Perform();
-  if (code == VEXOZEPH_ERR_SUCCESS) code = exchange.TakeReply();
-  if (code != VEXOZEPH_ERR_SUCCESS) Refuse(code, url + ": no answer");
+  exchange.Init();
+  exchange.SetOptions(url.c_str(), text.c_str(),
+                      [&](CURL *curl) { return SetJsonHeaders(url, headers, curl); });
+  exchange.Perform();
+  exchange.TakeReply();
 }
 
 StoreIdentity SignedInIdentity() {
   const AccountSnapshot account = AccountSnapshot::Read();
   StoreIdentity identity{std::string(account.GetUserId()), std::string(account.GetAuthKey())};
   if (identity.user_id.empty() || identity.auth_key.empty()) {
-    Refuse(VEXOZEPH_ERR_NO_ACCOUNT, "no account is signed in");
+    ZLOG("no account is signed in");
+    Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
   return identity;
 }
@@ -124,8 +127,8 @@ StoreIdentity SignedInIdentity() {
 void RequireStillSignedIn(const StoreIdentity &identity) {
   const AccountSnapshot account = AccountSnapshot::Read();
   if (account.GetUserId() != identity.user_id || account.GetAuthKey() != identity.auth_key) {
-    Refuse(VEXOZEPH_ERR_NO_ACCOUNT,
-           "account " + identity.user_id + " left while the payment host answered");
+    ZLOG("account %s left while the payment host answered", identity.user_id.c_str());
+    Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
 }
 
@@ -138,15 +141,18 @@ Json::Value AskForAccount(const std::string &path, const StoreIdentity &identity
   Json::Value answer;
   const std::string body = response.body();
   if (!json::Parse(body, answer)) {
-    Refuse(VEXOZEPH_ERR_BAD_JSON, path + ": the answer is not JSON: " + TruncatedAnswer(body));
+    ZLOG("%s: the answer is not JSON: %s", path.c_str(), TruncatedAnswer(body).c_str());
+    Fail(VEXOZEPH_ERR_BAD_JSON);
   }
   std::string word;
   if (!answer.isObject() || !json::ResultWord(answer, word)) {
-    Refuse(VEXOZEPH_ERR_NO_REPLY, path + ": the answer has no result: " + TruncatedAnswer(body));
+    ZLOG("%s: the answer has no result: %s", path.c_str(), TruncatedAnswer(body).c_str());
+    Fail(VEXOZEPH_ERR_NO_REPLY);
   }
   const unsigned int code = GetErrorCodeFromAccountError(word.c_str());
   if (code != VEXOZEPH_ERR_SUCCESS) {
-    Refuse(code, path + ": refused: " + TruncatedAnswer(body));
+    ZLOG("%s: refused: %s", path.c_str(), TruncatedAnswer(body).c_str());
+    Fail(code);
   }
   return answer;
 }

@@ -1,4 +1,4 @@
-#include "internal/https_exchange.h"
+#include "transport/https_exchange.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -6,11 +6,12 @@
 #include <thread>
 #include <utility>
 
-#include "internal/device.h"
-#include "internal/https_retry_pause.h"
-#include "internal/https_timeouts.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
+#include "base/log.h"
+#include "core/failure.h"
+#include "transport/device.h"
+#include "transport/https_retry_pause.h"
+#include "transport/https_timeouts.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_string.h"
 
 // Lines name the sender that runs the exchange, at this file's lines.
@@ -59,17 +60,15 @@ Exchange::Exchange(std::string module, std::string log_url, bool short_timeout,
       short_timeout_(short_timeout),
       response_(response) {}
 
-unsigned int Exchange::Init() {
+void Exchange::Init() {
   curl_.reset(curl_easy_init());
   if (!curl_) {
     XLOG("failed to init pCurl");
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
-  return VEXOZEPH_ERR_SUCCESS;
 }
 
-unsigned int Exchange::SetOptions(const char *url, const char *post_fields,
-                                  const HeaderStep &headers) {
+void Exchange::SetOptions(const char *url, const char *post_fields, const HeaderStep &headers) {
   CURL *curl = curl_.get();
   CURLcode rc = CURLE_OK;
   if (post_fields != nullptr) {
@@ -77,29 +76,29 @@ unsigned int Exchange::SetOptions(const char *url, const char *post_fields,
         (rc = curl_easy_setopt(curl, CURLOPT_POSTFIELDS, post_fields)) != CURLE_OK) {
       XLOG("%s, Failed to set POST parameters, code=%d, err=%s", log_url_.c_str(), rc,
            curl_easy_strerror(rc));
-      return VEXOZEPH_ERR_SEND;
+      Fail(VEXOZEPH_ERR_SEND);
     }
   }
   if ((rc = curl_easy_setopt(curl, CURLOPT_URL, url)) != CURLE_OK) {
     XLOG("Failed to set url to %s, code=%d, err=%s", log_url_.c_str(), rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   // Redirects are followed, but never away from HTTPS: a body may carry the password.
   if ((rc = SetHttpsOnlyRedirects(curl)) != CURLE_OK) {
     XLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   char agent[device::kUserAgentSize] = {0};
-  VEXOZEPHUserAgentNameGet(agent, static_cast<int>(sizeof(agent)));
+  device::CopyUserAgent(agent, sizeof(agent));
   if ((rc = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
     XLOG("failed to set agent=%s, return value=%d, err=%s", agent, rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
-  if (!headers(curl)) return VEXOZEPH_ERR_SEND;
+  if (!headers(curl)) Fail(VEXOZEPH_ERR_SEND);
   // The root's CA file is the only trust.
   if ((rc = SetVerifiedTls(curl)) != CURLE_OK) {
     XLOG("Failed to set curl opt error:(%d)%s", rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   // A missing low-speed limit only weakens the stall detection; the request goes on.
   if ((rc = curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, kLowSpeedLimitBytes)) != CURLE_OK) {
@@ -111,26 +110,25 @@ unsigned int Exchange::SetOptions(const char *url, const char *post_fields,
       (rc = curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeout)) != CURLE_OK ||
       (rc = curl_easy_setopt(curl, CURLOPT_TIMEOUT, timeout)) != CURLE_OK) {
     XLOG("failed to set time-out, return value=%d, err=%s", rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   if ((rc = curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, WriteMemoryCallback)) != CURLE_OK) {
     XLOG("failed to write function WriteMemoryCallback, return value=%d, err=%s", rc,
          curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   if ((rc = curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body_)) != CURLE_OK) {
     XLOG("failed to write data, return value=%d, err=%s", rc, curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   curl_easy_setopt(curl, CURLOPT_IPRESOLVE, CURL_IPRESOLVE_WHATEVER);
   // No signals from inside a library: the host process owns its signal handlers.
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  return VEXOZEPH_ERR_SUCCESS;
 }
 
 // A retried failure on the last attempt is left to TakeReply, which fails it after
 // reading the status.
-unsigned int Exchange::Perform() {
+void Exchange::Perform() {
   int attempts = short_timeout_ ? kShortAttempts : kLongAttempts;
   CURLcode rc = CURLE_OK;
   for (int attempt = 0; attempt < attempts; ++attempt) {
@@ -151,37 +149,36 @@ unsigned int Exchange::Perform() {
     }
     XLOG("%s, Failed to curl perform, code=%d, err=%s", log_url_.c_str(), rc,
          curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
-  return VEXOZEPH_ERR_SUCCESS;
 }
 
-unsigned int Exchange::TakeReply() {
+void Exchange::TakeReply() {
   long status = 0;
   CURLcode rc = curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &status);
   if (rc != CURLE_OK) {
     response_.result = rc;
     XLOG("%s, Failed to curl_easy_getinfo, code=%d, err=%s", log_url_.c_str(), rc,
          curl_easy_strerror(rc));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   response_.status = status;
   // 400 is a normal answer here: the body carries the result word the caller maps.
   if (status != 200 && status != 400) {
     XLOG("%s, Failed to request packages, httpResponseCode=%ld, data=%s", log_url_.c_str(), status,
          TruncatedAnswer(body_.data != nullptr ? body_.data : "").c_str());
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   // The headers of a transfer cut short by its time-out may well have said 200: what
   // arrived of the body is still no answer.
   if (transfer_ != CURLE_OK) {
     XLOG("%s, Failed to curl perform, code=%d, err=%s", log_url_.c_str(), transfer_,
          curl_easy_strerror(transfer_));
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   if (body_.data == nullptr) {
     XLOG("%s, Failed to get response", log_url_.c_str());
-    return VEXOZEPH_ERR_SEND;
+    Fail(VEXOZEPH_ERR_SEND);
   }
   // Without memory for the copy the answer still counts as received, with no data.
   char *copy = strdup(body_.data);
@@ -190,7 +187,6 @@ unsigned int Exchange::TakeReply() {
     if (trimmed != copy) std::memmove(copy, trimmed, std::strlen(trimmed) + 1);
   }
   response_.data = copy;
-  return VEXOZEPH_ERR_SUCCESS;
 }
 
 }  // namespace https

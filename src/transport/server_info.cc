@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "internal/log.h"
-#include "internal/root_path.h"
-#include "internal/server_info_impl.h"
+#include "base/log.h"
+#include "base/root_path.h"
+#include "transport/server_info_impl.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_exception.h"

@@ -10,10 +10,13 @@
 #include <memory>
 #include <string>
 
-#include "internal/c_edge.h"
-#include "internal/https_exchange.h"
-#include "internal/https_transfer.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "transport/device.h"
+#include "transport/form_sender.h"
+#include "transport/https_exchange.h"
+#include "transport/https_transfer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
@@ -41,11 +44,6 @@ struct FormText {
   ~FormText() { std::free(data); }
 };
 
-int Fail(unsigned int code) {
-  VEXOZEPHErrSet(code);
-  return -1;
-}
-
 class FormRequest {
  public:
   FormRequest(const VEXOZEPH_HTTPS_REQUEST &request, VEXOZEPH_HTTPS_RESPONSE &response)
@@ -57,21 +55,18 @@ class FormRequest {
         password_(request.password, strnlen(request.password, sizeof(request.password))),
         exchange_(ZLOG_HERE.module, log_url_, request.short_timeout != 0, response) {}
 
-  int Send(VEXOZEPH_HTTPS_RESPONSE &response) {
+  void Send(VEXOZEPH_HTTPS_RESPONSE &response) {
     response.result = CURLE_OK;
     form_.data = static_cast<char *>(std::calloc(1, kFormInitialSize));
-    if (form_.data == nullptr) return Fail(VEXOZEPH_ERR_SYSTEM);
+    if (form_.data == nullptr) vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
     form_.capacity = kFormInitialSize;
-    unsigned int code = exchange_.Init();
-    if (code == VEXOZEPH_ERR_SUCCESS && (!BuildForm() || !BuildUrl())) code = VEXOZEPH_ERR_SEND;
-    if (code == VEXOZEPH_ERR_SUCCESS) {
-      const bool post = form_.data[0] != '\0' && !IsGet();
-      code = exchange_.SetOptions(url_, post ? form_.data : nullptr,
-                                  [this](CURL *curl) { return SetHeaders(curl); });
-    }
-    if (code == VEXOZEPH_ERR_SUCCESS) code = exchange_.Perform();
-    if (code == VEXOZEPH_ERR_SUCCESS) code = exchange_.TakeReply();
-    return code == VEXOZEPH_ERR_SUCCESS ? 0 : Fail(code);
+    exchange_.Init();
+    if (!BuildForm() || !BuildUrl()) vexozeph::Fail(VEXOZEPH_ERR_SEND);
+    const bool post = form_.data[0] != '\0' && !IsGet();
+    exchange_.SetOptions(url_, post ? form_.data : nullptr,
+                         [this](CURL *curl) { return SetHeaders(curl); });
+    exchange_.Perform();
+    exchange_.TakeReply();
   }
 
  private:
@@ -81,8 +76,8 @@ class FormRequest {
     const char *given_serial =
         request_.params != nullptr ? VLIBCSzHashGetValue(request_.params, "bx_sn") : nullptr;
     if (given_serial != nullptr) std::snprintf(serial, sizeof(serial), "%s", given_serial);
-    if (VEXOZEPHGenerateToken(account_.c_str(), password_.c_str(), serial, sizeof(serial), token,
-                              sizeof(token)) < 0) {
+    if (!vexozeph::device::GenerateRequestToken(account_.c_str(), password_.c_str(), serial,
+                                                sizeof(serial), token, sizeof(token))) {
       return false;
     }
     KeyList keys(VLIBCSzListAlloc(kMaxFormKeys));
@@ -169,23 +164,26 @@ class FormRequest {
   vexozeph::https::Exchange exchange_;
 };
 
-int HttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request, VEXOZEPH_HTTPS_RESPONSE *response) {
-  if (request == nullptr || response == nullptr || request->host == nullptr ||
-      request->path == nullptr) {
-    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
-  }
-  FormRequest sender(*request, *response);
-  return sender.Send(*response);
+}  // namespace
+
+namespace vexozeph {
+
+void SendHttpsForm(const VEXOZEPH_HTTPS_REQUEST &request, VEXOZEPH_HTTPS_RESPONSE &response) {
+  if (request.host == nullptr || request.path == nullptr) Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+  FormRequest(request, response).Send(response);
 }
 
-}  // namespace
+}  // namespace vexozeph
 
 extern "C" {
 
 VEXOZEPH_API int VEXOZEPHHttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request,
                                           VEXOZEPH_HTTPS_RESPONSE *response) {
-  return vexozeph::GuardCInterface("VEXOZEPHHttpsRequestSend",
-                                   [&] { return HttpsRequestSend(request, response); });
+  return vexozeph::GuardCInterface("VEXOZEPHHttpsRequestSend", [&] {
+    if (request == nullptr || response == nullptr) vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    vexozeph::SendHttpsForm(*request, *response);
+    return 0;
+  });
 }
 
 VEXOZEPH_API void VEXOZEPHHttpsResponseFree(VEXOZEPH_HTTPS_RESPONSE *response) {

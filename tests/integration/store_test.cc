@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "base/clock.h"
 #include "base/json_utils.h"
 #include "base/request_token.h"
-#include "internal/clock.h"
 #include "support/account_appliance.h"
 #include "support/http_client.h"
 #include "support/json_object.h"
