@@ -147,7 +147,7 @@ ConfigManager::~ConfigManager() = default;
 
 int ConfigManager::Save(const Json::Value &jobs) {
   using namespace vexo_platform;
-  try {
+  return GuardPlatformCall(EINVAL, 0, [&] {
     if (!impl_->valid) {
       ZLOG("refusing cron job group name \"%s\"", impl_->group.c_str());
       SET_PLATFORM_ERROR(EINVAL);
@@ -202,10 +202,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(EINVAL);
-    return 0;
-  }
+  });
 }
 
 int ConfigManager::Remove() {
@@ -214,7 +211,7 @@ int ConfigManager::Remove() {
     SET_PLATFORM_ERROR(EINVAL);
     return 0;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, 0, [&] {
     bool removed = RemoveFile(impl_->CronPath());
     removed = RemoveFile(impl_->StorePath()) && removed;
     if (!removed) {
@@ -222,10 +219,7 @@ int ConfigManager::Remove() {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return 0;
-  }
+  });
 }
 
 }  // namespace VEXOCrond
