@@ -228,10 +228,6 @@ int ConfigManager::Remove() {
 }  // namespace VEXO
 
 extern "C" int VEXOCrondSpreadSecond(void) {
-  try {
-    return vexo_platform::DrawSpreadSecond(vexo_platform::DeviceSalt());
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  using namespace vexo_platform;
+  return GuardPlatformCall(ENOMEM, -1, [] { return DrawSpreadSecond(DeviceSalt()); });
 }
