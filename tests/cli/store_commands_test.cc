@@ -20,7 +20,7 @@ class StoreCommands : public CliAgainstCloud {
 
   void SetUp() override {
     CliAgainstCloud::SetUp();
-    if (!cloud_->PaymentAtBuiltInPort()) GTEST_SKIP() << kNoPaymentHost;
+    if (!cloud_->PaymentAtBuiltInPort()) GTEST_SKIP() << cloud_->WhyNoPaymentHost();
   }
 };
 

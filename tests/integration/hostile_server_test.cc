@@ -238,7 +238,7 @@ TEST_F(HostileServer, EveryCallRefusesEveryBadAnswerWithItsCodeAndWritesNothing)
   int tried = 0;
   for (const Call &call : Calls()) {
     if (call.origin == "payment" && !cloud_->PaymentAtBuiltInPort()) {
-      std::printf("skipped without a network namespace of its own: %s\n", call.name.c_str());
+      std::printf("skipped %s: %s\n", call.name.c_str(), cloud_->WhyNoPaymentHost().c_str());
       continue;
     }
     for (const HostileAnswer &answer :

@@ -57,7 +57,7 @@ class Store : public AccountAppliance {
 
   void SetUp() override {
     AccountAppliance::SetUp();
-    if (!cloud_->PaymentAtBuiltInPort()) GTEST_SKIP() << kNoPaymentHost;
+    if (!cloud_->PaymentAtBuiltInPort()) GTEST_SKIP() << cloud_->WhyNoPaymentHost();
     clock::SetForTesting(kNow);
     NewAccount wanted;
     ASSERT_TRUE(json::Parse(kHistory, wanted.purchases));

@@ -20,11 +20,6 @@ class DeviceOnCloud : public ::testing::Test {
  protected:
   static constexpr const char *kSerial = "SN2207ACCT";
   static constexpr const char *kMac = "00:11:32:0a:0b:0c";
-  // Why a test of the payment host skips where the emulator cannot serve it at the
-  // built-in port (CloudEmulator::Options::payment_at_built_in_port).
-  static constexpr const char *kNoPaymentHost =
-      "needs a network namespace of its own (root) to serve the payment host at the build's "
-      "test payment base";
 
   void SetUp() override {
     root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
