@@ -27,10 +27,9 @@ std::string PaymentHost();
 // Posts `body` (an object) to `path` on the payment host with "bx_sn" and "bx_token" added:
 // the serial is `body`'s own "bx_sn" when it has one, else the appliance's. `response` is
 // filled as VEXOZEPHHttpsRequestSend fills it (result and status as far as the request
-// got; `data`, the trimmed body, only on success). Throws: 1 when `body` is
-// not an object, holds "bx_token" or a "bx_sn" that is not a text; 7 without a payment
-// host; 4 when the request cannot be signed, built or sent, or the status is not 200 or
-// 400 with a body.
+// got; `data`, the trimmed body, only on success). Throws: 1 when `body` is not an object,
+// holds "bx_token" or a "bx_sn" that is not a text; 7 without a payment host; 4 when the
+// request cannot be signed, built or sent, or the status is not 200 or 400 with a body.
 void SendJson(const std::string &path, Json::Value body, bool short_timeout,
               VEXOZEPH_HTTPS_RESPONSE &response);
 
@@ -40,18 +39,18 @@ struct StoreIdentity {
   std::string auth_key;
 };
 
-// The signed-in account's user id and auth key. Throws 3 when either is
-// missing (nobody is signed in), 6 when the account file cannot be read.
+// The signed-in account's user id and auth key. Throws 3 when either is missing (nobody
+// is signed in), 6 when the account file cannot be read.
 StoreIdentity SignedInIdentity();
 
-// Throws 3 unless the account file still holds `identity`: an answer about
-// an account that was signed out or replaced while the server answered is never handed on.
+// Throws 3 unless the account file still holds `identity`: an answer about an account
+// that was signed out or replaced while the server answered is never handed on.
 void RequireStillSignedIn(const StoreIdentity &identity);
 
 // Sends `identity` ("id", "auth_key") with `fields` to `path` (short time-outs: the store
 // is asked while a person waits) and returns the answer, a JSON object whose "code" maps
-// to 0. Throws: SendJson's codes; 2 when the body is not JSON; 5 when it is
-// not an object with a result word; the mapped code when the word refuses.
+// to 0. Throws: SendJson's codes; 2 when the body is not JSON; 5 when it is not an object
+// with a result word; the mapped code when the word refuses.
 Json::Value AskForAccount(const std::string &path, const StoreIdentity &identity,
                           Json::Value fields = Json::Value(Json::objectValue));
 
