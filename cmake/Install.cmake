@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place, in three components that the Debian packages
-# follow (cmake/Packaging.cmake):
+# What `cmake --install` puts in place, in three components (the Debian packages of
+# debian/ split them further: one package per library, the tool, the emulator):
 #   runtime      the two shared libraries: libvexozeph.so.1 and libvexoplatform.so.1
 #   development  public headers, the .so links, pkg-config files, the CMake package
 #   tools        the command-line tool vexozeph and the zeph-cloud emulator, with their man pages
