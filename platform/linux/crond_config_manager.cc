@@ -7,7 +7,9 @@
 // are drawn from the serial number. Both files are replaced atomically (mode 0644, as
 // cron wants for cron.d). A save replaces the group's whole list; the reload flag is not
 // needed because cron notices changed files in cron.d by itself. Command paths are written
-// as given: the cron daemon runs them on the real system, not under a test's root.
+// as given: the cron daemon runs them on the real system, not under a test's root. The
+// second within the minute at which a job begins its work (VEXOCrondSpreadSecond) is drawn
+// from the same serial.
 #include <errno.h>
 #include <json/writer.h>
 #include <unistd.h>
@@ -230,3 +232,12 @@ int ConfigManager::Remove() {
 
 }  // namespace VEXOCrond
 }  // namespace VEXO
+
+extern "C" int VEXOCrondSpreadSecond(void) {
+  try {
+    return vexo_platform::DrawSpreadSecond(vexo_platform::DeviceSalt());
+  } catch (...) {
+    SET_PLATFORM_ERROR(ENOMEM);
+    return -1;
+  }
+}
