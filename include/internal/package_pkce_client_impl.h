@@ -62,7 +62,6 @@ class PackagePkceClientImpl {
   Json::Value Retrieve(bool only_if_stale) const;
   std::string GetTokenWithRescue(bool id_token) const;
   std::string ReadToken(bool id_token) const;
-  std::string LockPath(const char *suffix) const;
 
   std::string name_;
   PkceClient pkce_;

@@ -27,9 +27,6 @@ class PkceClientImpl {
   Json::Value FormatPkceConfig(const Json::Value &tmpl) const;
   void SetPkceConfig(const Json::Value &config) { config_ = config; }
 
-  // The directory of every client's token file "<name>_token.json", without the root
-  // prefix and with its final '/'.
-  static const char *TokenDirectory();
   // The token file, under the root prefix.
   std::string GetTokenFilePath() const;
   bool HasTokenFile() const;
@@ -64,9 +61,6 @@ class PkceClientImpl {
   // True when `answer` can become the token file: an object with the three tokens as
   // text and a whole-number "expires_in", so that every later read of it works.
   static bool IsTokenSet(const Json::Value &answer);
-  // The lock file of `word` (a client name and the suffix of what it guards):
-  // "/tmp/account_<word>.lock", rooted by FileLock.
-  static std::string LockFilePath(const std::string &word);
   // Takes `lock` within the 30-second wait, or throws code 22 naming its file.
   static void LockOrThrow(FileLock &lock);
   // The member `key` of a parsed token file as text; `text_only` refuses numbers (tokens
@@ -85,7 +79,6 @@ class PkceClientImpl {
   // The token file, opened and parsed once: code 22 "Failed to find an existed token
   // file" when it cannot be opened for reading, 2 when it cannot be read or is not JSON.
   Json::Value ReadTokenFile() const;
-  std::string LockPath(const char *suffix) const;
 
   std::string name_;
   Json::Value config_;

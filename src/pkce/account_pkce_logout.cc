@@ -5,10 +5,10 @@
 #include <string>
 
 #include "internal/account_pkce_service_impl.h"
+#include "internal/client_name.h"
 #include "internal/http/session.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
-#include "internal/pkce_client_impl.h"
 #include "internal/root_path.h"
 #include "internal/shown_answer.h"
 #include "internal/string_utils.h"
@@ -38,8 +38,7 @@ const int kExeclFlags = 0xBB;
 // prefix, which may hold anything) is quoted for the shell; the pattern stays outside the
 // quotes so that the shell expands it.
 std::string ClearTokenFilesCommand() {
-  return "/bin/rm -f " + QuoteForShell(RootedPath(PkceClientImpl::TokenDirectory())) +
-         "*_token.json";
+  return "/bin/rm -f " + QuoteForShell(RootedPath(kClientTokenDirectory)) + "*_token.json";
 }
 
 }  // namespace

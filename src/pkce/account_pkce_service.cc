@@ -5,6 +5,7 @@
 #include "vexozeph/account_pkce_service.h"
 
 #include "internal/account_pkce_service_impl.h"
+#include "internal/client_name.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
 #include "internal/root_path.h"
@@ -18,7 +19,6 @@ namespace vexozeph {
 
 namespace {
 
-const char kDeviceClientName[] = "tarn";
 const char kRegisterTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_register.conf";
 const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kLoginAction[] = "zeph/login";

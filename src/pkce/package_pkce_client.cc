@@ -30,16 +30,13 @@ const char kGrantPath[] = "/oauth2/api/v1/device/package/authorization_code/gran
 
 }  // namespace
 
-// The name is checked before the inner client (and with it any path) is built.
+// The name is checked (a package may not take the device session's) before the inner client (and
+// with it any path) is built.
 PackagePkceClientImpl::PackagePkceClientImpl(const std::string &package_name)
-    : name_(CheckedClientName(package_name)), pkce_(name_) {}
-
-std::string PackagePkceClientImpl::LockPath(const char *suffix) const {
-  return PkceClientImpl::LockFilePath(name_ + suffix);
-}
+    : name_(CheckedPackageName(package_name)), pkce_(name_) {}
 
 void PackagePkceClientImpl::GrantByAccountService() const {
-  FileLock lock(LockPath("_package_grant_by_tarn"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kPackageGrantByTarn));
   PkceClientImpl::LockOrThrow(lock);
   const Json::Value config = GetPkceConfig();
   const std::string client_id = json::StringOr(config, "client_id");
@@ -78,7 +75,7 @@ std::string PackagePkceClientImpl::ReadToken(bool id_token) const {
 std::string PackagePkceClientImpl::GetTokenWithRescue(bool id_token) const {
   // Held across the grant, so that processes finding no token together grant once: the
   // others wait here and then read the token just saved.
-  FileLock lock(LockPath("_package_get_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kPackageGetToken));
   PkceClientImpl::LockOrThrow(lock);
   if (!pkce_.HasTokenFile()) GrantByAccountService();
   try {

@@ -2,6 +2,7 @@
 // the refresh token, and the token getters that renew on the way.
 #define ZLOG_MODULE_NAME "pkce_client"
 
+#include "internal/client_name.h"
 #include "internal/http/session.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
@@ -30,7 +31,7 @@ http::Response PostForm(const Json::Value &config, const http::Payload &form) {
 
 void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
                                    const std::string &redirect_uri) const {
-  FileLock lock(LockPath("_exchange_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kExchangeToken));
   LockOrThrow(lock);
   http::Response response =
       PostForm(config_, http::Payload{
@@ -65,7 +66,7 @@ void PkceClientImpl::RenewToken() const {
 }
 
 void PkceClientImpl::Renew(bool only_if_lapsed) const {
-  FileLock lock(LockPath("_renew_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kRenewToken));
   LockOrThrow(lock);
   // Decided on the file as it is now, under the lock: a caller that waited here while
   // another renewed adopts that token instead of spending the rotated refresh token.
@@ -107,7 +108,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
 }
 
 std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
-  FileLock lock(LockPath("_get_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kGetToken));
   LockOrThrow(lock);
   // The expiry decision and the token come from one parse of the file; only a renewal,
   // which rewrote it, makes a second read.

@@ -8,6 +8,7 @@
 #include <climits>
 
 #include "internal/atomic_file.h"
+#include "internal/client_name.h"
 #include "internal/clock.h"
 #include "internal/json_utils.h"
 #include "internal/log.h"
@@ -22,7 +23,6 @@ namespace vexozeph {
 
 namespace {
 
-const char kTokenDirectory[] = "/usr/vexo/etc/vexona-account/private/";
 const unsigned int kLockWaitSeconds = 30;
 
 int64_t TimeMember(const Json::Value &file, const char *key) {
@@ -36,20 +36,8 @@ int64_t TimeMember(const Json::Value &file, const char *key) {
 
 }  // namespace
 
-const char *PkceClientImpl::TokenDirectory() {
-  return kTokenDirectory;
-}
-
 std::string PkceClientImpl::GetTokenFilePath() const {
-  return RootedPath(kTokenDirectory + name_ + "_token.json");
-}
-
-std::string PkceClientImpl::LockFilePath(const std::string &word) {
-  return format("/tmp/account_%s.lock", word.c_str());
-}
-
-std::string PkceClientImpl::LockPath(const char *suffix) const {
-  return LockFilePath(name_ + suffix);
+  return RootedPath(ClientTokenFile(name_));
 }
 
 void PkceClientImpl::LockOrThrow(FileLock &lock) {
@@ -160,7 +148,7 @@ bool PkceClientImpl::IsTokenExpired() const {
 
 void PkceClientImpl::SaveToken(const Json::Value &token) const {
   if (!token.isObject()) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
-  FileLock lock(LockPath("_save_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kSaveToken));
   LockOrThrow(lock);
   Json::Value saved = token;
   // The local time of the save, whatever the server said: expiry is judged by this
