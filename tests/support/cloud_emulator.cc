@@ -1,5 +1,5 @@
-#include "support/appliance_files.h"
 #include "support/cloud_emulator.h"
+#include "support/appliance_files.h"
 
 #include <fcntl.h>
 #include <openssl/rand.h>
@@ -382,6 +382,27 @@ void CloudEmulator::QueueFault(const Fault &fault) {
 
 void CloudEmulator::ClearFaults() {
   Admin("DELETE", "/admin/faults");
+}
+
+bool CloudEmulator::WaitUntilHeld(int count, int seconds) {
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (Admin("GET", "/admin/held")["held"].asInt() < count) {
+    if (std::chrono::steady_clock::now() > give_up) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+void CloudEmulator::ReleaseHeld() {
+  Admin("POST", "/admin/held/release");
+}
+
+Json::Value CloudEmulator::TokenOwner(const std::string &token) {
+  Json::Value input;
+  input["token"] = token;
+  long status = 0;
+  const Json::Value owner = Admin("POST", "/admin/tokens/owner", input, &status);
+  return status == 200 ? owner : Json::Value();
 }
 
 std::vector<LoggedRequest> CloudEmulator::Requests(const std::string &origin,
