@@ -96,7 +96,7 @@ void Output::Record(const std::vector<Field> &fields) const {
   size_t width = 0;
   for (const Field &field : fields) width = std::max(width, field.label.size());
   for (const Field &field : fields) {
-    const std::string text = TextOf(field.value);
+    const std::string text = Visible(TextOf(field.value));
     std::cout << field.label << std::string(width - field.label.size() + 2, ' ')
               << (text.empty() ? "-" : text) << '\n';
   }
@@ -128,7 +128,7 @@ int Output::LastLibraryFailure() const {
 
 int Output::Usage(const std::string &message) const {
   // Usage problems are the caller's to fix by hand: stderr only, even with --json.
-  std::cerr << Prefix() << message << '\n';
+  Note(message);
   return kExitUsage;
 }
 
@@ -144,8 +144,12 @@ int Output::ToolFailure(int status, const std::string &message) const {
   return Fail(status, 0, message);
 }
 
+void Output::Note(const std::string &message) const {
+  std::cerr << Prefix() << Visible(message) << '\n';
+}
+
 int Output::Fail(int status, unsigned int code, const std::string &message) const {
-  std::cerr << Prefix() << message << '\n';
+  Note(message);
   if (json_) {
     Json::Value error(Json::objectValue);
     error["code"] = code;

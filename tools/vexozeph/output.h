@@ -11,6 +11,11 @@
 #include <string>
 #include <vector>
 
+// Visible(): text that came from outside, made safe for a terminal. Every value from a
+// server, a file or a redirect goes through it on its way to a person's text output (the
+// fields of Record do by themselves, and so do failure messages); JSON output does not.
+#include "base/terminal_text.h"
+
 namespace vexozeph {
 namespace cli {
 
@@ -29,9 +34,10 @@ class Output {
   bool json() const { return json_; }
 
   // A result made of fields: a JSON object in their order's keys, or aligned
-  // "label  value" lines in their order.
+  // "label  value" lines in their order, each value made Visible.
   void Record(const std::vector<Field> &fields) const;
-  // A result with a text form of its own: `value` with --json, else `text` as it is.
+  // A result with a text form of its own: `value` with --json, else `text` as it is (the
+  // command has made every outside value in it Visible).
   void Document(const Json::Value &value, const std::string &text) const;
 
   // A failure of the library with `code` (VEXOZEPHErrGet, ZephException::GetCode):
@@ -47,6 +53,8 @@ class Output {
   int Internal(const std::string &message) const;
   // A failure of the tool's own with `status` (exit_status.h), reported like the others.
   int ToolFailure(int status, const std::string &message) const;
+  // One line on stderr, as a failure's, after a result that was printed all the same.
+  void Note(const std::string &message) const;
 
  private:
   int Fail(int status, unsigned int code, const std::string &message) const;
