@@ -2,13 +2,13 @@
 // the refresh token, and the token getters that renew on the way.
 #define ZLOG_MODULE_NAME "pkce_client"
 
-#include "internal/client_name.h"
-#include "internal/http/session.h"
+#include "base/log.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
+#include "pkce/pkce_client_impl.h"
+#include "store/token_file.h"
+#include "transport/http/session.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/tarn_service.h"
@@ -32,7 +32,7 @@ http::Response PostForm(const Json::Value &config, const http::Payload &form) {
 void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
                                    const std::string &redirect_uri) const {
   FileLock lock(ClientLockFile(name_, ClientLock::kExchangeToken));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   http::Response response =
       PostForm(config_, http::Payload{
                             {"grant_type", "authorization_code"},
@@ -67,7 +67,7 @@ void PkceClientImpl::RenewToken() const {
 
 void PkceClientImpl::Renew(bool only_if_lapsed) const {
   FileLock lock(ClientLockFile(name_, ClientLock::kRenewToken));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   // Decided on the file as it is now, under the lock: a caller that waited here while
   // another renewed adopts that token instead of spending the rotated refresh token.
   const Json::Value file = ReadTokenFile();
@@ -109,7 +109,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
 
 std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
   FileLock lock(ClientLockFile(name_, ClientLock::kGetToken));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   // The expiry decision and the token come from one parse of the file; only a renewal,
   // which rewrote it, makes a second read.
   const Json::Value file = ReadTokenFile();

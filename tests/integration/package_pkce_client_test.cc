@@ -15,11 +15,11 @@
 #include <utility>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
+#include "support/byte_channel.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
-#include "support/byte_channel.h"
 #include "support/json_object.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/pkce_client_impl.h"
+#include "pkce/pkce_client_impl.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/log_capture.h"

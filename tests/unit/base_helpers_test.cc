@@ -6,10 +6,10 @@
 #include <sstream>
 #include <string>
 
+#include "base/log.h"
 #include "base/terminal_text.h"
-#include "internal/backtrace.h"
+#include "core/backtrace.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
 #include "internal/string_utils.h"
 #include "support/log_capture.h"
 #include "vexozeph/zeph_exception.h"

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "internal/client_name.h"
-#include "internal/package_pkce_client_impl.h"
+#include "session/package_pkce_client_impl.h"
+#include "store/client_name.h"
 #include "support/fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
