@@ -114,8 +114,15 @@ bool PkceClientImpl::IsTokenExpired() const {
   return IsLapsed(ReadTokenFile());
 }
 
-void PkceClientImpl::SaveToken(const Json::Value &token) const {
-  token_files::Save(name_, token);
+bool PkceClientImpl::SaveToken(const Json::Value &token,
+                               const token_files::SaveBasis &basis) const {
+  return token_files::Save(name_, token, basis);
+}
+
+bool PkceClientImpl::SaveToken(const Json::Value &token) const {
+  token_files::SaveBasis basis;
+  basis.owner = token_files::SignedInAccount();
+  return SaveToken(token, basis);
 }
 
 }  // namespace vexozeph

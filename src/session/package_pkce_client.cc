@@ -9,6 +9,7 @@
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
 #include "pkce/pkce_grant.h"
+#include "session/account_pkce_service_impl.h"
 #include "session/package_pkce_client_impl.h"
 #include "store/client_name.h"
 #include "store/token_file.h"
@@ -44,7 +45,10 @@ void PackagePkceClientImpl::GrantByAccountService() const {
   const PkcePair pair = MakePkcePair();
   const http::Payload form = GrantForm(config, pair);
 
-  const std::string session_token = AccountPkceService().GetAccessToken();
+  // The grant is the account's whose session token asks for it, and is saved for that
+  // account alone: dropped if it was signed out or replaced meanwhile.
+  std::string owner;
+  const std::string session_token = AccountPkceServiceImpl("", "").GetAccessTokenOf(owner);
   const http::Response response = http::Post(
       http::Url{AccountService().GetAccountHost() + kGrantPath}, http::Timeout{kRequestTimeoutMs},
       http::UserAgent{TarnService().GetUserAgent()},
@@ -65,7 +69,7 @@ void PackagePkceClientImpl::GrantByAccountService() const {
         format("Failed to parse grant pacakge[%s] resp, code=%ld, resp=%s", name_.c_str(),
                response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
-  pkce_.ExchangeToken(grant_code, pair.verifier, redirect_uri);
+  pkce_.ExchangeTokenFor(owner, grant_code, pair.verifier, redirect_uri);
 }
 
 std::string PackagePkceClientImpl::ReadToken(bool id_token) const {

@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <string>
 
-#include "vexozeph/pkce_client.h"
+#include "pkce/pkce_client_impl.h"
 
 namespace vexozeph {
 
@@ -64,7 +64,7 @@ class PackagePkceClientImpl {
   std::string ReadToken(bool id_token) const;
 
   std::string name_;
-  PkceClient pkce_;
+  PkceClientImpl pkce_;
 };
 
 }  // namespace vexozeph

@@ -77,6 +77,8 @@ class HostileLocalUser : public ::testing::Test {
     other_ = {nobody->pw_uid, nobody->pw_gid};
     // The other user must reach the root's /tmp, as it reaches the real one.
     ASSERT_EQ(::chmod(root_.Dir().c_str(), 0711), 0);
+    // Token files are saved for the account signed in.
+    root_.WriteFile(kAccountFile, "zephIDSerial=\"u-1\"\n");
   }
 
   TempRoot root_;

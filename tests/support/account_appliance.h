@@ -45,6 +45,13 @@ class AccountAppliance : public DeviceOnCloud {
     return cloud_->Requests("account", path);
   }
 
+  // Names `account` in the account file, as a sign-in would, without asking the cloud:
+  // token files are saved for, and handed out to, the account signed in.
+  void NameSignedInAccount(const Account &account) {
+    root_.WriteFile(kAccountFile, (HasAccountFile() ? AccountFile() : std::string()) +
+                                      "zephIDSerial=\"" + account.id + "\"\n");
+  }
+
   std::string AccountFile() const { return root_.ReadFile(kAccountFile); }
   bool HasAccountFile() const { return root_.Exists(kAccountFile); }
 };

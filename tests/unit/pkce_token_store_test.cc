@@ -41,6 +41,8 @@ class PkceTokenStore : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
     FakeAppliance::SetUp();
+    // Token files are handed out to the account they name alone.
+    root_.WriteFile(vexozeph::testing::kAccountFile, "zephIDSerial=\"u-1\"\n");
     // Any renewal attempt would fail in transport: nothing listens on the discard port.
     Json::Value config;
     config["client_id"] = "zeph-device";
@@ -99,13 +101,18 @@ TEST_F(PkceTokenStore, ExpiryTimesAreWholeNumbersSummedWithoutOverflow) {
   }
 
   // Past the 32-bit range, and at the edge of the 64-bit one.
-  root_.WriteFile(kTokenFile, "{\"created_at\": 4102444800, \"expires_in\": 3600}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"created_at\": 4102444800, \"expires_in\": 3600}");
   EXPECT_EQ(client_.GetExpiredAt(), INT64_C(4102448400));
   root_.WriteFile(kTokenFile,
-                  "{\"created_at\": 9223372036854775000, \"expires_in\": 9223372036854775000}");
+                  "{\"account_user_id\": \"u-1\", \"created_at\": 9223372036854775000, "
+                  "\"expires_in\": 9223372036854775000}");
   EXPECT_EQ(client_.GetExpiredAt(), INT64_MAX);
   EXPECT_FALSE(client_.IsTokenExpired());
-  root_.WriteFile(kTokenFile, "{\"created_at\": 1, \"expires_in\": -9223372036854775807}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"created_at\": 1, \"expires_in\": -9223372036854775807}");
   EXPECT_TRUE(client_.IsTokenExpired());
 }
 
@@ -120,7 +127,8 @@ TEST_F(PkceTokenStore, MissingFilesMembersAndNonTextTokensAreReportedNotGuessed)
   EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), VEXOZEPH_ERR_BAD_JSON);
 
   root_.WriteFile(kTokenFile,
-                  "{\"access_token\": \"a\", \"id_token\": 42, \"created_at\": 4102444800,"
+                  "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"id_token\": 42, "
+                  "\"created_at\": 4102444800,"
                   " \"expires_in\": 60}");
   EXPECT_EQ(client_.GetAccessToken(), "a");
   EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("refresh_token"); }, &message),
@@ -145,16 +153,20 @@ TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
   rotated["access_token"] = "access-rotated";
   rotated["id_token"] = "id-rotated";
   rotated["created_at"] = Json::Int64(kSavedAt);
+  rotated["account_user_id"] = "u-1";
   ASSERT_TRUE(vexozeph::json::WriteFileAtomically(rotated, root_.Path(kTokenFile)));
   EXPECT_EQ(client_.GetAccessToken(), "access-rotated");
   EXPECT_EQ(client_.GetIdToken(), "id-rotated");
 
   // A token without its times is never handed out unjudged.
   std::string message;
-  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"expires_in\": 60}");
+  root_.WriteFile(kTokenFile,
+                  "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"expires_in\": 60}");
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_NE(message.find("Failed to get key: created_at"), std::string::npos) << message;
-  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"created_at\": 4102444800}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"created_at\": 4102444800}");
   EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_NE(message.find("Failed to get key: expires_in"), std::string::npos) << message;
   // A file that opens but cannot be read is unreadable JSON, not a missing file.
@@ -163,13 +175,16 @@ TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_BAD_JSON);
 }
 
-TEST_F(PkceTokenStore, SaveIntoAMissingDirectoryFailsWithoutAFile) {
+TEST_F(PkceTokenStore, ASaveThatCannotBeWrittenFailsWithoutAFile) {
   PkceClientImpl lost("tarn");
-  ASSERT_EQ(::rmdir(root_.Path("/usr/vexo/etc/vexona-account/private").c_str()), 0);
+  // A directory where the file would go: the replacement cannot take its place.
+  ASSERT_EQ(::mkdir(root_.Path(kTokenFile).c_str(), 0700), 0);
   LogCapture log;
   EXPECT_EQ(CodeOf([&] { lost.SaveToken(TokenSet(60)); }), VEXOZEPH_ERR_BAD_JSON);
   EXPECT_EQ(log.Count("Failed to save json: "), 1u);
-  EXPECT_FALSE(lost.HasTokenFile());
+  struct stat entry {};
+  ASSERT_EQ(::stat(root_.Path(kTokenFile).c_str(), &entry), 0);
+  EXPECT_TRUE(S_ISDIR(entry.st_mode));
 }
 
 TEST_F(PkceTokenStore, ClientNamesThatCouldLeaveTheDirectoryAreRefused) {
