@@ -1,17 +1,23 @@
 // Runs every benchmark beside its floor and prints, after Google Benchmark's own report,
 // one line per pair for bench/run-bench:
-//   pair<TAB>what<TAB>measured ns<TAB>floor ns<TAB>ratio<TAB>budget<TAB>met|missed
-// (measured, floor and ratio are "-" when a side gave no result).
-// A pair's figures are the fastest repetition of each side (CPU time per iteration): on a
-// shared machine the fastest run is the one least disturbed by other work, and both sides
-// are taken the same way. Defaults: 25 repetitions of at least 0.2 s, randomly interleaved, so that
-// a burst of load falls on both sides of a pair alike; any flag given on the command line wins.
+//   pair<TAB>what<TAB>measured ns<TAB>floor
+//   ns<TAB>ratio<TAB>lowest<TAB>highest<TAB>budget<TAB>met|missed
+// (the figures are "-" when a side gave no result).
+// Each repetition of a side is paired with the same repetition of the other, and a pair is
+// judged on the median of those repetitions' ratios (CPU time per iteration): one
+// repetition slowed by other work on a shared machine moves the median by one place at
+// most, where it would decide a verdict taken on a single repetition. The measured and
+// floor figures are each side's median, and the lowest and highest ratio show the spread.
+// Defaults: 25 repetitions of at least 0.2 s, randomly interleaved, so that a burst of load
+// falls on both sides of a pair alike and a side's n-th repetition runs at about the time
+// of the other's; any flag given on the command line wins.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -33,11 +39,17 @@ const Pair kPairs[] = {
     {"PkceClient::GetAccessToken, fresh", "BM_FreshAccessToken", "BM_FreshAccessTokenFloor", 2.0},
 };
 
-// Keeps the console report and remembers the fastest repetition of each benchmark.
-class FastestRunReporter : public benchmark::ConsoleReporter {
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t n = values.size();
+  return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// Keeps the console report and remembers every repetition of each benchmark.
+class RepetitionReporter : public benchmark::ConsoleReporter {
  public:
   // Colour only on a terminal: the pair lines are read by a script.
-  FastestRunReporter() : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_Defaults : OO_Tabular) {}
+  RepetitionReporter() : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_Defaults : OO_Tabular) {}
 
   void ReportRuns(const std::vector<Run> &runs) override {
     ConsoleReporter::ReportRuns(runs);
@@ -45,19 +57,15 @@ class FastestRunReporter : public benchmark::ConsoleReporter {
       if (run.run_type != Run::RT_Iteration || run.error_occurred || run.iterations == 0) continue;
       const double ns =
           run.GetAdjustedCPUTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
-      const std::string name = run.run_name.function_name;
-      auto found = fastest_.find(name);
-      if (found == fastest_.end() || ns < found->second) fastest_[name] = ns;
+      runs_[run.run_name.function_name][run.repetition_index] = ns;
     }
   }
 
-  double Fastest(const std::string &name) const {
-    auto found = fastest_.find(name);
-    return found == fastest_.end() ? std::numeric_limits<double>::quiet_NaN() : found->second;
-  }
+  // ns per iteration of each repetition, by repetition.
+  const std::map<int64_t, double> &Repetitions(const std::string &name) { return runs_[name]; }
 
  private:
-  std::map<std::string, double> fastest_;
+  std::map<std::string, std::map<int64_t, double>> runs_;
 };
 
 bool Given(int argc, char **argv, const char *flag) {
@@ -84,22 +92,33 @@ int main(int argc, char **argv) {
 
   benchmark::Initialize(&count, args.data());
   if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 2;
-  FastestRunReporter reporter;
+  RepetitionReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
 
   std::fflush(stdout);
   for (const Pair &pair : kPairs) {
-    const double measured = reporter.Fastest(pair.measured);
-    const double floor = reporter.Fastest(pair.floor);
-    if (measured != measured || floor != floor) {  // filtered out, or it failed
-      std::printf("pair\t%s\t-\t-\t-\t%.1f\tnot measured: no result (see the report above)\n",
+    std::vector<double> measured;
+    std::vector<double> floor;
+    std::vector<double> ratios;
+    const std::map<int64_t, double> &floors = reporter.Repetitions(pair.floor);
+    for (const auto &repetition : reporter.Repetitions(pair.measured)) {
+      auto other = floors.find(repetition.first);
+      if (other == floors.end()) continue;
+      measured.push_back(repetition.second);
+      floor.push_back(other->second);
+      ratios.push_back(repetition.second / other->second);
+    }
+    if (ratios.empty()) {  // filtered out, or it failed
+      std::printf("pair\t%s\t-\t-\t-\t-\t-\t%.1f\tnot measured: no result (see the report above)\n",
                   pair.what, pair.budget);
       continue;
     }
-    const double ratio = measured / floor;
-    std::printf("pair\t%s\t%.0f\t%.0f\t%.2f\t%.1f\t%s\n", pair.what, measured, floor, ratio,
-                pair.budget, ratio <= pair.budget ? "met" : "missed");
+    const double ratio = Median(ratios);
+    std::printf("pair\t%s\t%.0f\t%.0f\t%.2f\t%.2f\t%.2f\t%.1f\t%s\n", pair.what, Median(measured),
+                Median(floor), ratio, *std::min_element(ratios.begin(), ratios.end()),
+                *std::max_element(ratios.begin(), ratios.end()), pair.budget,
+                ratio <= pair.budget ? "met" : "missed");
   }
   return 0;
 }

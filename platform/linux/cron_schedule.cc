@@ -16,6 +16,9 @@ struct FieldRule {
   bool draws_one;  // "~" picks one device-specific value rather than meaning a range
 };
 
+// The draw of the second within the minute takes the place after the five fields.
+const int kSecondField = 5;
+
 const FieldRule kFields[5] = {
     {"minute", 0, 59, true}, {"hour", 0, 23, true},        {"day of month", 1, 31, false},
     {"month", 1, 12, false}, {"day of week", 0, 7, false},
@@ -106,6 +109,10 @@ bool RenderItem(const std::string &item, const FieldRule &rule, int field, int i
 }
 
 }  // namespace
+
+int DrawSpreadSecond(const std::string &device_salt) {
+  return Draw(device_salt, kSecondField, 0, 0, 59);
+}
 
 bool RenderCronSchedule(const std::string &schedule, const std::string &device_salt,
                         std::string &rendered, std::string &why) {

@@ -9,7 +9,8 @@
 //                        a step may follow.
 // So "~ 9~16 * * 1~5" runs once every weekday at one device-specific time from 9:00 to
 // 16:59. Anything else (other characters, another field count, values out of range) is
-// refused.
+// refused. Cron starts a job at the minute's first second; the second within the minute
+// at which a job begins its work is drawn the same way, as a sixth field.
 #ifndef VEXO_PLATFORM_LINUX_CRON_SCHEDULE_H_
 #define VEXO_PLATFORM_LINUX_CRON_SCHEDULE_H_
 
@@ -22,6 +23,10 @@ namespace vexo_platform {
 // the schedule is refused.
 bool RenderCronSchedule(const std::string &schedule, const std::string &device_salt,
                         std::string &rendered, std::string &why);
+
+// The second of the minute, 0 to 59, at which this device's jobs begin their work: drawn
+// from `device_salt` like a "~" minute, but apart from every field's own draw.
+int DrawSpreadSecond(const std::string &device_salt);
 
 }  // namespace vexo_platform
 

@@ -7,7 +7,9 @@
 // are drawn from the serial number. Both files are replaced atomically (mode 0644, as
 // cron wants for cron.d). A save replaces the group's whole list; the reload flag is not
 // needed because cron notices changed files in cron.d by itself. Command paths are written
-// as given: the cron daemon runs them on the real system, not under a test's root.
+// as given: the cron daemon runs them on the real system, not under a test's root. The
+// second within the minute at which a job begins its work (VEXOCrondSpreadSecond) is drawn
+// from the same serial.
 #include <errno.h>
 #include <json/writer.h>
 #include <unistd.h>
@@ -149,7 +151,7 @@ ConfigManager::~ConfigManager() = default;
 
 int ConfigManager::Save(const Json::Value &jobs) {
   using namespace vexo_platform;
-  try {
+  return GuardPlatformCall(EINVAL, 0, [&] {
     if (!impl_->valid) {
       ZLOG("refusing cron job group name \"%s\"", impl_->group.c_str());
       SET_PLATFORM_ERROR(EINVAL);
@@ -204,10 +206,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(EINVAL);
-    return 0;
-  }
+  });
 }
 
 int ConfigManager::Remove() {
@@ -216,7 +215,7 @@ int ConfigManager::Remove() {
     SET_PLATFORM_ERROR(EINVAL);
     return 0;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, 0, [&] {
     bool removed = RemoveFile(impl_->CronPath());
     removed = RemoveFile(impl_->StorePath()) && removed;
     if (!removed) {
@@ -224,10 +223,7 @@ int ConfigManager::Remove() {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return 0;
-  }
+  });
 }
 
 int ConfigManager::Load(Json::Value &jobs) {
@@ -261,3 +257,8 @@ int ConfigManager::Load(Json::Value &jobs) {
 
 }  // namespace VEXOCrond
 }  // namespace VEXO
+
+extern "C" int VEXOCrondSpreadSecond(void) {
+  using namespace vexo_platform;
+  return GuardPlatformCall(ENOMEM, -1, [] { return DrawSpreadSecond(DeviceSalt()); });
+}

@@ -8,6 +8,7 @@
 #include "pkce/pkce_client_impl.h"
 #include "store/token_file.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
@@ -39,14 +40,7 @@ Json::Value PkceClientImpl::RequestToken(const std::string &code, const std::str
                             {"code", code},
                             {"code_verifier", code_verifier},
                         });
-  ThrowIfUnanswered(response, "Failed to exchange token");
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to exchange token, code=%ld, resp=%s", response.status_code,
-                               TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to exchange token");
   if (!IsTokenSet(answer)) {
     const std::string shown = ShownAnswer(answer, response.text);
     ZLOG("Failed to PkceLogin by [%s|%s], resp=%s", ShortenSecret(code).c_str(),
@@ -103,10 +97,8 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
                             {"refresh_token", refresh_token},
                             {"client_id", json::StringOr(config_, "client_id")},
                         });
-  ThrowIfUnanswered(response, "Failed to renew token");
   // Parsed before the status is looked at: an error page that is not JSON is code 2.
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = ParsedAnswer(response, "Failed to renew token");
   if (!answer.isObject()) {
     std::string message = format("Failed to parse renew token resp, code=%ld, resp=%s",
                                  response.status_code, ShownAnswer(answer, response.text).c_str());

@@ -14,6 +14,7 @@
 #include "store/account_file.h"
 #include "store/user_impl.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/tarn_service.h"
@@ -47,14 +48,7 @@ Json::Value AccountPkceServiceImpl::ExchangeAuthKey(const std::string &access_to
   session.SetHeader(http::Header{{"X-Client-ID", GetClientId()}});
   session.SetHeader(http::Header{{"Authorization", "Bearer " + access_token}});
   const http::Response response = session.Post();
-  ThrowIfUnanswered(response, "Failed to exchange authkey");
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to exchange authkey, code=%ld, resp=%s",
-                               response.status_code, TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to exchange authkey");
   if (StorableText(answer, "user_id") && StorableText(answer, "auth_key")) return answer;
 
   const std::string shown = ShownAnswer(answer, response.text);
@@ -82,19 +76,14 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
       http::Post(http::Url{AccountService().GetAccountHost() + kGrantPath},
                  http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
                  http::Header{{"X-Client-ID", client_id}}, form);
-  ThrowIfUnanswered(response, "Failed to grant by authkey");
+  // A refused key is told apart from any other refusal. A request without an answer has
+  // no status, so this comes before the common steps without changing their order.
   if (response.status_code == 401) {
     throw ZephException(VEXOZEPH_ERR_AUTH,
                         format("Failed to auth on grant by authkey, code=%ld, resp=%s",
                                response.status_code, TruncatedAnswer(response.text).c_str()));
   }
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant by authkey, code=%ld, resp=%s",
-                               response.status_code, TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to grant by authkey");
   std::string grant_code;
   if (!json::GetString(answer, "grant_code", grant_code) || grant_code.empty()) {
     throw ZephException(VEXOZEPH_ERR_NO_REPLY,

@@ -12,6 +12,7 @@
 #include "session/account_pkce_service_impl.h"
 #include "store/token_file.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexo_platform/vexo_notify.h"
 #include "vexozeph/error_codes.h"
@@ -54,14 +55,7 @@ void AccountPkceServiceImpl::Logout(bool with_token) const {
                  http::Header{{"X-Client-ID", GetClientId()}}, form);
   // From here on, every failure leaves the local state as it is: a sign-out the server
   // did not confirm is not carried out locally.
-  ThrowIfUnanswered(response, "Failed to logout");
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to logout, code=%ld, resp=%s", response.status_code,
-                               TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to logout");
   if (!answer.isObject()) {
     throw ZephException(VEXOZEPH_ERR_BAD_JSON,
                         format("Failed to parse logout resp, code=%ld, resp=%s",

@@ -5,6 +5,7 @@
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/account_service.h"
 #include "vexozeph/error_codes.h"
@@ -44,14 +45,7 @@ std::string AccountVigilonServiceImpl::Grant(const std::string &client_id, const
           // The monitoring side's scope goes whole; it splits it itself.
           {"scopes[]", scope},
       });
-  ThrowIfUnanswered(response, "Failed to grant vigilon");
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant vigilon, code=%ld, resp=%s", response.status_code,
-                               TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to grant vigilon");
   // An empty code is handed on as it came: only a missing one is an error here.
   std::string grant_code;
   if (!json::GetString(answer, "grant_code", grant_code)) {

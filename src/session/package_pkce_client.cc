@@ -14,6 +14,7 @@
 #include "store/client_name.h"
 #include "store/token_file.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
@@ -53,14 +54,8 @@ void PackagePkceClientImpl::GrantByAccountService() const {
       http::Url{AccountService().GetAccountHost() + kGrantPath}, http::Timeout{kRequestTimeoutMs},
       http::UserAgent{TarnService().GetUserAgent()},
       http::Header{{"X-Client-ID", client_id}, {"Authorization", "Bearer " + session_token}}, form);
-  ThrowIfUnanswered(response, format("Failed to grant pacakge[%s]", name_.c_str()));
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to grant pacakge[%s], code=%ld, resp=%s", name_.c_str(),
-                               response.status_code, TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer =
+      AcceptedAnswer(response, format("Failed to grant pacakge[%s]", name_.c_str()));
   // An empty code could only be refused by the token endpoint; it is no grant.
   std::string grant_code;
   if (!json::GetString(answer, "grant_code", grant_code) || grant_code.empty()) {

@@ -8,6 +8,7 @@
 #include "session/package_pkce_client_impl.h"
 #include "store/token_file.h"
 #include "transport/http/session.h"
+#include "transport/oauth_answer.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
@@ -72,15 +73,9 @@ Json::Value PackagePkceClientImpl::Retrieve(bool only_if_stale) const {
                 http::Timeout{kRequestTimeoutMs}, http::UserAgent{TarnService().GetUserAgent()},
                 http::Header{{"Authorization", "Bearer " + session_token}},
                 http::Parameters{{"package_name", name_}});
-  ThrowIfUnanswered(response, format("Failed to retrieve pacakge[%s]", name_.c_str()));
-  if (response.status_code != 200) {
-    throw ZephException(
-        VEXOZEPH_ERR_NO_REPLY,
-        format("Failed to retrieve pacakge[%s] pkce config, code=%ld, resp=%s", name_.c_str(),
-               response.status_code, TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer =
+      AcceptedAnswer(response, format("Failed to retrieve pacakge[%s]", name_.c_str()),
+                     format("Failed to retrieve pacakge[%s] pkce config", name_.c_str()));
   if (!answer.isObject()) {
     throw ZephException(
         VEXOZEPH_ERR_NO_REPLY,

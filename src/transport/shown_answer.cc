@@ -35,11 +35,4 @@ std::string ShownAnswer(const Json::Value &answer, const std::string &text, bool
   return TruncatedAnswer(holds_credentials ? json::ToCompactString(shown) : text);
 }
 
-void ThrowIfUnanswered(const http::Response &response, const std::string &failure) {
-  if (!response.error) return;
-  throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                      format("%s, reqcode=%d, reqmsg=%s", failure.c_str(), response.error.code,
-                             response.error.message.c_str()));
-}
-
 }  // namespace vexozeph

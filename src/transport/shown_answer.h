@@ -8,13 +8,7 @@
 
 #include <string>
 
-#include "transport/http/response.h"
-
 namespace vexozeph {
-
-// Throws ZephException code 5 (no reply) with "<failure>, reqcode=<n>, reqmsg=<text>" when the
-// request never got an answer (a transport error, kept apart from any HTTP status).
-void ThrowIfUnanswered(const http::Response &response, const std::string &failure);
 
 // `text` with its credentials shortened (ShortenSecretsIn), cut to its first 2048 bytes
 // and followed by "...(<size> bytes)" when it was longer.

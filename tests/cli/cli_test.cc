@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/cli_fixture.h"
+#include "vexo_platform/vexo_scheduler.h"
 
 namespace vexozeph {
 namespace testing {
@@ -221,6 +222,7 @@ TEST_F(Cli, UsageMistakesAndMissingSecretsExitWithSixtyFour) {
       {{"update"}, "", "nothing to change"},
       {{"update", "--enews", "maybe"}, "", "maybe"},
       {{"status", "--report_info"}, "", "excludes"},
+      {{"status", "--no-wait"}, "", "requires --report_info"},
   };
   for (const Case &c : cases) {
     CliResult result = Run(c.args, c.input);
@@ -292,13 +294,13 @@ TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefus
   cloud_->UpdateAccount(account.id, fields);
 
   cloud_->ClearRequests();
-  CliResult cron = Run({"--report_info"});
+  CliResult cron = Run({"--report_info", "--no-wait"});
   EXPECT_EQ(cron.status, 0) << cron.err;
   EXPECT_EQ(cron.out, "") << "cron mails whatever the job prints";
   EXPECT_EQ(cron.err, "");
   EXPECT_EQ(cloud_->Requests("account", kReportPath).size(), 1u);
   cloud_->SetAnswer(kReportPath, "badauth", 1);
-  CliResult refused = Run({"--report_info"});
+  CliResult refused = Run({"--report_info", "--no-wait"});
   EXPECT_EQ(refused.status, 14);
   EXPECT_EQ(refused.out, "");
   EXPECT_EQ(refused.err, "vexozeph: Failed to auth (error 14)\n");
@@ -312,6 +314,26 @@ TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefus
   EXPECT_EQ(deleted.out, "This device has been signed out.\n");
   EXPECT_NE(deleted.err.find("vexozeph report: "), std::string::npos) << deleted.err;
   EXPECT_NE(deleted.err.find("(error 25"), std::string::npos) << deleted.err;
+}
+
+TEST_F(Cli, TheCronRunWaitsItsDevicesSecondFirstWhileNoWaitAndTheReportCommandSendAtOnce) {
+  ASSERT_EQ(PasswordLogin(MakeAccount("wes@example.com")).status, 0);
+  const int second = VEXOCrondSpreadSecond();
+  ASSERT_GT(second, 0) << "the fixture's serial must draw a pause to watch";
+  cloud_->ClearRequests();
+  {
+    CliProcess cron(VEXOZEPH_CLI_BINARY, {"--report_info", "-v"});
+    EXPECT_EQ(cron.WaitForErrorLine("waiting", 60), "vexozeph: waiting " + std::to_string(second) +
+                                                        " s, this device's second of the minute");
+    EXPECT_TRUE(cloud_->Requests("account", kReportPath).empty()) << "sent during the wait";
+  }  // ended in its wait
+  for (const std::vector<std::string> &args :
+       {std::vector<std::string>{"--report_info", "--no-wait", "-v"}, {"report", "-v"}}) {
+    CliResult sent = Run(args);
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_EQ(sent.err.find("waiting"), std::string::npos) << sent.err;
+  }
+  EXPECT_EQ(cloud_->Requests("account", kReportPath).size(), 2u);
 }
 
 TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {

@@ -2,12 +2,14 @@
 // legacy scheduler's task removal.
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <unistd.h>
 
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "cron_schedule.h"
 #include "support/appliance_files.h"
 #include "support/temp_root.h"
 #include "vexo_platform/vexo_scheduler.h"
@@ -80,6 +82,36 @@ TEST(PlatformCron, SpreadsTheDefaultScheduleOverTheWorkdayPerDevice) {
   std::istringstream json(root.ReadFile(kCronJobs));
   ASSERT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), json, &stored, nullptr));
   EXPECT_EQ(stored, ReportJobs("~ 9~16 * * 1~5"));
+}
+
+TEST(PlatformCron, EachDeviceKeepsItsSecondOfTheMinuteAndDevicesSpreadEvenlyOverIt) {
+  TempRoot root;
+  root.WriteFile("/etc/vexozeph/serial", "SERIAL0001\n");
+  const int second = VEXOCrondSpreadSecond();
+  EXPECT_TRUE(second >= 0 && second < 60) << second;
+  EXPECT_EQ(VEXOCrondSpreadSecond(), second) << "one device keeps its second";
+  EXPECT_EQ(second, vexo_platform::DrawSpreadSecond("SERIAL0001")) << "drawn from the serial";
+
+  // 60,000 consecutive serials: each second gets 1,000 give or take chance (about 32),
+  // and the second is not the device's "~" minute drawn again.
+  std::vector<int> per_second(60, 0);
+  int second_is_minute = 0;
+  for (int i = 0; i < 60000; ++i) {
+    const std::string serial = "2214ABN" + std::to_string(100000 + i);
+    const int drawn = vexo_platform::DrawSpreadSecond(serial);
+    ASSERT_TRUE(drawn >= 0 && drawn < 60) << serial << " " << drawn;
+    ++per_second[drawn];
+    std::string minute;
+    std::string why;
+    ASSERT_TRUE(vexo_platform::RenderCronSchedule("~ * * * *", serial, minute, why)) << why;
+    second_is_minute += std::stoi(minute) == drawn;
+  }
+  for (int s = 0; s < 60; ++s) EXPECT_NEAR(per_second[s], 1000, 150) << "second " << s;
+  EXPECT_NEAR(second_is_minute, 1000, 150);
+
+  ::unlink(root.Path("/etc/vexozeph/serial").c_str());
+  const int without_serial = VEXOCrondSpreadSecond();
+  EXPECT_TRUE(without_serial >= 0 && without_serial < 60) << "a fixed draw, still a second";
 }
 
 TEST(PlatformCron, RendersPlainAndTildeFieldsWithinTheirRanges) {

@@ -10,6 +10,14 @@ extern "C" {
  * is none. 0 on success, < 0 on failure. */
 int VEXOScheduleRemove(const char *command_line);
 
+/* The second of the minute, 0 to 59, at which this device's scheduled jobs begin their
+ * work: cron starts every job at its minute's first second, so a job that talks to the
+ * cloud waits this long first. Drawn from the device's identity the way the cron job
+ * manager draws a "~" minute and hour: the same device gets the same second on every
+ * call, and devices spread evenly over the minute. < 0 when the platform has none to
+ * give; the job then begins at once. */
+int VEXOCrondSpreadSecond(void);
+
 #ifdef __cplusplus
 }
 
