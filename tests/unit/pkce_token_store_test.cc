@@ -6,9 +6,12 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "internal/json_utils.h"
 #include "pkce/pkce_client_impl.h"
+#include "store/account_file.h"
+#include "store/token_file.h"
 #include "support/fake_appliance.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
@@ -173,6 +176,68 @@ TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
   ASSERT_EQ(std::remove(root_.Path(kTokenFile).c_str()), 0);
   ASSERT_EQ(::mkdir(root_.Path(kTokenFile).c_str(), 0700), 0);
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_BAD_JSON);
+}
+
+// The account file says who is signed in; a token file is handed out to that account
+// alone, and a save stands only while the account it worked for does.
+TEST_F(PkceTokenStore, AFileIsHandedOutOnlyToItsAccountAndASaveOnlyWhileThatAccountStands) {
+  clock::SetForTesting(kSavedAt);
+  // Written before files named their account, planted by hand, or another account's.
+  for (const char *owner : {"", ", \"account_user_id\": \"u-2\"", ", \"account_user_id\": 1",
+                            ", \"account_user_id\": \"u-10\""}) {
+    root_.WriteFile(kTokenFile, std::string("{\"access_token\": \"planted\", \"created_at\": "
+                                            "4102444800, \"expires_in\": 60") +
+                                    owner + "}");
+    std::string message;
+    EXPECT_FALSE(client_.HasTokenFile()) << owner << ": counts as absent, so it is granted anew";
+    EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE)
+        << owner;
+    EXPECT_NE(message.find("Token file of another account: tarn"), std::string::npos) << message;
+  }
+
+  fake::Reset();
+  EXPECT_TRUE(client_.SaveToken(TokenSet(3600)));
+  EXPECT_EQ(File()["account_user_id"].asString(), "u-1");
+  std::vector<std::string> locks;
+  for (const fake::Call &call : fake::CallsTo("VLIBCFileLockByFile")) {
+    locks.push_back(call.args.at(0).substr(root_.Dir().size()));
+  }
+  EXPECT_EQ(locks, (std::vector<std::string>{"/tmp/account_tarn_save_token.lock",
+                                             "/tmp/account_user_conf.lock"}))
+      << "the account file's lock comes last";
+
+  // A renewal's save replaces only the file it started from, for the account it names.
+  const std::string saved = root_.ReadFile(kTokenFile);
+  vexozeph::token_files::SaveBasis basis;
+  basis.owner = "u-2";
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "another account's answer";
+  basis = {"u-1", true, "refresh-spent"};
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "the file was replaced meanwhile";
+  EXPECT_EQ(root_.ReadFile(kTokenFile), saved);
+  basis.replaced_refresh_token = "refresh-0123456789";
+  EXPECT_TRUE(client_.SaveToken(TokenSet(60), basis));
+  EXPECT_EQ(client_.GetExpiredAt(), kSavedAt + 60);
+
+  // The same account stored again keeps its tokens; another takes them all away, and so
+  // does the account file's removal.
+  const char *const package_file = vexozeph::testing::kPackageTokenFile;
+  root_.WriteFile(package_file, "{}");
+  vexozeph::WriteAccountValues({{"zephIDSerial", "u-1"}, {"bx_auth_key", "k-1"}});
+  EXPECT_TRUE(root_.Exists(kTokenFile));
+  EXPECT_TRUE(root_.Exists(package_file));
+  vexozeph::WriteAccountValues({{"zephIDSerial", "u-2"}});
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(package_file));
+  basis = {"u-1", false, ""};
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "u-1 is gone";
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_TRUE(client_.SaveToken(TokenSet(60)));
+  root_.WriteFile(package_file, "{}");
+  vexozeph::RemoveAccountFile(ZLOG_HERE, vexozeph::RemovalRule::kAnyway);
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(package_file));
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60))) << "nobody to save for";
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_TOKEN_STATE);
 }
 
 TEST_F(PkceTokenStore, ASaveThatCannotBeWrittenFailsWithoutAFile) {
