@@ -29,7 +29,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
 const char kVigilonGrantPath[] = "/oauth2/api/v1/device/vigilon/authorization_code/grant";
 
 class AccountChange : public AccountAppliance {
@@ -39,24 +38,8 @@ class AccountChange : public AccountAppliance {
     a_ = MakeAccount("a@example.com");
     b_ = MakeAccount("b@example.com");
   }
-  void TearDown() override {
-    step_.reset();
-    AccountAppliance::TearDown();
-  }
-
-  void Step(const std::string &name) {
-    step_.reset();
-    step_.reset(new ::testing::ScopedTrace(__FILE__, __LINE__, "in step \"" + name + "\""));
-    cloud_->ClearRequests();
-  }
-
   CliResult Tool(const std::vector<std::string> &args, const std::string &input = "") {
     return RunCli(VEXOZEPH_CLI_BINARY, args, input);
-  }
-
-  // The account the emulator issued `token` to; "" for one it never issued.
-  std::string OwnerOf(const std::string &token) {
-    return json::StringOr(cloud_->TokenOwner(token), "account_id");
   }
 
   // The session's and the package's identity tokens, as the tool hands them out, belong
@@ -67,11 +50,11 @@ class AccountChange : public AccountAppliance {
           std::vector<std::string>{"token", "--id", "--package", "vigilon"}}) {
       const CliResult read = Tool(args);
       ASSERT_EQ(read.status, 0) << args.back() << ": " << read.err;
-      EXPECT_EQ(OwnerOf(read.out.substr(0, read.out.find('\n'))), account.id) << args.back();
+      EXPECT_EQ(AccountOf(read.out.substr(0, read.out.find('\n'))), account.id) << args.back();
     }
     for (const std::string &name : TokenFiles()) {
-      const Json::Value file = JsonFileIn(root_, std::string(kPrivateDir) + "/" + name);
-      EXPECT_EQ(OwnerOf(json::StringOr(file, "access_token")), account.id) << name;
+      const Json::Value file = JsonFileIn(root_, std::string(kAccountPrivateDir) + "/" + name);
+      EXPECT_EQ(AccountOf(json::StringOr(file, "access_token")), account.id) << name;
     }
   }
 
@@ -90,50 +73,26 @@ class AccountChange : public AccountAppliance {
     EXPECT_TRUE(cloud_->Requests().empty()) << "a read without an account asks no one";
   }
 
-  void PasswordSignIn(const Account &account) {
-    // A removed account file took the hosts with it.
-    if (!HasAccountFile()) cloud_->InstallHosts();
-    Json::Value response;
-    ASSERT_EQ(
-        VEXOZEPHAccountLogin(account.email.c_str(), account.password.c_str(), response, false), 0)
-        << "error " << VEXOZEPHErrGet();
-  }
-
-  std::vector<std::string> TokenFiles() const {
-    std::vector<std::string> names;
-    const std::string suffix = "_token.json";
-    for (const std::string &name : NamesIn(root_.Path(kPrivateDir))) {
-      if (name.size() > suffix.size() &&
-          name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
-        names.push_back(name);
-      }
-    }
-    return names;
-  }
-
   Account a_;
   Account b_;
-
- private:
-  std::unique_ptr<::testing::ScopedTrace> step_;
 };
 
 TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccountsTokens) {
   Step("A signs in by password and takes session and package tokens");
-  PasswordSignIn(a_);
+  SignIn(a_);
   ExpectTokensOf(a_);
   const std::string a_key = User().GetAuthKey();
 
   Step("a password sign-in as A again keeps A's tokens and asks for none");
   const std::string session_before =
       JsonFileIn(root_, kSessionTokenFile)["access_token"].asString();
-  PasswordSignIn(a_);
+  SignIn(a_);
   EXPECT_EQ(JsonFileIn(root_, kSessionTokenFile)["access_token"].asString(), session_before);
   ExpectTokensOf(a_);
   EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty());
 
   Step("a password sign-in as B over A");
-  PasswordSignIn(b_);
+  SignIn(b_);
   ExpectTokensOf(b_);
 
   Step("a browser sign-in as A over B, and the monitoring grant after it");
@@ -146,7 +105,7 @@ TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccoun
   ASSERT_EQ(grant.status, 0) << grant.err;
   const std::vector<LoggedRequest> grants = cloud_->Requests("account", kVigilonGrantPath);
   ASSERT_EQ(grants.size(), 1u);
-  EXPECT_EQ(OwnerOf(grants[0].Header("Authorization").substr(7)), a_.id);
+  EXPECT_EQ(AccountOf(grants[0].Header("Authorization").substr(7)), a_.id);
 
   Step("a token sign-in as B over A");
   const auto code = DeviceCode(*cloud_, b_, kSerial, kMac);
@@ -166,26 +125,26 @@ TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccoun
   ExpectNoTokens();
 
   Step("the report's forced sign-out");
-  PasswordSignIn(a_);
+  SignIn(a_);
   ExpectTokensOf(a_);
   cloud_->SetAnswer("device/api/report", "badauth", 1);
   EXPECT_EQ(VEXOZEPHReportInfo(), -1);
   ExpectNoTokens();
 
   Step("the account record's removal");
-  PasswordSignIn(b_);
+  SignIn(b_);
   ExpectTokensOf(b_);
   EXPECT_EQ(VEXOZEPHAccountRemove(), 0) << VEXOZEPHErrGet();
   ExpectNoTokens();
 
   Step("the tool's sign-out");
-  PasswordSignIn(a_);
+  SignIn(a_);
   ExpectTokensOf(a_);
   EXPECT_EQ(Tool({"logout"}).status, 0);
   ExpectNoTokens();
 
   Step("the tool's local sign-out");
-  PasswordSignIn(b_);
+  SignIn(b_);
   ExpectTokensOf(b_);
   EXPECT_EQ(Tool({"logout", "--local"}).status, 0);
   ExpectNoTokens();
@@ -195,7 +154,7 @@ TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccoun
 // out, and then signs in as B: the answer never becomes a token file, and B is never
 // handed A's token.
 TEST_F(AccountChange, ARenewalOvertakenByASignOutSavesNothing) {
-  PasswordSignIn(a_);
+  SignIn(a_);
   ASSERT_EQ(Tool({"token"}).status, 0);
   // Past the token's last second: the next read renews.
   const Json::Value session = JsonFileIn(root_, kSessionTokenFile);
@@ -220,7 +179,7 @@ TEST_F(AccountChange, ARenewalOvertakenByASignOutSavesNothing) {
   EXPECT_EQ(renewal, VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_TRUE(TokenFiles().empty()) << ::testing::PrintToString(TokenFiles());
 
-  PasswordSignIn(b_);
+  SignIn(b_);
   ExpectTokensOf(b_);
 }
 

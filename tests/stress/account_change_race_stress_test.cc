@@ -24,7 +24,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
 const char kHandedOut[] = "/tmp/race-handed-out";
 const int kRounds = 200;
 
@@ -32,30 +31,17 @@ enum class Change { kSignOut, kPasswordSignIn, kBrowserSignIn };
 const Change kChanges[] = {Change::kSignOut, Change::kPasswordSignIn, Change::kBrowserSignIn};
 const char *const kChangeNames[] = {"sign-out", "password sign-in", "browser sign-in"};
 
-class AccountChangeRace : public AccountAppliance {
- protected:
-  std::string OwnerOf(const std::string &token) {
-    return json::StringOr(cloud_->TokenOwner(token), "account_id");
-  }
-
-  void PasswordSignIn(const Account &account) {
-    if (!HasAccountFile()) cloud_->InstallHosts();
-    Json::Value response;
-    ASSERT_EQ(
-        VEXOZEPHAccountLogin(account.email.c_str(), account.password.c_str(), response, false), 0)
-        << "error " << VEXOZEPHErrGet();
-  }
-};
+using AccountChangeRace = AccountAppliance;
 
 TEST_F(AccountChangeRace, AHeldRenewalNeverOutlivesItsAccountInTwoHundredRounds) {
   const Account accounts[] = {MakeAccount("a@example.com"), MakeAccount("b@example.com")};
   int signed_in = 0;
-  PasswordSignIn(accounts[signed_in]);
+  SignIn(accounts[signed_in]);
   int dropped = 0;
   for (int round = 0; round < kRounds; ++round) {
     const Change change = kChanges[round % 3];
     SCOPED_TRACE("round " + std::to_string(round) + ", " + kChangeNames[round % 3]);
-    if (!HasAccountFile()) PasswordSignIn(accounts[signed_in]);
+    if (!HasAccountFile()) SignIn(accounts[signed_in]);
     AccountPkceService session;
     ASSERT_NO_THROW(session.GetAccessToken());
     const Json::Value file = JsonFileIn(root_, kSessionTokenFile);
@@ -85,7 +71,7 @@ TEST_F(AccountChangeRace, AHeldRenewalNeverOutlivesItsAccountInTwoHundredRounds)
         AccountPkceService().LogoutLocal();
         break;
       case Change::kPasswordSignIn:
-        PasswordSignIn(accounts[other]);
+        SignIn(accounts[other]);
         signed_in = other;
         break;
       case Change::kBrowserSignIn:
@@ -103,12 +89,11 @@ TEST_F(AccountChangeRace, AHeldRenewalNeverOutlivesItsAccountInTwoHundredRounds)
       EXPECT_EQ(got, "failed 22");
       ++dropped;
     } else {
-      EXPECT_EQ(OwnerOf(got), now) << "the renewing process was handed another's token";
+      EXPECT_EQ(AccountOf(got), now) << "the renewing process was handed another's token";
     }
-    for (const std::string &name : NamesIn(root_.Path(kPrivateDir))) {
-      if (name.find("_token.json") == std::string::npos) continue;
-      const Json::Value left = JsonFileIn(root_, std::string(kPrivateDir) + "/" + name);
-      EXPECT_EQ(OwnerOf(json::StringOr(left, "access_token")), now)
+    for (const std::string &name : TokenFiles()) {
+      const Json::Value left = JsonFileIn(root_, std::string(kAccountPrivateDir) + "/" + name);
+      EXPECT_EQ(AccountOf(json::StringOr(left, "access_token")), now)
           << name << " outlived its account";
     }
     if (::testing::Test::HasFailure()) break;
