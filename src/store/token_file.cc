@@ -72,30 +72,26 @@ std::string SignedInAccount() {
 
 bool Exists(const std::string &client) {
   Json::Value file;
-  switch (Inspect(client, file)) {
-    case FileState::kAbsent:
-      return false;
-    case FileState::kNotJson:
-      return true;
-    case FileState::kParsed:
-      break;
-  }
-  return BelongsTo(file, SignedInAccount());
+  const FileState state = Inspect(client, file);
+  if (state == FileState::kAbsent) return false;
+  const std::string account = SignedInAccount();
+  // A file that is not JSON is the signed-in account's to be told about by the read.
+  return state == FileState::kNotJson ? !account.empty() : BelongsTo(file, account);
 }
 
 Json::Value Read(const std::string &client) {
   Json::Value file;
-  switch (Inspect(client, file)) {
-    case FileState::kAbsent:
-      throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to find an existed token file");
-    case FileState::kNotJson:
-      throw ZephException(VEXOZEPH_ERR_BAD_JSON);
-    case FileState::kParsed:
-      break;
+  const FileState state = Inspect(client, file);
+  if (state == FileState::kAbsent) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to find an existed token file");
   }
-  if (!BelongsTo(file, SignedInAccount())) {
+  const std::string account = SignedInAccount();
+  if (!account.empty() && state == FileState::kNotJson) {
+    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  }
+  if (!BelongsTo(file, account)) {
     throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
-                        format("Token file of another account: %s", client.c_str()));
+                        format("Token file of no signed-in account: %s", client.c_str()));
   }
   return file;
 }

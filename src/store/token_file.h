@@ -39,14 +39,14 @@ std::string PathOf(const std::string &client);
 std::string SignedInAccount();
 
 // True when the client has a token file that a read may give out: one of the signed-in
-// account, or one that is not JSON (the read then reports it). A file of another
-// account, or of none, counts as absent, so that it is granted anew.
+// account, or, while one is signed in, one that is not JSON (the read then reports it).
+// A file of another account, or of none, counts as absent, so that it is granted anew.
 bool Exists(const std::string &client);
 
 // The file, opened and parsed once, when it belongs to the signed-in account. Code 22
-// "Failed to find an existed token file" when it cannot be opened for reading, 2 when it
-// cannot be read or is not JSON, 22 "Token file of another account: <client>" when it
-// names no account or not the signed-in one (no account signed in included).
+// "Failed to find an existed token file" when it cannot be opened for reading; 22 "Token
+// file of no signed-in account: <client>" when no account is signed in or the file names
+// none or another; 2 when it cannot be read or is not JSON.
 Json::Value Read(const std::string &client);
 
 // What a save stands on: the account it was obtained for and, for a renewal, the file it

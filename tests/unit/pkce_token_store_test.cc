@@ -192,7 +192,8 @@ TEST_F(PkceTokenStore, AFileIsHandedOutOnlyToItsAccountAndASaveOnlyWhileThatAcco
     EXPECT_FALSE(client_.HasTokenFile()) << owner << ": counts as absent, so it is granted anew";
     EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE)
         << owner;
-    EXPECT_NE(message.find("Token file of another account: tarn"), std::string::npos) << message;
+    EXPECT_NE(message.find("Token file of no signed-in account: tarn"), std::string::npos)
+        << message;
   }
 
   fake::Reset();
@@ -237,6 +238,10 @@ TEST_F(PkceTokenStore, AFileIsHandedOutOnlyToItsAccountAndASaveOnlyWhileThatAcco
   EXPECT_FALSE(root_.Exists(kTokenFile));
   EXPECT_FALSE(root_.Exists(package_file));
   EXPECT_FALSE(client_.SaveToken(TokenSet(60))) << "nobody to save for";
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_TOKEN_STATE);
+  // Without an account even a broken file is nobody's: 22, not the file's own fault.
+  root_.WriteFile(kTokenFile, "not json");
+  EXPECT_FALSE(client_.HasTokenFile());
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_TOKEN_STATE);
 }
 
