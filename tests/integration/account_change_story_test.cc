@@ -81,7 +81,6 @@ TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccoun
   Step("A signs in by password and takes session and package tokens");
   SignIn(a_);
   ExpectTokensOf(a_);
-  const std::string a_key = User().GetAuthKey();
 
   Step("a password sign-in as A again keeps A's tokens and asks for none");
   const std::string session_before =
@@ -91,21 +90,22 @@ TEST_F(AccountChange, EveryWayOfChangingOrEndingTheAccountLeavesOnlyTheNewAccoun
   ExpectTokensOf(a_);
   EXPECT_TRUE(cloud_->Requests("identity", "/oauth2/token").empty());
 
-  Step("a password sign-in as B over A");
-  SignIn(b_);
-  ExpectTokensOf(b_);
-
-  Step("a browser sign-in as A over B, and the monitoring grant after it");
+  Step("a browser sign-in as B over A, and the monitoring grant after it");
   AccountPkceService().Login(
-      SignInWithBrowser(*cloud_, AccountPkceService().GetLoginPkceConfig(), a_));
-  ExpectTokensOf(a_);
+      SignInWithBrowser(*cloud_, AccountPkceService().GetLoginPkceConfig(), b_));
+  ExpectTokensOf(b_);
   cloud_->ClearRequests();
   const CliResult grant =
       Tool({"grant-vigilon", "vigilon-cloud", "monitor:read", "https://v.example/cb", "st"});
   ASSERT_EQ(grant.status, 0) << grant.err;
   const std::vector<LoggedRequest> grants = cloud_->Requests("account", kVigilonGrantPath);
   ASSERT_EQ(grants.size(), 1u);
-  EXPECT_EQ(AccountOf(grants[0].Header("Authorization").substr(7)), a_.id);
+  EXPECT_EQ(AccountOf(grants[0].Header("Authorization").substr(7)), b_.id);
+
+  Step("a password sign-in as A over B");
+  SignIn(a_);
+  ExpectTokensOf(a_);
+  const std::string a_key = User().GetAuthKey();
 
   Step("a token sign-in as B over A");
   const auto code = DeviceCode(*cloud_, b_, kSerial, kMac);
