@@ -159,11 +159,7 @@ TEST_F(AccountChange, ARenewalOvertakenByASignOutSavesNothing) {
   // Past the token's last second: the next read renews.
   const Json::Value session = JsonFileIn(root_, kSessionTokenFile);
   clock::SetForTesting(session["created_at"].asInt64() + session["expires_in"].asInt64() + 1);
-  Fault hold;
-  hold.path = "/oauth2/token";
-  hold.hold = true;
-  hold.after_processing = true;
-  cloud_->QueueFault(hold);
+  HoldNextAnswer(*cloud_, "/oauth2/token");
   int renewal = 0;
   std::thread renewing([&renewal] {
     try {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/oauth_calls.h"
 #include "support/temp_root.h"
@@ -101,11 +102,7 @@ TEST_F(EmulatorTest, RenewalRotatesAndARefreshTokenWorksOnlyOnce) {
 TEST_F(EmulatorTest, AHeldRenewalIsDoneFirstAnsweredOnReleaseAndItsTokensKnowTheirOwner) {
   const PkcePair pkce = PkcePair::Make();
   const Reply first = Exchange(Code(pkce), pkce.verifier);
-  Fault hold;
-  hold.path = "/oauth2/token";
-  hold.hold = true;
-  hold.after_processing = true;
-  cloud_->QueueFault(hold);
+  HoldNextAnswer(*cloud_, "/oauth2/token");
   Reply renewed;
   std::thread renewal([&] { renewed = Renew(first.json["refresh_token"].asString()); });
   ASSERT_TRUE(cloud_->WaitUntilHeld(1));

@@ -48,11 +48,7 @@ TEST_F(AccountChangeRace, AHeldRenewalNeverOutlivesItsAccountInTwoHundredRounds)
     // Past the token's last second: the child's read renews it.
     clock::SetForTesting(file["created_at"].asInt64() + file["expires_in"].asInt64() + 1);
 
-    Fault hold;
-    hold.path = "/oauth2/token";
-    hold.hold = true;
-    hold.after_processing = true;
-    cloud_->QueueFault(hold);
+    HoldNextAnswer(*cloud_, "/oauth2/token");
     const std::string handed_out = root_.Path(kHandedOut);
     const pid_t renewal = StartChild([&handed_out] {
       std::ofstream out(handed_out, std::ios::trunc);
