@@ -7,7 +7,7 @@
 
 #include <functional>
 #include <memory>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -45,10 +45,13 @@ class TerminalOutput : public CliAgainstCloud {
  protected:
   // Rewrites one line of the account file, as another program on the appliance might.
   void StoreRaw(const std::string &key, const std::string &value) {
-    const std::string text = root_.ReadFile(kAccountFile);
-    const std::regex line("(^|\n)" + key + "=\"[^\n]*\"\n");
-    root_.WriteFile(kAccountFile,
-                    std::regex_replace(text, line, "$1" + key + "=\"" + value + "\"\n"));
+    std::istringstream lines(root_.ReadFile(kAccountFile));
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+      text += line.rfind(key + "=\"", 0) == 0 ? key + "=\"" + value + "\"" : line;
+      text += "\n";
+    }
+    root_.WriteFile(kAccountFile, text);
     ASSERT_EQ(Stored(key), value);
   }
 };
