@@ -24,9 +24,11 @@ class DeviceOnCloud : public ::testing::Test {
   void SetUp() override {
     root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
     root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_, cloud_options_));
   }
 
+  // Set by a derived fixture before SetUp.
+  CloudEmulator::Options cloud_options_;
   TempRoot root_;
   std::unique_ptr<CloudEmulator> cloud_;
 };

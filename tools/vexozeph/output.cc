@@ -3,6 +3,7 @@
 #include <json/writer.h>
 
 #include <algorithm>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -82,6 +83,18 @@ std::string TextOf(const Json::Value &value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   return Json::writeString(builder, value);
+}
+
+std::string UtcTime(int64_t seconds) {
+  if (seconds <= 0) return "never";
+  const time_t t = static_cast<time_t>(seconds);
+  struct tm parts;
+  char text[32];
+  if (gmtime_r(&t, &parts) == nullptr ||
+      strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) {
+    return std::to_string(seconds);
+  }
+  return text;
 }
 
 Output::Output(bool json, std::string command) : json_(json), command_(std::move(command)) {}

@@ -8,6 +8,7 @@
 
 #include <json/value.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,9 @@ bool BoolMember(const Json::Value &object, const char *key);
 
 // A JSON value as one line of text for a person: texts as they are, booleans as yes/no.
 std::string TextOf(const Json::Value &value);
+
+// Seconds since the epoch as "YYYY-MM-DD HH:MM:SS UTC"; "never" for 0 or less.
+std::string UtcTime(int64_t seconds);
 
 }  // namespace cli
 }  // namespace vexozeph
