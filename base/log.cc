@@ -7,6 +7,8 @@
 #include <mutex>
 #include <utility>
 
+#include "base/terminal_text.h"
+
 namespace vexozeph {
 namespace log {
 namespace {
@@ -61,7 +63,8 @@ void Write(int priority, const char *format, ...) {
     }
   }
   syslog(priority, "%s", line.c_str());
-  if (MirrorToStderr()) std::fprintf(stderr, "%s\n", line.c_str());
+  // The mirror goes to a person's terminal, and a line may quote what a server sent.
+  if (MirrorToStderr()) std::fprintf(stderr, "%s\n", Visible(line).c_str());
 }
 
 std::string ModuleOf(const char *file) {

@@ -28,14 +28,6 @@ std::unique_ptr<BenchRoot> SignedInRoot() {
   return root;
 }
 
-bool ReadWholeFile(const std::string &path, char *buffer, size_t size) {
-  std::FILE *file = std::fopen(path.c_str(), "re");
-  if (file == nullptr) return false;
-  size_t read = std::fread(buffer, 1, size, file);
-  std::fclose(file);
-  return read > 0;
-}
-
 void BM_AccountGet(benchmark::State &state) {
   auto root = SignedInRoot();
   std::unique_ptr<ZEPH_INFO> info(new ZEPH_INFO());
@@ -54,7 +46,7 @@ void BM_AccountGetFloor(benchmark::State &state) {
   const std::string path = root->Path(kAccountFile);
   char buffer[8192];
   for (auto _ : state) {
-    if (!ReadWholeFile(path, buffer, sizeof(buffer))) {
+    if (!vexozeph::bench::StdioRead(path, buffer, sizeof(buffer))) {
       state.SkipWithError("account file not read");
       break;
     }
@@ -86,7 +78,7 @@ void BM_QueryCacheHitFloor(benchmark::State &state) {
     int fd =
         ::open(lock_path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0666);
     if (fd < 0 || ::flock(fd, LOCK_EX | LOCK_NB) != 0 ||
-        !ReadWholeFile(path, buffer, sizeof(buffer))) {
+        !vexozeph::bench::StdioRead(path, buffer, sizeof(buffer))) {
       state.SkipWithError("lock or read failed");
       break;
     }

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -60,6 +61,14 @@ std::string SignedInAccountFile(long long last_query_time) {
   return text;
 }
 
+bool StdioRead(const std::string &path, char *buffer, size_t size) {
+  std::FILE *file = std::fopen(path.c_str(), "re");
+  if (file == nullptr) return false;
+  const size_t read = std::fread(buffer, 1, size, file);
+  std::fclose(file);
+  return read > 0;
+}
+
 std::string FreshTokenFile(long long created_at) {
   // Sizes as the identity host sends them: opaque 43-character access and refresh
   // tokens, a signed identity token of some 600 characters.
@@ -67,6 +76,7 @@ std::string FreshTokenFile(long long created_at) {
          "  \"access_token\" : \"" +
          std::string(43, 'a') +
          "\",\n"
+         "  \"account_user_id\" : \"2000001\",\n"
          "  \"created_at\" : " +
          std::to_string(created_at) +
          ",\n"

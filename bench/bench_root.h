@@ -3,6 +3,7 @@
 #ifndef VEXOZEPH_BENCH_BENCH_ROOT_H_
 #define VEXOZEPH_BENCH_BENCH_ROOT_H_
 
+#include <cstddef>
 #include <string>
 
 namespace vexozeph {
@@ -28,7 +29,12 @@ class BenchRoot {
 // every key present, as a synchronised account leaves it.
 std::string SignedInAccountFile(long long last_query_time);
 
-// A token file as a fresh sign-in leaves it, saved at `created_at`.
+// One stdio read of `path` into `buffer`, the least a reader of a small file does. False
+// when nothing was read.
+bool StdioRead(const std::string &path, char *buffer, size_t size);
+
+// A token file as a fresh sign-in leaves it, saved at `created_at`, of the account in
+// SignedInAccountFile (a token is handed out only to the account it names).
 std::string FreshTokenFile(long long created_at);
 
 }  // namespace bench

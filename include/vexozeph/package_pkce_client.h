@@ -18,7 +18,8 @@
 //
 // Failures: every operation reports failure by throwing ZephException (codes in
 // vexozeph/error_codes.h): 1 for a package name that is not 1 to 64 letters, digits, '.',
-// '_' or '-' (not starting with '.'), refused before any file is touched; 5 for a request
+// '_' or '-' (not starting with '.'), that ends in "_package", or that is the device
+// session's own "tarn", refused before any file is touched; 5 for a request
 // that failed in transport, was answered with a status other than 200, or whose answer
 // lacks what it must carry; 2 for an answer that is not JSON or a cache that cannot be
 // written or read back; 6 when the platform cannot make a PKCE pair; 22 for a lock not

@@ -37,7 +37,9 @@ class PkceClientImpl;
 class VEXOZEPH_API PkceClient {
  public:
   // `name` becomes part of file names, so it must be 1 to 64 characters of letters,
-  // digits, '-', '_' and '.', not starting with '.': code 1 otherwise. Nothing is read.
+  // digits, '-', '_' and '.', not starting with '.', and not end in "_package" (whose
+  // locks would be those of the shorter name's package client): code 1 otherwise.
+  // Nothing is read.
   explicit PkceClient(const std::string &name);
   virtual ~PkceClient();
   PkceClient(const PkceClient &) = delete;

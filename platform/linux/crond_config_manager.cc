@@ -19,7 +19,9 @@
 #include <string>
 
 #include "atomic_replace.h"
+#include "base/atomic_file.h"
 #include "base/directories.h"
+#include "base/json_utils.h"
 #include "base/log.h"
 #include "base/root_path.h"
 #include "base/string_utils.h"
@@ -222,6 +224,35 @@ int ConfigManager::Remove() {
     }
     return 1;
   });
+}
+
+int ConfigManager::Load(Json::Value &jobs) {
+  using namespace vexo_platform;
+  if (!impl_->valid) {
+    SET_PLATFORM_ERROR(EINVAL);
+    return 0;
+  }
+  try {
+    std::string text;
+    if (!vexozeph::ReadWholeFile(impl_->StorePath(), text, vexozeph::json::kMaxFileBytes)) {
+      if (errno != ENOENT) {
+        SET_PLATFORM_ERROR(errno);
+        return 0;
+      }
+      jobs = Json::Value(Json::arrayValue);
+      return 1;
+    }
+    Json::Value stored;
+    if (!vexozeph::json::Parse(text, stored) || !stored.isArray()) {
+      SET_PLATFORM_ERROR(EINVAL);
+      return 0;
+    }
+    jobs = stored;
+    return 1;
+  } catch (...) {
+    SET_PLATFORM_ERROR(ENOMEM);
+    return 0;
+  }
 }
 
 }  // namespace VEXOCrond

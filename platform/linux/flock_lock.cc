@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/unique_fd.h"
@@ -42,6 +43,12 @@ int TryLockFile(const char *path, int exclusive, int *handle) {
   UniqueFd fd(OpenLockFile(path));
   if (!fd.Valid()) {
     SET_PLATFORM_ERROR(errno);
+    return 0;
+  }
+  // Only a regular file is a lock file: a FIFO or device planted at the path is refused.
+  struct stat info;
+  if (::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    SET_PLATFORM_ERROR(EINVAL);
     return 0;
   }
   int operation = (exclusive != 0 ? LOCK_EX : LOCK_SH) | LOCK_NB;

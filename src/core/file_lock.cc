@@ -48,17 +48,63 @@ int OpenLockFile(const std::string &path) {
   return -1;
 }
 
-bool PrepareLockFile(const std::string &path) {
+enum class Prepared { kReady, kNotRegular, kOpenFailed, kCloseFailed };
+
+// Makes sure a lock file exists at `path`. A directory, FIFO, socket, device or link found
+// there cannot serve (a link is never followed) and is reported as such.
+Prepared PrepareLockFile(const std::string &path) {
   int fd = OpenLockFile(path);
+  struct stat info;
   if (fd < 0) {
-    ZLOG("Failed to open file: %s", path.c_str());
-    return false;
+    return ::lstat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) ? Prepared::kNotRegular
+                                                                       : Prepared::kOpenFailed;
   }
+  const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
   if (::close(fd) != 0) {
     ZLOG("Failed to close file: %s", path.c_str());
+    return Prepared::kCloseFailed;
+  }
+  return regular ? Prepared::kReady : Prepared::kNotRegular;
+}
+
+// Root's way past an entry another user planted at a lock path to keep root's sign-in
+// out: the entry goes, and a lock file takes its place. An empty directory is removed; a
+// full one is set aside under a name nobody can guess, since removing another user's tree
+// as root is itself a hazard. Nothing is followed or opened.
+bool ClearPlantedEntry(const std::string &path) {
+  struct stat info;
+  if (::lstat(path.c_str(), &info) != 0 || S_ISREG(info.st_mode)) return false;
+  if (!S_ISDIR(info.st_mode)) {
+    if (::unlink(path.c_str()) != 0) return false;
+    ZLOG("Removed an entry that is no lock file (mode %o, owner %u) at %s",
+         static_cast<unsigned>(info.st_mode), static_cast<unsigned>(info.st_uid), path.c_str());
+    return true;
+  }
+  if (::rmdir(path.c_str()) == 0) {
+    ZLOG("Removed a directory (owner %u) at %s", static_cast<unsigned>(info.st_uid), path.c_str());
+    return true;
+  }
+  uint64_t random = 0;
+  if (::getrandom(&random, sizeof(random), GRND_NONBLOCK) != static_cast<ssize_t>(sizeof(random))) {
     return false;
   }
+  const std::string aside = path + ".planted-" + std::to_string(random);
+  if (::rename(path.c_str(), aside.c_str()) != 0) return false;
+  ZLOG("Set aside a directory (owner %u) found at %s as %s", static_cast<unsigned>(info.st_uid),
+       path.c_str(), aside.c_str());
   return true;
+}
+
+// Prepares the lock file; a process running as root clears an entry that is no lock file
+// and tries once more. Any other process keeps out: it may not remove what it finds.
+bool PrepareOrClear(const std::string &path) {
+  Prepared prepared = PrepareLockFile(path);
+  if (prepared == Prepared::kNotRegular && ::geteuid() == 0 && ClearPlantedEntry(path)) {
+    prepared = PrepareLockFile(path);
+  }
+  if (prepared == Prepared::kReady) return true;
+  if (prepared != Prepared::kCloseFailed) ZLOG("Failed to open file: %s", path.c_str());
+  return false;
 }
 
 // The starting value of a waiter's pause generator, from the kernel's random source. It
@@ -85,7 +131,7 @@ FileLock::~FileLock() {
 }
 
 bool FileLock::Lock(unsigned int timeout_seconds) {
-  if (!PrepareLockFile(path_)) return false;
+  if (!PrepareOrClear(path_)) return false;
   Unlock();
 
   using Clock = std::chrono::system_clock;

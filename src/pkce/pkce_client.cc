@@ -1,8 +1,8 @@
 #include "vexozeph/pkce_client.h"
 
 #include "internal/json_utils.h"
-#include "pkce/client_name.h"
 #include "pkce/pkce_client_impl.h"
+#include "store/client_name.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/tarn_service.h"
 

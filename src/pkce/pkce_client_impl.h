@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <string>
 
+#include "store/token_file.h"
+
 namespace vexozeph {
 
 class FileLock;
@@ -40,17 +42,32 @@ class PkceClientImpl {
   // True once the library's clock has passed the expiry time: at that very second the
   // token is still valid.
   bool IsTokenExpired() const;
-  // Writes `token` with "created_at" set to the library's clock, under "_save_token",
-  // atomically and with mode 0600.
-  void SaveToken(const Json::Value &token) const;
+  // Writes `token` for the account `basis` names (token_files::Save): false when that
+  // account is no longer signed in or the file is no longer the one a renewal started
+  // from, and nothing was written.
+  bool SaveToken(const Json::Value &token, const token_files::SaveBasis &basis) const;
+  // The same for the account signed in now (none: false).
+  bool SaveToken(const Json::Value &token) const;
 
-  // Token endpoint (see PkceClient).
+  // Token endpoint (see PkceClient). The token is saved for the account signed in when
+  // the exchange begins; with none, code 22 and nothing is sent.
   void ExchangeToken(const std::string &code, const std::string &code_verifier,
                      const std::string &redirect_uri) const;
+  // The same, for `owner`, the account the code was granted for: code 22 when the answer
+  // comes after that account was signed out or replaced, and nothing is saved.
+  void ExchangeTokenFor(const std::string &owner, const std::string &code,
+                        const std::string &code_verifier, const std::string &redirect_uri) const;
+  // The endpoint's answer for `code`, checked to be a whole token set, saved nowhere: a
+  // sign-in learns the account it belongs to only by using it.
+  Json::Value RequestToken(const std::string &code, const std::string &code_verifier,
+                           const std::string &redirect_uri) const;
   // Renews with the file's refresh token, whatever the expiry, and saves the answer.
   void RenewToken() const;
   std::string GetAccessToken() const;
   std::string GetIdToken() const;
+  // The token `key` ("access_token", "id_token") renewed first if lapsed, and into
+  // `owner` the account it belongs to.
+  std::string GetTokenOf(const char *key, std::string &owner) const;
 
   // Rules shared by the store and the token endpoint calls.
   // The member as text into `out`: a string, or (unless `text_only`) a number in decimal.
@@ -69,15 +86,12 @@ class PkceClientImpl {
   static bool IsLapsed(const Json::Value &file);
 
  private:
-  // The token under "_get_token", renewed first if the file read under the lock lapsed.
-  std::string GetTokenRenewingIfLapsed(const char *key) const;
   // Under "_renew_token": renews unless `only_if_lapsed` and the file read under the
   // lock is no longer lapsed (another process renewed it in the meantime).
   void Renew(bool only_if_lapsed) const;
   // The token file, opened and parsed once: code 22 "Failed to find an existed token
   // file" when it cannot be opened for reading, 2 when it cannot be read or is not JSON.
   Json::Value ReadTokenFile() const;
-  std::string LockPath(const char *suffix) const;
 
   std::string name_;
   Json::Value config_;

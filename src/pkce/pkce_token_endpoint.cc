@@ -30,10 +30,8 @@ http::Response PostForm(const Json::Value &config, const http::Payload &form) {
 
 }  // namespace
 
-void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
-                                   const std::string &redirect_uri) const {
-  FileLock lock(LockPath("_exchange_token"));
-  token_files::LockOrThrow(lock);
+Json::Value PkceClientImpl::RequestToken(const std::string &code, const std::string &code_verifier,
+                                         const std::string &redirect_uri) const {
   http::Response response =
       PostForm(config_, http::Payload{
                             {"grant_type", "authorization_code"},
@@ -52,7 +50,28 @@ void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &c
                         format("Failed to parse exchange authkey resp, code=%ld, resp=%s",
                                response.status_code, shown.c_str()));
   }
-  SaveToken(answer);
+  return answer;
+}
+
+void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
+                                   const std::string &redirect_uri) const {
+  const std::string owner = token_files::SignedInAccount();
+  if (owner.empty()) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "No signed-in account to hold the token");
+  }
+  ExchangeTokenFor(owner, code, code_verifier, redirect_uri);
+}
+
+void PkceClientImpl::ExchangeTokenFor(const std::string &owner, const std::string &code,
+                                      const std::string &code_verifier,
+                                      const std::string &redirect_uri) const {
+  FileLock lock(ClientLockFile(name_, ClientLock::kExchangeToken));
+  token_files::LockOrThrow(lock);
+  token_files::SaveBasis basis;
+  basis.owner = owner;
+  if (!SaveToken(RequestToken(code, code_verifier, redirect_uri), basis)) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to save token: account signed out");
+  }
 }
 
 void PkceClientImpl::RenewToken() const {
@@ -60,13 +79,18 @@ void PkceClientImpl::RenewToken() const {
 }
 
 void PkceClientImpl::Renew(bool only_if_lapsed) const {
-  FileLock lock(LockPath("_renew_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kRenewToken));
   token_files::LockOrThrow(lock);
   // Decided on the file as it is now, under the lock: a caller that waited here while
   // another renewed adopts that token instead of spending the rotated refresh token.
   const Json::Value file = ReadTokenFile();
   if (only_if_lapsed && !IsLapsed(file)) return;
   const std::string refresh_token = TokenMember(file, "refresh_token", true);
+  // The renewal works for the account the file belongs to, and replaces this very file.
+  token_files::SaveBasis basis;
+  basis.owner = json::StringOr(file, token_files::kOwnerMember);
+  basis.replaces = true;
+  basis.replaced_refresh_token = refresh_token;
   http::Response response =
       PostForm(config_, http::Payload{
                             {"grant_type", "refresh_token"},
@@ -96,26 +120,33 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
                         format("Failed to parse renew token resp, code=%ld, resp=%s",
                                response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
-  SaveToken(answer);
+  // A save dropped because the account changed or the file was replaced meanwhile leaves
+  // the caller to read whatever stands now.
+  SaveToken(answer, basis);
 }
 
-std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
-  FileLock lock(LockPath("_get_token"));
+std::string PkceClientImpl::GetTokenOf(const char *key, std::string &owner) const {
+  FileLock lock(ClientLockFile(name_, ClientLock::kGetToken));
   token_files::LockOrThrow(lock);
   // The expiry decision and the token come from one parse of the file; only a renewal,
   // which rewrote it, makes a second read.
-  const Json::Value file = ReadTokenFile();
-  if (!IsLapsed(file)) return TokenMember(file, key, true);
-  Renew(true);
-  return TokenMember(ReadTokenFile(), key, true);
+  Json::Value file = ReadTokenFile();
+  if (IsLapsed(file)) {
+    Renew(true);
+    file = ReadTokenFile();
+  }
+  owner = json::StringOr(file, token_files::kOwnerMember);
+  return TokenMember(file, key, true);
 }
 
 std::string PkceClientImpl::GetAccessToken() const {
-  return GetTokenRenewingIfLapsed("access_token");
+  std::string owner;
+  return GetTokenOf("access_token", owner);
 }
 
 std::string PkceClientImpl::GetIdToken() const {
-  return GetTokenRenewingIfLapsed("id_token");
+  std::string owner;
+  return GetTokenOf("id_token", owner);
 }
 
 }  // namespace vexozeph

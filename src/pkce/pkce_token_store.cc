@@ -29,10 +29,6 @@ std::string PkceClientImpl::GetTokenFilePath() const {
   return token_files::PathOf(name_);
 }
 
-std::string PkceClientImpl::LockPath(const char *suffix) const {
-  return token_files::LockFilePath(name_ + suffix);
-}
-
 bool PkceClientImpl::HasTokenFile() const {
   return token_files::Exists(name_);
 }
@@ -118,8 +114,15 @@ bool PkceClientImpl::IsTokenExpired() const {
   return IsLapsed(ReadTokenFile());
 }
 
-void PkceClientImpl::SaveToken(const Json::Value &token) const {
-  token_files::Save(name_, token);
+bool PkceClientImpl::SaveToken(const Json::Value &token,
+                               const token_files::SaveBasis &basis) const {
+  return token_files::Save(name_, token, basis);
+}
+
+bool PkceClientImpl::SaveToken(const Json::Value &token) const {
+  token_files::SaveBasis basis;
+  basis.owner = token_files::SignedInAccount();
+  return SaveToken(token, basis);
 }
 
 }  // namespace vexozeph

@@ -11,6 +11,7 @@
 #include "internal/string_utils.h"
 #include "pkce/pkce_grant.h"
 #include "session/account_pkce_service_impl.h"
+#include "store/account_file.h"
 #include "store/user_impl.h"
 #include "transport/http/session.h"
 #include "transport/oauth_answer.h"
@@ -63,7 +64,12 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
   const std::string client_id = json::StringOr(config, "client_id");
   const std::string redirect_uri = json::StringOr(config, "login_redirect_uri");
   const PkcePair pair = MakePkcePair();
-  const http::Payload form = GrantForm(config, pair, {{"auth_key", User().GetAuthKey()}});
+  // The key and the account it is granted for come from one read: the new token is that
+  // account's, and is dropped if the account is gone by the time it comes.
+  const AccountSnapshot account = AccountSnapshot::Read();
+  const std::string owner(account.GetUserId());
+  const http::Payload form =
+      GrantForm(config, pair, {{"auth_key", std::string(account.GetAuthKey())}});
 
   // The grant goes to the configured account host, not to hosts fixed for this object.
   const http::Response response =
@@ -84,7 +90,7 @@ void AccountPkceServiceImpl::GrantByAuthKey() const {
                         format("Failed to parse grant by authkey resp, code=%ld, resp=%s",
                                response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
-  pkce_.ExchangeToken(grant_code, pair.verifier, redirect_uri);
+  pkce_.ExchangeTokenFor(owner, grant_code, pair.verifier, redirect_uri);
 }
 
 }  // namespace vexozeph

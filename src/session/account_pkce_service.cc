@@ -9,6 +9,8 @@
 #include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
 #include "session/account_pkce_service_impl.h"
+#include "store/client_name.h"
+#include "store/token_file.h"
 #include "store/user_impl.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/user.h"
@@ -18,7 +20,6 @@ namespace vexozeph {
 
 namespace {
 
-const char kDeviceClientName[] = "tarn";
 const char kRegisterTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_register.conf";
 const char kLoginTemplate[] = "/usr/vexo/etc.defaults/vexona-account/config/pkce_login.conf";
 const char kLoginAction[] = "zeph/login";
@@ -57,8 +58,12 @@ std::string AccountPkceServiceImpl::GetClientId() const {
 Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin &param) const {
   const ZephPluginManager plugins;
   plugins.Pre(kLoginAction);
-  pkce_.ExchangeToken(param.code, param.code_verifier, param.redirect_uri);
-  const Json::Value identity = ExchangeAuthKey(GetAccessToken());
+  // The answer is kept in hand until the account it belongs to is known and stored: a
+  // token file always names its account, and the one before's tokens go when it is
+  // replaced (store/account_file.h).
+  const Json::Value token = pkce_.RequestToken(param.code, param.code_verifier, param.redirect_uri);
+  const Json::Value identity = ExchangeAuthKey(json::StringOr(token, "access_token"));
+  const std::string user_id = json::StringOr(identity, "user_id");
 
   // One replacement of the account file: the new identity whole or not at all. The query
   // time is reset with it, so that the synchronisation below asks the server about this
@@ -66,10 +71,15 @@ Json::Value AccountPkceServiceImpl::Login(const ParamPkceLogin &param) const {
   UserUpdate update;
   update.SetAccountHost(GetAccountHost())
       .SetIdentityHost(GetIdentityHost())
-      .SetUserId(json::StringOr(identity, "user_id"))
+      .SetUserId(user_id)
       .SetAuthKey(json::StringOr(identity, "auth_key"))
       .SetLastQueryTime(0);
   UserImpl().SetMany(update);
+  token_files::SaveBasis basis;
+  basis.owner = user_id;
+  if (!pkce_.SaveToken(token, basis)) {
+    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to save token: account signed out");
+  }
 
   Json::Value account = GetAndSyncRemoteJsonAccount();
   ZLOG("Logged in Vexona Account as [%s]", json::StringOr(account, "email").c_str());
@@ -84,16 +94,16 @@ bool AccountPkceServiceImpl::HasAuthKey() const {
 
 // ---- Tokens -------------------------------------------------------------------------
 
-std::string AccountPkceServiceImpl::ReadToken(bool id_token) const {
-  return id_token ? pkce_.GetIdToken() : pkce_.GetAccessToken();
+std::string AccountPkceServiceImpl::ReadToken(bool id_token, std::string &owner) const {
+  return pkce_.GetTokenOf(id_token ? "id_token" : "access_token", owner);
 }
 
-std::string AccountPkceServiceImpl::GetTokenWithRescue(bool id_token) const {
+std::string AccountPkceServiceImpl::GetTokenWithRescue(bool id_token, std::string &owner) const {
   try {
     // A session whose token file was lost but whose auth key stands is re-granted first;
     // without either, the read below reports the missing file.
     if (!pkce_.HasTokenFile() && HasAuthKey()) GrantByAuthKey();
-    return ReadToken(id_token);
+    return ReadToken(id_token, owner);
   } catch (const ZephException &e) {
     // Only a refused refresh token or auth key is worth a rescue; everything else (the
     // network, a broken answer, a lock) would fail the same way again.
@@ -108,15 +118,21 @@ std::string AccountPkceServiceImpl::GetTokenWithRescue(bool id_token) const {
     // reports the missing token file. A refused sign-out throws instead and keeps it all.
     Logout(false);
   }
-  return ReadToken(id_token);
+  return ReadToken(id_token, owner);
 }
 
 std::string AccountPkceServiceImpl::GetAccessToken() const {
-  return GetTokenWithRescue(false);
+  std::string owner;
+  return GetTokenWithRescue(false, owner);
 }
 
 std::string AccountPkceServiceImpl::GetIdToken() const {
-  return GetTokenWithRescue(true);
+  std::string owner;
+  return GetTokenWithRescue(true, owner);
+}
+
+std::string AccountPkceServiceImpl::GetAccessTokenOf(std::string &owner) const {
+  return GetTokenWithRescue(false, owner);
 }
 
 bool AccountPkceServiceImpl::HasToken() const {

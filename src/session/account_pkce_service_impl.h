@@ -8,9 +8,9 @@
 
 #include <string>
 
+#include "pkce/pkce_client_impl.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/account_service.h"
-#include "vexozeph/pkce_client.h"
 
 namespace vexozeph {
 
@@ -36,6 +36,9 @@ class AccountPkceServiceImpl : public AccountService {
 
   std::string GetAccessToken() const;
   std::string GetIdToken() const;
+  // The access token, and into `owner` the account it belongs to: what is obtained with
+  // it is that account's, and is saved for it alone.
+  std::string GetAccessTokenOf(std::string &owner) const;
   bool HasToken() const;
 
   Json::Value GetRegisterPkceConfig() const;
@@ -54,10 +57,10 @@ class AccountPkceServiceImpl : public AccountService {
  private:
   // The access or identity token, granted first when the token file is lost, and rescued
   // by auth key when the refresh token or the auth key is refused.
-  std::string GetTokenWithRescue(bool id_token) const;
-  std::string ReadToken(bool id_token) const;
+  std::string GetTokenWithRescue(bool id_token, std::string &owner) const;
+  std::string ReadToken(bool id_token, std::string &owner) const;
 
-  PkceClient pkce_;
+  PkceClientImpl pkce_;
 };
 
 }  // namespace vexozeph

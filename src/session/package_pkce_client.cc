@@ -8,9 +8,10 @@
 #include "base/log.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
-#include "pkce/client_name.h"
 #include "pkce/pkce_grant.h"
+#include "session/account_pkce_service_impl.h"
 #include "session/package_pkce_client_impl.h"
+#include "store/client_name.h"
 #include "store/token_file.h"
 #include "transport/http/session.h"
 #include "transport/oauth_answer.h"
@@ -31,16 +32,13 @@ const char kGrantPath[] = "/oauth2/api/v1/device/package/authorization_code/gran
 
 }  // namespace
 
-// The name is checked before the inner client (and with it any path) is built.
+// The name is checked (a package may not take the device session's) before the inner client (and
+// with it any path) is built.
 PackagePkceClientImpl::PackagePkceClientImpl(const std::string &package_name)
-    : name_(CheckedClientName(package_name)), pkce_(name_) {}
-
-std::string PackagePkceClientImpl::LockPath(const char *suffix) const {
-  return token_files::LockFilePath(name_ + suffix);
-}
+    : name_(CheckedPackageName(package_name)), pkce_(name_) {}
 
 void PackagePkceClientImpl::GrantByAccountService() const {
-  FileLock lock(LockPath("_package_grant_by_tarn"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kPackageGrantByTarn));
   token_files::LockOrThrow(lock);
   const Json::Value config = GetPkceConfig();
   const std::string client_id = json::StringOr(config, "client_id");
@@ -48,7 +46,10 @@ void PackagePkceClientImpl::GrantByAccountService() const {
   const PkcePair pair = MakePkcePair();
   const http::Payload form = GrantForm(config, pair);
 
-  const std::string session_token = AccountPkceService().GetAccessToken();
+  // The grant is the account's whose session token asks for it, and is saved for that
+  // account alone: dropped if it was signed out or replaced meanwhile.
+  std::string owner;
+  const std::string session_token = AccountPkceServiceImpl("", "").GetAccessTokenOf(owner);
   const http::Response response = http::Post(
       http::Url{AccountService().GetAccountHost() + kGrantPath}, http::Timeout{kRequestTimeoutMs},
       http::UserAgent{TarnService().GetUserAgent()},
@@ -63,7 +64,7 @@ void PackagePkceClientImpl::GrantByAccountService() const {
         format("Failed to parse grant pacakge[%s] resp, code=%ld, resp=%s", name_.c_str(),
                response.status_code, ShownAnswer(answer, response.text).c_str()));
   }
-  pkce_.ExchangeToken(grant_code, pair.verifier, redirect_uri);
+  pkce_.ExchangeTokenFor(owner, grant_code, pair.verifier, redirect_uri);
 }
 
 std::string PackagePkceClientImpl::ReadToken(bool id_token) const {
@@ -73,7 +74,7 @@ std::string PackagePkceClientImpl::ReadToken(bool id_token) const {
 std::string PackagePkceClientImpl::GetTokenWithRescue(bool id_token) const {
   // Held across the grant, so that processes finding no token together grant once: the
   // others wait here and then read the token just saved.
-  FileLock lock(LockPath("_package_get_token"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kPackageGetToken));
   token_files::LockOrThrow(lock);
   if (!pkce_.HasTokenFile()) GrantByAccountService();
   try {

@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <string>
 
-#include "vexozeph/pkce_client.h"
+#include "pkce/pkce_client_impl.h"
 
 namespace vexozeph {
 
@@ -62,10 +62,9 @@ class PackagePkceClientImpl {
   Json::Value Retrieve(bool only_if_stale) const;
   std::string GetTokenWithRescue(bool id_token) const;
   std::string ReadToken(bool id_token) const;
-  std::string LockPath(const char *suffix) const;
 
   std::string name_;
-  PkceClient pkce_;
+  PkceClientImpl pkce_;
 };
 
 }  // namespace vexozeph

@@ -30,7 +30,7 @@ const mode_t kCacheMode = 0644;
 }  // namespace
 
 std::string PackagePkceClientImpl::GetConfigFilePath() const {
-  return RootedPath("/tmp/account_" + name_ + "_pkce_client.conf");
+  return RootedPath(PackageConfigFile(name_));
 }
 
 bool PackagePkceClientImpl::ReadCache(Json::Value &cache) const {
@@ -61,7 +61,7 @@ Json::Value PackagePkceClientImpl::RetrievePkceConfig() const {
 }
 
 Json::Value PackagePkceClientImpl::Retrieve(bool only_if_stale) const {
-  FileLock lock(LockPath("_package_retrieve_config"));
+  FileLock lock(ClientLockFile(name_, ClientLock::kPackageRetrieveConfig));
   token_files::LockOrThrow(lock);
   // Decided under the lock: a process that waited here while another fetched uses that.
   Json::Value cached;

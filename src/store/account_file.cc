@@ -12,6 +12,7 @@
 #include "base/root_path.h"
 #include "internal/string_utils.h"
 #include "store/privilege_section.h"
+#include "store/token_file.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
@@ -178,6 +179,15 @@ bool WriteValues(const AccountIdentity *identity, const AccountValues &values) {
   FileLock lock(kFileLockName);
   if (!TakeFileLock(lock)) throw ZephException(VEXOZEPH_ERR_ACCOUNT_WRITE);
   if (identity != nullptr && !HoldsIdentity(*identity)) return false;
+  // A new account: the tokens of the one before go first, under the same lock, so that
+  // there is no moment in which the new account stands beside the old one's tokens.
+  for (const auto &entry : values) {
+    if (entry.first == VEXOZEPH_USER_ID_KEY &&
+        AccountSnapshot::Read().GetUserId() != entry.second) {
+      token_files::RemoveEvery();
+      break;
+    }
+  }
   const int flags = identity != nullptr ? VLIB_FILE_NOT_DURABLE : 0;
   const int written = values.size() == 1 && flags == 0
                           ? VLIBCFileSetKeyValue(path.c_str(), keys[0], texts[0], kLineFormat)
@@ -211,6 +221,12 @@ bool WriteAccountValuesFor(const AccountIdentity &identity, const AccountValues 
   return WriteValues(&identity, values);
 }
 
+AccountFileLock::AccountFileLock() : lock_(kFileLockName) {
+  PrivilegeSection section(kModule, kWriteLine);
+  section.Enter();
+  held_ = TakeFileLock(lock_);
+}
+
 RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule) {
   const std::string path = AccountFilePath();
   PrivilegeSection section(where.module.c_str(), where.line);
@@ -219,6 +235,8 @@ RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule) {
   FileLock lock(kFileLockName);
   TakeFileLock(lock);
   const bool deleted = ::unlink(path.c_str()) == 0;
+  // Whatever became of the file, no token of the account may be handed out after this.
+  token_files::RemoveEvery();
   if (!deleted && rule == RemovalRule::kAnywayLoggingFailure) {
     ZLOG_FROM(where, "Failed to unlink %s", path.c_str());
   }

@@ -14,6 +14,7 @@
 
 #include "base/log.h"
 #include "store/user_fields.h"
+#include "vexozeph/file_lock.h"
 
 namespace vexozeph {
 
@@ -123,14 +124,37 @@ struct AccountIdentity {
   std::string auth_key;
 };
 
+// When `values` set a user id other than the stored one, the token files of the account
+// signed in before are removed in the same locked step (store/token_file.h), so that no
+// read can hand out a credential of the previous account; a re-sign-in as the same
+// account keeps them.
+//
 // WriteAccountValues, but only while the file still holds `identity`: what the server
 // said about an account that was signed out or replaced meanwhile is dropped rather than
 // written into the file that now stands (a removed file stays removed). False when it was
 // dropped. The check and the write hold the file's lock, as every write and the removal do.
 bool WriteAccountValuesFor(const AccountIdentity &identity, const AccountValues &values);
 
-// Deletes the account file. The privilege section's lines, and "Failed to unlink %s"
-// under kAnywayLoggingFailure, name `where`. A missing file counts as a failed deletion.
+// Holds the account file's lock, "/tmp/account_user_conf.lock" (taken as root), while it
+// lives. Every write of the account file and its removal hold it, so that whatever is
+// checked against the signed-in account under it stays true until it is released. The
+// last lock of any operation: nothing is taken while it is held. Waits up to 30 seconds;
+// a failure is logged and Held() is false.
+class AccountFileLock {
+ public:
+  AccountFileLock();
+  AccountFileLock(const AccountFileLock &) = delete;
+  AccountFileLock &operator=(const AccountFileLock &) = delete;
+  bool Held() const { return held_; }
+
+ private:
+  FileLock lock_;
+  bool held_ = false;
+};
+
+// Deletes the account file, and with it every token file (store/token_file.h): no
+// credential of an account outlives its removal. The privilege section's lines, and "Failed to
+// unlink %s" under kAnywayLoggingFailure, name `where`. A missing file counts as a failed deletion.
 RemovalResult RemoveAccountFile(const log::Place &where, RemovalRule rule);
 
 }  // namespace vexozeph

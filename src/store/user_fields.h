@@ -4,13 +4,15 @@
 #define VEXOZEPH_STORE_USER_FIELDS_H_
 
 #define VEXOZEPH_DEFAULT_REPORT_CRON "~ 9~16 * * 1~5"
+// The key that names the account: the token files are bound to its value.
+#define VEXOZEPH_USER_ID_KEY "zephIDSerial"
 
 // X(accessor name, file key, default)
 #define VEXOZEPH_USER_TEXT_FIELDS(X)                      \
   X(AccountHost, "account_host", "")                      \
   X(IdentityHost, "identity_host", "")                    \
   X(Email, "zephID", "")                                  \
-  X(UserId, "zephIDSerial", "")                           \
+  X(UserId, VEXOZEPH_USER_ID_KEY, "")                     \
   X(AuthKey, "bx_auth_key", "")                           \
   X(Name, "full_name", "")                                \
   X(Country, "country", "")                               \

@@ -258,7 +258,40 @@ TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefus
       std::string::npos);
   CliResult again = Run({"report"});
   ASSERT_EQ(again.status, 0) << again.err;
-  EXPECT_NE(again.out.find("Schedule changed   no\n"), std::string::npos) << again.out;
+  EXPECT_NE(again.out.find("Schedule changed     no\n"), std::string::npos) << again.out;
+
+  // A schedule the cron manager refuses is stored, but the job in force stays the old one:
+  // the result says so, and so do stderr and the status.
+  const std::string old_job = "20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info";
+  fields["report_cron_timestring"] = "61 8 * * *";
+  cloud_->UpdateAccount(account.id, fields);
+  for (const bool json : {true, false}) {
+    CliResult bad = Run(json ? std::vector<std::string>{"report", "--json"}
+                             : std::vector<std::string>{"report"});
+    EXPECT_EQ(bad.status, 78);
+    EXPECT_EQ(bad.err,
+              "vexozeph report: the cron manager refused the schedule \"61 8 * * *\"; "
+              "the job that stays installed is: " +
+                  old_job + "\n");
+    if (json) {
+      EXPECT_EQ(bad.Json()["job"].asString(), old_job);
+      EXPECT_FALSE(bad.Json()["schedule_installed"].asBool());
+      EXPECT_EQ(bad.Json()["schedule"].asString(), "61 8 * * *");
+    } else {
+      EXPECT_NE(bad.out.find("Schedule installed   no\n"), std::string::npos) << bad.out;
+    }
+  }
+  EXPECT_NE(root_.ReadFile(kCronFile).find(old_job), std::string::npos);
+  // Switched off, the report sends nothing and installs nothing: no refusal to speak of.
+  root_.WriteFile("/etc/vexoinfo.conf", "zeph_disable_report=\"yes\"\n");
+  cloud_->ClearRequests();
+  CliResult off = Run({"report", "--json"});
+  EXPECT_EQ(off.status, 0) << off.err;
+  EXPECT_TRUE(off.Json()["report_switched_off"].asBool());
+  EXPECT_TRUE(cloud_->Requests("account", kReportPath).empty());
+  ASSERT_EQ(unlink(root_.Path("/etc/vexoinfo.conf").c_str()), 0);
+  fields["report_cron_timestring"] = "20 8 * * 1,3";
+  cloud_->UpdateAccount(account.id, fields);
 
   cloud_->ClearRequests();
   CliResult cron = Run({"--report_info", "--no-wait"});

@@ -38,6 +38,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
   if (Enter("ConfigManager::Save", {impl_->group, Compact(jobs)})) return 0;
   std::lock_guard<std::mutex> guard(Mutex());
   Get().cron_saves.push_back({impl_->group, jobs});
+  Get().cron_jobs[impl_->group] = jobs;
   return 1;
 }
 
@@ -45,6 +46,15 @@ int ConfigManager::Remove() {
   if (Enter("ConfigManager::Remove", {impl_->group})) return 0;
   std::lock_guard<std::mutex> guard(Mutex());
   Get().cron_removals.push_back(impl_->group);
+  Get().cron_jobs.erase(impl_->group);
+  return 1;
+}
+
+int ConfigManager::Load(Json::Value &jobs) {
+  if (Enter("ConfigManager::Load", {impl_->group})) return 0;
+  std::lock_guard<std::mutex> guard(Mutex());
+  const auto held = Get().cron_jobs.find(impl_->group);
+  jobs = held != Get().cron_jobs.end() ? held->second : Json::Value(Json::arrayValue);
   return 1;
 }
 

@@ -54,6 +54,7 @@ struct State {
   std::vector<int> cloud_service_actions;
   std::vector<CronSave> cron_saves;
   std::vector<std::string> cron_removals;
+  std::map<std::string, Json::Value> cron_jobs;  // group -> list as the manager holds it
   std::vector<std::string> schedule_removals;
 };
 

@@ -11,6 +11,7 @@
 #include "fuzz/fuzz_root.h"
 #include "internal/json_utils.h"
 #include "pkce/pkce_client_impl.h"
+#include "store/account_file.h"
 #include "transport/shown_answer.h"
 #include "vexozeph/zeph_exception.h"
 
@@ -75,6 +76,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
   vexozeph::PkceClientImpl client("fuzz");
   try {
+    // Token files are saved for, and read by, the account signed in.
+    static const bool signed_in = [] {
+      vexozeph::WriteAccountValues({{"zephIDSerial", "fuzz-owner"}});
+      return true;
+    }();
+    FUZZ_CHECK(signed_in);
     client.SaveToken(answer);
     FUZZ_CHECK(client.GetPkceTokenVal("access_token") == answer["access_token"].asString());
     FUZZ_CHECK(client.GetPkceTokenVal("id_token") == answer["id_token"].asString());

@@ -28,7 +28,6 @@ namespace {
 
 const int64_t kFirstSignIn = 1700000000;
 const char kZone[] = "Europe/Berlin";
-const char kPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
 const char kCronList[] = "/usr/vexo/etc/crond/zeph.json";
 const char kReportCommand[] = " root /usr/vexo/bin/vexozeph --report_info\n";
 const char kRescueGrantPath[] = "/migration/api/v1/device/core/authorization_code/grant";
@@ -41,19 +40,6 @@ class DeviceLife : public AccountAppliance {
     owner_ = MakeAccount("ada@example.com");
     clock::SetForTesting(kFirstSignIn);
   }
-  void TearDown() override {
-    step_.reset();
-    AccountAppliance::TearDown();
-  }
-
-  // Starts the next step of the story: every failure from here until the next step,
-  // including an exception the library lets out, is reported with this name.
-  void Step(const std::string &name) {
-    step_.reset();
-    step_.reset(new ::testing::ScopedTrace(__FILE__, __LINE__, "in step \"" + name + "\""));
-    cloud_->ClearRequests();
-  }
-
   // What the management interface does when the owner signs in through the browser.
   Json::Value SignInThroughTheBrowser() const {
     return AccountPkceService().Login(
@@ -95,23 +81,7 @@ class DeviceLife : public AccountAppliance {
     EXPECT_FALSE(root_.Exists(kCronList)) << root_.ReadFile(kCronList);
   }
 
-  // Every "*_token.json" left in the private directory.
-  std::vector<std::string> TokenFiles() const {
-    std::vector<std::string> names;
-    const std::string suffix = "_token.json";
-    for (const std::string &name : NamesIn(root_.Path(kPrivateDir))) {
-      if (name.size() >= suffix.size() &&
-          name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
-        names.push_back(name);
-      }
-    }
-    return names;
-  }
-
   Account owner_;
-
- private:
-  std::unique_ptr<::testing::ScopedTrace> step_;
 };
 
 TEST_F(DeviceLife, FromTheFirstSignInToTheAccountsDeletionTheDeviceEndsCleanlySignedOut) {

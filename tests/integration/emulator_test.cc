@@ -5,9 +5,11 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/http_client.h"
 #include "support/oauth_calls.h"
 #include "support/temp_root.h"
@@ -95,6 +97,30 @@ TEST_F(EmulatorTest, RenewalRotatesAndARefreshTokenWorksOnlyOnce) {
   const Reply fresh = Exchange(Code(pkce), pkce.verifier);
   EXPECT_EQ(cloud_->RevokeRefreshToken(fresh.json["refresh_token"].asString()), 1);
   EXPECT_EQ(Renew(fresh.json["refresh_token"].asString()).status, 400);
+}
+
+TEST_F(EmulatorTest, AHeldRenewalIsDoneFirstAnsweredOnReleaseAndItsTokensKnowTheirOwner) {
+  const PkcePair pkce = PkcePair::Make();
+  const Reply first = Exchange(Code(pkce), pkce.verifier);
+  HoldNextAnswer(*cloud_, "/oauth2/token");
+  Reply renewed;
+  std::thread renewal([&] { renewed = Renew(first.json["refresh_token"].asString()); });
+  ASSERT_TRUE(cloud_->WaitUntilHeld(1));
+  // The service has acted: the old refresh token is spent although no answer went out.
+  EXPECT_FALSE(cloud_->TokenOwner(first.json["refresh_token"].asString())["live"].asBool());
+  cloud_->ReleaseHeld();
+  renewal.join();
+  ASSERT_EQ(renewed.status, 200);
+  EXPECT_TRUE(cloud_->WaitUntilHeld(0));
+
+  for (const char *kind : {"access_token", "id_token", "refresh_token"}) {
+    const Json::Value owner = cloud_->TokenOwner(renewed.json[kind].asString());
+    EXPECT_EQ(owner["account_id"].asString(), account_.id) << kind;
+    EXPECT_EQ(owner["client_id"].asString(), "zeph-device") << kind;
+    EXPECT_TRUE(owner["live"].asBool()) << kind;
+  }
+  EXPECT_EQ(cloud_->TokenOwner(renewed.json["id_token"].asString())["kind"].asString(), "id");
+  EXPECT_TRUE(cloud_->TokenOwner("zat_forged").isNull());
 }
 
 TEST_F(EmulatorTest, FormApiChecksTheRequestTokenAndAForcedWordWinsOnce) {

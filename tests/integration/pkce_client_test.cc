@@ -30,6 +30,7 @@ class PkceClientAgainstCloud : public AccountAppliance {
   void SetUp() override {
     AccountAppliance::SetUp();
     account_ = MakeAccount("owner@example.com");
+    NameSignedInAccount(account_);
     Json::Value tmpl;
     ASSERT_TRUE(json::FromFile(root_.Path(kLoginTemplate), tmpl));
     config_ = client_.FormatPkceConfig(tmpl);

@@ -15,6 +15,7 @@
 #include "pkce/pkce_client_impl.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"
+#include "support/log_capture.h"
 #include "support/process_ids.h"
 #include "support/temp_root.h"
 #include "support/test_dirs.h"
@@ -76,6 +77,8 @@ class HostileLocalUser : public ::testing::Test {
     other_ = {nobody->pw_uid, nobody->pw_gid};
     // The other user must reach the root's /tmp, as it reaches the real one.
     ASSERT_EQ(::chmod(root_.Dir().c_str(), 0711), 0);
+    // Token files are saved for the account signed in.
+    root_.WriteFile(kAccountFile, "zephIDSerial=\"u-1\"\n");
   }
 
   TempRoot root_;
@@ -103,13 +106,9 @@ TEST_F(HostileLocalUser, LinksPlantedAtLockAndTokenPathsAreNeverWrittenThrough) 
     ASSERT_EQ(::chmod(root_.Path(target.path).c_str(), target.mode), 0);
     const FileFacts before = FactsOf(root_, target.path);
 
-    // A lock path that is a link: the lock is refused rather than taken through it, and
-    // a save under that lock fails cleanly.
+    // A lock path that is a link: never taken through; root replaces the link with a lock
+    // file of its own (PlantedEntriesAtALockPath), so the save goes on.
     PlantLink(root_, kSaveLock, target.path, other_);
-    FileLock lock(kSaveLock);
-    EXPECT_FALSE(lock.Lock(1)) << target.path;
-    EXPECT_EQ(CodeOf([] { PkceClientImpl("hostile").SaveToken(Token("refused")); }), 22);
-    ASSERT_EQ(::unlink(root_.Path(kSaveLock).c_str()), 0);
 
     // Links at the token file and at every temporary name beside it: the save replaces
     // the file with one of its own.
@@ -153,6 +152,61 @@ TEST_F(HostileLocalUser, ALockFileMadeByAnotherUserIsLockedInPlaceAndLeftAsItWas
   EXPECT_EQ(other_locks(), 1) << "held: another process of the other user is kept out";
   lock.Unlock();
   EXPECT_TRUE(FactsOf(root_, lock_path) == before);
+}
+
+TEST_F(HostileLocalUser, PlantedEntriesAtALockPathKeepOthersOutButRootClearsThemOnce) {
+  const std::string lock_path = "/tmp/account_planted_get_token.lock";
+  const std::string target = "/etc/owned_by_root";
+  root_.WriteFile(target, "belongs to root\n");
+  const FileFacts target_before = FactsOf(root_, target);
+  struct Planted {
+    const char *what;
+    std::function<int(const std::string &)> plant;
+  };
+  const Planted entries[] = {
+      {"empty directory", [](const std::string &p) { return ::mkdir(p.c_str(), 0777); }},
+      {"full directory",
+       [](const std::string &p) {
+         return ::mkdir(p.c_str(), 0777) != 0 ? -1 : ::mkfifo((p + "/inside").c_str(), 0666);
+       }},
+      {"fifo", [](const std::string &p) { return ::mkfifo(p.c_str(), 0666); }},
+      {"link",
+       [&](const std::string &p) { return ::symlink(root_.Path(target).c_str(), p.c_str()); }},
+  };
+  const std::string path = root_.Path(lock_path);
+  for (const Planted &entry : entries) {
+    SCOPED_TRACE(entry.what);
+    // Planted by the other user, as a user of the machine would.
+    ASSERT_EQ(RunInChild([&] {
+                return SetIds(other_.uid, other_.uid, other_.uid) ? entry.plant(path) : 10;
+              }),
+              0);
+    struct stat planted;
+    ASSERT_EQ(::lstat(path.c_str(), &planted), 0);
+
+    // Any other user is kept out at once and may remove nothing.
+    EXPECT_EQ(RunInChild([&] {
+                if (!SetIds(kNobody - 1, kNobody - 1, kNobody - 1)) return 10;
+                return FileLock(lock_path).Lock(1) ? 0 : 1;
+              }),
+              1);
+    struct stat still;
+    ASSERT_EQ(::lstat(path.c_str(), &still), 0);
+    EXPECT_EQ(still.st_ino, planted.st_ino);
+
+    // Root clears the entry, says so, and locks a regular file of its own in its place.
+    LogCapture log;
+    FileLock lock(lock_path);
+    EXPECT_TRUE(lock.Lock(1));
+    EXPECT_EQ(log.Lines().size(), 1u);
+    EXPECT_EQ(log.Count(lock_path), 1u) << (log.Lines().empty() ? "" : log.Lines()[0]);
+    const struct stat now = FactsOf(root_, lock_path).info;
+    EXPECT_TRUE(S_ISREG(now.st_mode));
+    EXPECT_EQ(now.st_uid, 0u);
+    lock.Unlock();
+    ASSERT_EQ(::unlink(path.c_str()), 0);
+  }
+  EXPECT_TRUE(FactsOf(root_, target) == target_before);
 }
 
 TEST_F(HostileLocalUser, FilesTheLibraryCreatesKeepTheirModesUnderAnOpenUmask) {

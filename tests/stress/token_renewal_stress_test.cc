@@ -39,7 +39,9 @@ TEST_F(TokenRenewalStress, ThirtyTwoProcessesRenewEachOfThreeExpiriesOnceWithAcc
 
   int64_t now = 1700000000;
   clock::SetForTesting(now);
-  const auto code = DeviceCode(cloud, MakeAccount("stress@example.com"), kSerial, kMac);
+  const Account account = MakeAccount("stress@example.com");
+  NameSignedInAccount(account);
+  const auto code = DeviceCode(cloud, account, kSerial, kMac);
   client.ExchangeToken(code.first, code.second, cloud.LoginRedirectUri());
   cloud.ClearRequests();
 

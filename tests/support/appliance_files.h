@@ -7,6 +7,7 @@ namespace vexozeph {
 namespace testing {
 inline namespace appliance_files {
 
+inline constexpr char kAccountPrivateDir[] = "/usr/vexo/etc/vexona-account/private";
 inline constexpr char kAccountFile[] = "/usr/vexo/etc/vexona-account/private/user.conf";
 inline constexpr char kSessionTokenFile[] = "/usr/vexo/etc/vexona-account/private/tarn_token.json";
 inline constexpr char kPackageTokenFile[] =

@@ -473,6 +473,27 @@ void CloudEmulator::ClearFaults() {
   Admin("DELETE", "/admin/faults");
 }
 
+bool CloudEmulator::WaitUntilHeld(int count, int seconds) {
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (Admin("GET", "/admin/held")["held"].asInt() < count) {
+    if (std::chrono::steady_clock::now() > give_up) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+void CloudEmulator::ReleaseHeld() {
+  Admin("POST", "/admin/held/release");
+}
+
+Json::Value CloudEmulator::TokenOwner(const std::string &token) {
+  Json::Value input;
+  input["token"] = token;
+  long status = 0;
+  const Json::Value owner = Admin("POST", "/admin/tokens/owner", input, &status);
+  return status == 200 ? owner : Json::Value();
+}
+
 std::vector<LoggedRequest> CloudEmulator::Requests(const std::string &origin,
                                                    const std::string &path) {
   NamedPairs filter;

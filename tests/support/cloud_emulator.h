@@ -153,6 +153,13 @@ class CloudEmulator {
   void ClearAnswers();
   void QueueFault(const Fault &fault);
   void ClearFaults();
+  // Requests held back by a fault with `hold`: waits until `count` of them wait (false
+  // when `seconds` pass first), and lets every one of them go on.
+  bool WaitUntilHeld(int count, int seconds = 30);
+  void ReleaseHeld();
+  // Whose token `token` is, as the emulator knows it: "kind" (access, refresh or id),
+  // "account_id", "client_id", "family" and "live"; null for a token it never issued.
+  Json::Value TokenOwner(const std::string &token);
   // The request log, oldest first, optionally for one origin and/or path.
   std::vector<LoggedRequest> Requests(const std::string &origin = "", const std::string &path = "");
   void ClearRequests();

@@ -34,6 +34,16 @@ inline void ForceAnswer(CloudEmulator &cloud, const std::string &origin, const s
   cloud.QueueFault(fault);
 }
 
+// Holds back the answer to the next request at `path` once the service has acted on it
+// (a renewal's old refresh token is spent), until ReleaseHeld.
+inline void HoldNextAnswer(CloudEmulator &cloud, const std::string &path) {
+  Fault hold;
+  hold.path = path;
+  hold.hold = true;
+  hold.after_processing = true;
+  cloud.QueueFault(hold);
+}
+
 // A code of the device client for `account`, issued as the sign-in page issues it for the
 // device `serial` and `mac`, and the verifier it was issued against.
 inline std::pair<std::string, std::string> DeviceCode(CloudEmulator &cloud, const Account &account,

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/log.h"
+#include "base/terminal_text.h"
 #include "core/backtrace.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
@@ -135,6 +136,28 @@ std::string Nested(int depth) {
 
 // The one JSON parse: nesting up to the limit parses, one level more is "not JSON" and never
 // an exception; a failed parse is logged once, cut to its start however long the text was.
+TEST(TerminalText, ControlCharactersBecomeEscapesAndEverythingElseStands) {
+  const struct {
+    std::string text;
+    std::string shown;
+  } cases[] = {
+      {"plain owner@example.com", "plain owner@example.com"},
+      {"Zoë Ŝ 日本 😀", "Zoë Ŝ 日本 😀"},  // letters of every length stand
+      {"a\nb\r\tc", "a\\nb\\r\\tc"},
+      {"\x1b[2J\x1b]0;title\x07\x7f", "\\x1b[2J\\x1b]0;title\\x07\\x7f"},
+      {std::string("nul\0end", 7), "nul\\x00end"},
+      {"\xc2\x9b"
+       "31m \xc2\x80 \xc2\xa0",
+       "\\u009b31m \\u0080 \xc2\xa0"},  // C1 only
+      {"\\x1b", "\\\\x1b"},             // a backslash is doubled, so nothing passes for an escape
+      // Bytes that are not UTF-8: a lone lead, a stray continuation, overlong forms, a
+      // surrogate, past U+10FFFF, a sequence cut short at the end.
+      {"\xc3(\x80\xc0\xaf\xe0\x80\xaf\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82",
+       "\\xc3(\\x80\\xc0\\xaf\\xe0\\x80\\xaf\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xe2\\x82"},
+  };
+  for (const auto &c : cases) EXPECT_EQ(vexozeph::Visible(c.text), c.shown) << c.text;
+}
+
 TEST(JsonHelper, NestingUpToTheLimitParsesAndDeeperIsNotJsonWithoutThrowing) {
   Json::Value out;
   EXPECT_TRUE(vexozeph::json::Parse(Nested(vexozeph::json::kMaxDepth), out));

@@ -1,14 +1,16 @@
 // A package client's work before any request, on the fake: the name check that comes
-// before every file, the order of the package's three locks, and a cache that spares the
-// fetch.
+// before every file (and keeps every name's files and locks its own), the order of the package's
+// three locks, and a cache that spares the fetch.
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "session/package_pkce_client_impl.h"
+#include "store/client_name.h"
 #include "support/fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
@@ -46,11 +48,15 @@ class PackageClientOnFake : public vexozeph::testing::FakeAppliance {
   }
 };
 
-TEST_F(PackageClientOnFake, NamesThatCouldLeaveTmpAreRefusedBeforeAnyFileIsTouched) {
+TEST_F(PackageClientOnFake, NamesThatCouldLeaveTmpOrMeetAnotherClientsFilesAreRefusedFirst) {
   const std::set<std::string> before = TmpEntries();
   for (const std::string &bad :
        {std::string("../vigilon"), std::string("a/b"), std::string(".."), std::string(".hidden"),
-        std::string(""), std::string("vigi lon"), std::string("x\n"), std::string(65, 'p')}) {
+        std::string(""), std::string("vigi lon"), std::string("x\n"), std::string(65, 'p'),
+        // The device session's own files and locks.
+        std::string("tarn"),
+        // "P_package" + "_get_token" would be "P" + "_package_get_token".
+        std::string("P_package"), std::string("tarn_package")}) {
     std::string message;
     EXPECT_EQ(CodeOf([&] { PackagePkceClient client(bad); }, &message), VEXOZEPH_ERR_BAD_PARAMETER)
         << bad;
@@ -60,8 +66,46 @@ TEST_F(PackageClientOnFake, NamesThatCouldLeaveTmpAreRefusedBeforeAnyFileIsTouch
   EXPECT_EQ(TmpEntries(), before);
 
   // The longest name passes the check and goes on to its configuration, which needs the
-  // device session's sign-in template (missing here).
-  EXPECT_EQ(CodeOf([&] { PackagePkceClient client(std::string(64, 'p')); }), VEXOZEPH_ERR_BAD_JSON);
+  // device session's sign-in template (missing here); so do names that only resemble a
+  // reserved one.
+  for (const std::string &good : {std::string(64, 'p'), std::string("tarn2"),
+                                  std::string("P_packages"), std::string("package")}) {
+    EXPECT_EQ(CodeOf([&] { PackagePkceClient client(good); }), VEXOZEPH_ERR_BAD_JSON) << good;
+  }
+}
+
+// Names built from the pieces the suffixes are made of, and every file and lock of each:
+// no two names share one, and none is a lock of the library's own.
+TEST(ClientNames, NoTwoNamesShareATokenFileACacheOrALock) {
+  const std::vector<std::string> pieces = {"p", "tarn", "_package", "_get", "_token", "_", ".x"};
+  std::vector<std::string> names;
+  for (const std::string &a : pieces) {
+    names.push_back(a);
+    for (const std::string &b : pieces) {
+      names.push_back(a + b);
+      for (const std::string &c : pieces) names.push_back(a + b + c);
+    }
+  }
+  std::map<std::string, std::string> owner = {{"/tmp/account_user_conf.lock", "(account file)"},
+                                              {"/tmp/account_query_info.lock", "(query)"}};
+  size_t valid = 0;
+  for (const std::string &name : names) {
+    if (!vexozeph::IsValidClientName(name)) continue;
+    ++valid;
+    std::vector<std::string> paths = {vexozeph::ClientTokenFile(name),
+                                      vexozeph::PackageConfigFile(name)};
+    for (vexozeph::ClientLock lock : vexozeph::kEveryClientLock) {
+      paths.push_back(vexozeph::ClientLockFile(name, lock));
+    }
+    for (const std::string &path : paths) {
+      const auto inserted = owner.emplace(path, name);
+      EXPECT_TRUE(inserted.second || inserted.first->second == name)
+          << path << " of " << name << " and " << inserted.first->second;
+    }
+  }
+  EXPECT_GT(valid, names.size() / 2);
+  EXPECT_FALSE(vexozeph::IsValidClientName("p_package"));
+  EXPECT_EQ(owner.at("/tmp/account_p_package_get_token.lock"), "p");
 }
 
 TEST_F(PackageClientOnFake, LocksAreTakenFromTheTokenInwardAndAllReleased) {

@@ -6,9 +6,12 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "internal/json_utils.h"
 #include "pkce/pkce_client_impl.h"
+#include "store/account_file.h"
+#include "store/token_file.h"
 #include "support/fake_appliance.h"
 #include "support/log_capture.h"
 #include "support/zeph_code.h"
@@ -41,6 +44,8 @@ class PkceTokenStore : public vexozeph::testing::FakeAppliance {
  protected:
   void SetUp() override {
     FakeAppliance::SetUp();
+    // Token files are handed out to the account they name alone.
+    root_.WriteFile(vexozeph::testing::kAccountFile, "zephIDSerial=\"u-1\"\n");
     // Any renewal attempt would fail in transport: nothing listens on the discard port.
     Json::Value config;
     config["client_id"] = "zeph-device";
@@ -99,13 +104,18 @@ TEST_F(PkceTokenStore, ExpiryTimesAreWholeNumbersSummedWithoutOverflow) {
   }
 
   // Past the 32-bit range, and at the edge of the 64-bit one.
-  root_.WriteFile(kTokenFile, "{\"created_at\": 4102444800, \"expires_in\": 3600}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"created_at\": 4102444800, \"expires_in\": 3600}");
   EXPECT_EQ(client_.GetExpiredAt(), INT64_C(4102448400));
   root_.WriteFile(kTokenFile,
-                  "{\"created_at\": 9223372036854775000, \"expires_in\": 9223372036854775000}");
+                  "{\"account_user_id\": \"u-1\", \"created_at\": 9223372036854775000, "
+                  "\"expires_in\": 9223372036854775000}");
   EXPECT_EQ(client_.GetExpiredAt(), INT64_MAX);
   EXPECT_FALSE(client_.IsTokenExpired());
-  root_.WriteFile(kTokenFile, "{\"created_at\": 1, \"expires_in\": -9223372036854775807}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"created_at\": 1, \"expires_in\": -9223372036854775807}");
   EXPECT_TRUE(client_.IsTokenExpired());
 }
 
@@ -120,7 +130,8 @@ TEST_F(PkceTokenStore, MissingFilesMembersAndNonTextTokensAreReportedNotGuessed)
   EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("access_token"); }), VEXOZEPH_ERR_BAD_JSON);
 
   root_.WriteFile(kTokenFile,
-                  "{\"access_token\": \"a\", \"id_token\": 42, \"created_at\": 4102444800,"
+                  "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"id_token\": 42, "
+                  "\"created_at\": 4102444800,"
                   " \"expires_in\": 60}");
   EXPECT_EQ(client_.GetAccessToken(), "a");
   EXPECT_EQ(CodeOf([&] { client_.GetPkceTokenVal("refresh_token"); }, &message),
@@ -145,16 +156,20 @@ TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
   rotated["access_token"] = "access-rotated";
   rotated["id_token"] = "id-rotated";
   rotated["created_at"] = Json::Int64(kSavedAt);
+  rotated["account_user_id"] = "u-1";
   ASSERT_TRUE(vexozeph::json::WriteFileAtomically(rotated, root_.Path(kTokenFile)));
   EXPECT_EQ(client_.GetAccessToken(), "access-rotated");
   EXPECT_EQ(client_.GetIdToken(), "id-rotated");
 
   // A token without its times is never handed out unjudged.
   std::string message;
-  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"expires_in\": 60}");
+  root_.WriteFile(kTokenFile,
+                  "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"expires_in\": 60}");
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_NE(message.find("Failed to get key: created_at"), std::string::npos) << message;
-  root_.WriteFile(kTokenFile, "{\"access_token\": \"a\", \"created_at\": 4102444800}");
+  root_.WriteFile(
+      kTokenFile,
+      "{\"account_user_id\": \"u-1\", \"access_token\": \"a\", \"created_at\": 4102444800}");
   EXPECT_EQ(CodeOf([&] { client_.GetIdToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE);
   EXPECT_NE(message.find("Failed to get key: expires_in"), std::string::npos) << message;
   // A file that opens but cannot be read is unreadable JSON, not a missing file.
@@ -163,13 +178,83 @@ TEST_F(PkceTokenStore, EachTokenReadJudgesAndAnswersFromTheFileAsItIsThen) {
   EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_BAD_JSON);
 }
 
-TEST_F(PkceTokenStore, SaveIntoAMissingDirectoryFailsWithoutAFile) {
+// The account file says who is signed in; a token file is handed out to that account
+// alone, and a save stands only while the account it worked for does.
+TEST_F(PkceTokenStore, AFileIsHandedOutOnlyToItsAccountAndASaveOnlyWhileThatAccountStands) {
+  clock::SetForTesting(kSavedAt);
+  // Written before files named their account, planted by hand, or another account's.
+  for (const char *owner : {"", ", \"account_user_id\": \"u-2\"", ", \"account_user_id\": 1",
+                            ", \"account_user_id\": \"u-10\""}) {
+    root_.WriteFile(kTokenFile, std::string("{\"access_token\": \"planted\", \"created_at\": "
+                                            "4102444800, \"expires_in\": 60") +
+                                    owner + "}");
+    std::string message;
+    EXPECT_FALSE(client_.HasTokenFile()) << owner << ": counts as absent, so it is granted anew";
+    EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }, &message), VEXOZEPH_ERR_TOKEN_STATE)
+        << owner;
+    EXPECT_NE(message.find("Token file of no signed-in account: tarn"), std::string::npos)
+        << message;
+  }
+
+  fake::Reset();
+  EXPECT_TRUE(client_.SaveToken(TokenSet(3600)));
+  EXPECT_EQ(File()["account_user_id"].asString(), "u-1");
+  std::vector<std::string> locks;
+  for (const fake::Call &call : fake::CallsTo("VLIBCFileLockByFile")) {
+    locks.push_back(call.args.at(0).substr(root_.Dir().size()));
+  }
+  EXPECT_EQ(locks, (std::vector<std::string>{"/tmp/account_tarn_save_token.lock",
+                                             "/tmp/account_user_conf.lock"}))
+      << "the account file's lock comes last";
+
+  // A renewal's save replaces only the file it started from, for the account it names.
+  const std::string saved = root_.ReadFile(kTokenFile);
+  vexozeph::token_files::SaveBasis basis;
+  basis.owner = "u-2";
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "another account's answer";
+  basis = {"u-1", true, "refresh-spent"};
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "the file was replaced meanwhile";
+  EXPECT_EQ(root_.ReadFile(kTokenFile), saved);
+  basis.replaced_refresh_token = "refresh-0123456789";
+  EXPECT_TRUE(client_.SaveToken(TokenSet(60), basis));
+  EXPECT_EQ(client_.GetExpiredAt(), kSavedAt + 60);
+
+  // The same account stored again keeps its tokens; another takes them all away, and so
+  // does the account file's removal.
+  const char *const package_file = vexozeph::testing::kPackageTokenFile;
+  root_.WriteFile(package_file, "{}");
+  vexozeph::WriteAccountValues({{"zephIDSerial", "u-1"}, {"bx_auth_key", "k-1"}});
+  EXPECT_TRUE(root_.Exists(kTokenFile));
+  EXPECT_TRUE(root_.Exists(package_file));
+  vexozeph::WriteAccountValues({{"zephIDSerial", "u-2"}});
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(package_file));
+  basis = {"u-1", false, ""};
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60), basis)) << "u-1 is gone";
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_TRUE(client_.SaveToken(TokenSet(60)));
+  root_.WriteFile(package_file, "{}");
+  vexozeph::RemoveAccountFile(ZLOG_HERE, vexozeph::RemovalRule::kAnyway);
+  EXPECT_FALSE(root_.Exists(kTokenFile));
+  EXPECT_FALSE(root_.Exists(package_file));
+  EXPECT_FALSE(client_.SaveToken(TokenSet(60))) << "nobody to save for";
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_TOKEN_STATE);
+  // Without an account even a broken file is nobody's: 22, not the file's own fault.
+  root_.WriteFile(kTokenFile, "not json");
+  EXPECT_FALSE(client_.HasTokenFile());
+  EXPECT_EQ(CodeOf([&] { client_.GetAccessToken(); }), VEXOZEPH_ERR_TOKEN_STATE);
+}
+
+TEST_F(PkceTokenStore, ASaveThatCannotBeWrittenFailsWithoutAFile) {
   PkceClientImpl lost("tarn");
-  ASSERT_EQ(::rmdir(root_.Path("/usr/vexo/etc/vexona-account/private").c_str()), 0);
+  // A directory where the file would go: the replacement cannot take its place.
+  ASSERT_EQ(::mkdir(root_.Path(kTokenFile).c_str(), 0700), 0);
   LogCapture log;
   EXPECT_EQ(CodeOf([&] { lost.SaveToken(TokenSet(60)); }), VEXOZEPH_ERR_BAD_JSON);
   EXPECT_EQ(log.Count("Failed to save json: "), 1u);
-  EXPECT_FALSE(lost.HasTokenFile());
+  struct stat entry {};
+  ASSERT_EQ(::stat(root_.Path(kTokenFile).c_str(), &entry), 0);
+  EXPECT_TRUE(S_ISDIR(entry.st_mode));
 }
 
 TEST_F(PkceTokenStore, ClientNamesThatCouldLeaveTheDirectoryAreRefused) {

@@ -61,7 +61,8 @@ class BrowserLogin {
 
     // Instructions go to stderr, so that stdout holds only the result (one JSON document
     // with --json) while the address is still shown at once.
-    std::cerr << "Open this address in a browser and sign in:\n\n  " << request_.address << "\n\n";
+    std::cerr << "Open this address in a browser and sign in:\n\n  " << Visible(request_.address)
+              << "\n\n";
     AuthorizationResponse response;
     const int status = options_.listen ? Receive(&response) : ReadPasted(&response);
     if (status != kExitSuccess) return status;
@@ -70,8 +71,8 @@ class BrowserLogin {
 
  private:
   int Receive(AuthorizationResponse *response) {
-    std::cerr << "Waiting for the browser to come back to " << request_.redirect_uri << " (up to "
-              << options_.timeout_seconds << " seconds)...\n";
+    std::cerr << "Waiting for the browser to come back to " << Visible(request_.redirect_uri)
+              << " (up to " << options_.timeout_seconds << " seconds)...\n";
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(options_.timeout_seconds);
     for (;;) {
@@ -156,7 +157,8 @@ class BrowserLogin {
     document["email"] = email;
     document["user_id"] = user_id;
     document["stored"] = true;
-    out_.Document(document, "Signed in as " + email + " (user " + user_id + ").\n");
+    out_.Document(document,
+                  "Signed in as " + Visible(email) + " (user " + Visible(user_id) + ").\n");
     return kExitSuccess;
   }
 

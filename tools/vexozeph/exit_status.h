@@ -23,6 +23,9 @@ constexpr int kExitUnavailable = EX_UNAVAILABLE;  // 69
 constexpr int kExitNoCode = EX_SOFTWARE;  // 70
 // No sign-in answer reached the loopback listener in the time given.
 constexpr int kExitTimedOut = EX_TEMPFAIL;  // 75
+// `report`: the report went well, but the cron manager refused the schedule the service
+// sent, so the report's job does not run on the stored schedule.
+constexpr int kExitScheduleRefused = EX_CONFIG;  // 78
 
 // The exit status for a library error code: the code itself, or kExitNoCode for 0 and for
 // any value that would collide with the tool's own statuses or not fit an exit status.

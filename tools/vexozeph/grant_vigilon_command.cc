@@ -36,7 +36,7 @@ class GrantVigilonCommand : public Command {
         AccountVigilonService().Grant(client_id_, scope_, redirect_, state_);
     Json::Value document(Json::objectValue);
     document["redirect"] = address;
-    out.Document(document, address + "\n");
+    out.Document(document, Visible(address) + "\n");
     return kExitSuccess;
   }
 

@@ -91,9 +91,10 @@ class LoginCommand : public Command {
     document["email"] = email_;
     document["user_id"] = user_id;
     document["stored"] = !verify_only_;
-    out.Document(document, verify_only_
-                               ? "The password of " + email_ + " is right. Nothing was stored.\n"
-                               : "Signed in as " + email_ + " (user " + user_id + ").\n");
+    out.Document(document,
+                 verify_only_
+                     ? "The password of " + Visible(email_) + " is right. Nothing was stored.\n"
+                     : "Signed in as " + Visible(email_) + " (user " + Visible(user_id) + ").\n");
     return kExitSuccess;
   }
 
@@ -113,8 +114,8 @@ class LoginCommand : public Command {
     document["user_id"] = user_id_;
     document["activated"] = BoolMember(result, "activated");
     document["stored"] = true;
-    out.Document(document,
-                 "Signed in as " + email + " (user " + user_id_ + ") with its auth key.\n");
+    out.Document(document, "Signed in as " + Visible(email) + " (user " + Visible(user_id_) +
+                               ") with its auth key.\n");
     return kExitSuccess;
   }
 

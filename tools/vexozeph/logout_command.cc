@@ -43,9 +43,10 @@ class LogoutCommand : public Command {
     if (email.empty()) {
       text = "No account was stored; the device's session files are cleared.\n";
     } else if (local_) {
-      text = "Signed out of " + email + " on this device only; the account service was not told.\n";
+      text = "Signed out of " + Visible(email) +
+             " on this device only; the account service was not told.\n";
     } else {
-      text = "Signed out of " + email + ".\n";
+      text = "Signed out of " + Visible(email) + ".\n";
     }
     out.Document(document, text);
     return kExitSuccess;

@@ -35,7 +35,8 @@ const char kCommandFooter[] =
 const char kFooter[] =
     "Exit status: 0 on success; a library error code (1-27, see `man vexozeph`) when the\n"
     "library fails; 64 for a wrong command line or an unreadable password or key; 69 for\n"
-    "an operation this build lacks; 70 when the library failed without a code.\n"
+    "an operation this build lacks; 70 when the library failed without a code; 78 when\n"
+    "`report` went well but the cron manager refused the schedule the service sent.\n"
     "Run `vexozeph COMMAND --help` for a command's options.";
 
 struct Defined {
@@ -140,7 +141,7 @@ int main(int argc, char **argv) {
   try {
     return Run(argc, argv);
   } catch (const std::exception &e) {
-    std::cerr << "vexozeph: " << e.what() << '\n';
+    std::cerr << "vexozeph: " << vexozeph::Visible(e.what()) << '\n';
   } catch (...) {
     std::cerr << "vexozeph: unexpected failure\n";
   }

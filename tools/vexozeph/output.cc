@@ -85,34 +85,6 @@ std::string TextOf(const Json::Value &value) {
   return Json::writeString(builder, value);
 }
 
-std::string Visible(const std::string &text) {
-  static const char kHex[] = "0123456789abcdef";
-  std::string shown;
-  shown.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
-    const unsigned char c = static_cast<unsigned char>(text[i]);
-    const unsigned char next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
-    if (c == '\\') {
-      shown += "\\\\";
-    } else if (c == '\n') {
-      shown += "\\n";
-    } else if (c == '\t') {
-      shown += "\\t";
-    } else if (c == '\r') {
-      shown += "\\r";
-    } else if (c < 0x20 || c == 0x7f) {
-      shown += std::string("\\x") + kHex[c >> 4] + kHex[c & 15];
-    } else if (c == 0xc2 && next >= 0x80 && next <= 0x9f) {
-      // A C1 control in UTF-8: terminals take U+009B as the escape that starts a command.
-      shown += std::string("\\u00") + kHex[next >> 4] + kHex[next & 15];
-      ++i;
-    } else {
-      shown += static_cast<char>(c);
-    }
-  }
-  return shown;
-}
-
 std::string UtcTime(int64_t seconds) {
   if (seconds <= 0) return "never";
   const time_t t = static_cast<time_t>(seconds);
@@ -137,7 +109,7 @@ void Output::Record(const std::vector<Field> &fields) const {
   size_t width = 0;
   for (const Field &field : fields) width = std::max(width, field.label.size());
   for (const Field &field : fields) {
-    const std::string text = TextOf(field.value);
+    const std::string text = Visible(TextOf(field.value));
     std::cout << field.label << std::string(width - field.label.size() + 2, ' ')
               << (text.empty() ? "-" : text) << '\n';
   }
@@ -169,7 +141,7 @@ int Output::LastLibraryFailure() const {
 
 int Output::Usage(const std::string &message) const {
   // Usage problems are the caller's to fix by hand: stderr only, even with --json.
-  std::cerr << Prefix() << message << '\n';
+  Note(message);
   return kExitUsage;
 }
 
@@ -185,8 +157,12 @@ int Output::ToolFailure(int status, const std::string &message) const {
   return Fail(status, 0, message);
 }
 
+void Output::Note(const std::string &message) const {
+  std::cerr << Prefix() << Visible(message) << '\n';
+}
+
 int Output::Fail(int status, unsigned int code, const std::string &message) const {
-  std::cerr << Prefix() << message << '\n';
+  Note(message);
   if (json_) {
     Json::Value error(Json::objectValue);
     error["code"] = code;

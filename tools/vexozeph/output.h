@@ -12,6 +12,11 @@
 #include <string>
 #include <vector>
 
+// Visible(): text that came from outside, made safe for a terminal. Every value from a
+// server, a file or a redirect goes through it on its way to a person's text output (the
+// fields of Record do by themselves, and so do failure messages); JSON output does not.
+#include "base/terminal_text.h"
+
 namespace vexozeph {
 namespace cli {
 
@@ -30,9 +35,10 @@ class Output {
   bool json() const { return json_; }
 
   // A result made of fields: a JSON object in their order's keys, or aligned
-  // "label  value" lines in their order.
+  // "label  value" lines in their order, each value made Visible.
   void Record(const std::vector<Field> &fields) const;
-  // A result with a text form of its own: `value` with --json, else `text` as it is.
+  // A result with a text form of its own: `value` with --json, else `text` as it is (the
+  // command has made every outside value in it Visible).
   void Document(const Json::Value &value, const std::string &text) const;
 
   // A failure of the library with `code` (VEXOZEPHErrGet, ZephException::GetCode):
@@ -48,6 +54,8 @@ class Output {
   int Internal(const std::string &message) const;
   // A failure of the tool's own with `status` (exit_status.h), reported like the others.
   int ToolFailure(int status, const std::string &message) const;
+  // One line on stderr, as a failure's, after a result that was printed all the same.
+  void Note(const std::string &message) const;
 
  private:
   int Fail(int status, unsigned int code, const std::string &message) const;
@@ -65,12 +73,6 @@ bool BoolMember(const Json::Value &object, const char *key);
 
 // A JSON value as one line of text for a person: texts as they are, booleans as yes/no.
 std::string TextOf(const Json::Value &value);
-
-// Text that came from outside (a server, a file) made safe for a terminal: control
-// characters, C0 and DEL and C1 in UTF-8, are shown as escapes ("\n", "\x1b", "\u009b"),
-// and a backslash as "\\", so that nothing a server sends can move the cursor, retitle
-// the window or pass for something else. For text output only; --json stays exact.
-std::string Visible(const std::string &text);
 
 // Seconds since the epoch as "YYYY-MM-DD HH:MM:SS UTC"; "never" for 0 or less.
 std::string UtcTime(int64_t seconds);

@@ -44,8 +44,8 @@ class RegisterCommand : public Command {
     Json::Value document(Json::objectValue);
     document["email"] = email_;
     document["created"] = true;
-    out.Document(document, "Created the account " + email_ +
-                               ". Sign in with: vexozeph login --email " + email_ + "\n");
+    out.Document(document, "Created the account " + Visible(email_) +
+                               ". Sign in with: vexozeph login --email " + Visible(email_) + "\n");
     return kExitSuccess;
   }
 

@@ -32,11 +32,11 @@ class ScanCommand : public Command {
     const Json::Value &found = accounts;
     std::string text;
     for (const std::string &name : found.getMemberNames()) {
-      text += Trimmed(Json::Value(name)) + "\n";
+      text += Visible(Trimmed(Json::Value(name))) + "\n";
       for (const Json::Value &service : found[name]["services"]) {
-        const std::string type = Trimmed(service["type"]);
+        const std::string type = Visible(Trimmed(service["type"]));
         text += "  " + type + std::string(type.size() < 10 ? 10 - type.size() : 1, ' ') +
-                Trimmed(service["value"]) + "\n";
+                Visible(Trimmed(service["value"])) + "\n";
       }
     }
     if (text.empty()) text = "No feature of this device is bound to a cloud account.\n";

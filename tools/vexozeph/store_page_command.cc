@@ -27,10 +27,11 @@ class StorePageCommand : public Command {
       return kExitSuccess;
     }
     const int64_t expires_at = page["expires_at"].asInt64();
+    // Record makes every value Visible on its way to the terminal.
     out.Record({
-        {"url", "Store page", Visible(StringMember(page, "url"))},
-        {"address", "Address", Visible(StringMember(page, "address"))},
-        {"ticket", "Ticket", Visible(StringMember(page["params"], "ticket"))},
+        {"url", "Store page", StringMember(page, "url")},
+        {"address", "Address", StringMember(page, "address")},
+        {"ticket", "Ticket", StringMember(page["params"], "ticket")},
         {"expires_at", "Valid until", UtcTime(expires_at) + " (one page load)"},
     });
     return kExitSuccess;

@@ -44,7 +44,7 @@ class TokenCommand : public Command {
     Json::Value document(Json::objectValue);
     document[id_token_ ? "id_token" : "access_token"] = token;
     if (!package_.empty()) document["package"] = package_;
-    out.Document(document, token + "\n");
+    out.Document(document, Visible(token) + "\n");
     return kExitSuccess;
   }
 

@@ -5,6 +5,7 @@
 
 #include "account_form_api.h"
 #include "base/json_utils.h"
+#include "crypto_utils.h"
 #include "oauth_tokens.h"
 #include "pkce_templates.h"
 
@@ -310,6 +311,39 @@ void WriteTemplates(Exchange &exchange) {
   exchange.SendJson(200, body);
 }
 
+// Whose token a token is: an access or refresh token by its record, an identity token by
+// its signed claims. Tests ask it rather than trusting what a client says it holds.
+void TokenOwner(Exchange &exchange, Emulator &emulator) {
+  Json::Value input;
+  if (!Body(exchange, input)) return;
+  const std::string token = StringOr(input, "token");
+  std::lock_guard<std::mutex> guard(emulator.mutex);
+  const State &state = emulator.state;
+  Json::Value body;
+  const auto record = state.tokens.find(token);
+  std::string payload_text;
+  Json::Value payload;
+  if (record != state.tokens.end()) {
+    const Token &t = record->second;
+    body["kind"] = t.kind;
+    body["account_id"] = t.account_id;
+    body["client_id"] = t.client_id;
+    body["serial"] = t.serial;
+    body["family"] = t.family;
+    body["live"] = !t.revoked && !t.used && t.expires_at >= emulator.Now();
+  } else if (!token.empty() && VerifyJwt(token, state.id_token_secret, payload_text) &&
+             FromString(payload_text, payload)) {
+    body["kind"] = "id";
+    body["account_id"] = StringOr(payload, "sub");
+    body["client_id"] = StringOr(payload, "aud");
+    body["family"] = StringOr(payload, "sid");
+    body["live"] = Int64Or(payload, "exp", 0) >= emulator.Now();
+  } else {
+    return Fail(exchange, 404, "not a token of this emulator");
+  }
+  exchange.SendJson(200, body);
+}
+
 void SendOk(Exchange &exchange) {
   Json::Value body;
   body["ok"] = true;
@@ -402,6 +436,17 @@ void AddAdminApi(Router &router, Emulator &emulator) {
     emulator.faults.Clear();
     SendOk(exchange);
   });
+  router.Add("GET", "/admin/held", [&emulator](Exchange &exchange) {
+    Json::Value body;
+    body["held"] = emulator.HeldCount();
+    exchange.SendJson(200, body);
+  });
+  router.Add("POST", "/admin/held/release", [&emulator](Exchange &exchange) {
+    Json::Value body;
+    body["released"] = emulator.ReleaseHeld();
+    exchange.SendJson(200, body);
+  });
+  router.Add("POST", "/admin/tokens/owner", bind(TokenOwner));
   router.Add("GET", "/admin/requests", bind(ReadRequests));
   router.Add("DELETE", "/admin/requests", [&emulator](Exchange &exchange) {
     emulator.requests.Clear();

@@ -56,6 +56,31 @@ bool Emulator::SleepUnlessStopping(int ms) {
                             [this] { return stopping_.load(); });
 }
 
+bool Emulator::HoldUntilReleased() {
+  std::unique_lock<std::mutex> lock(stop_mutex_);
+  const uint64_t release = releases_;
+  ++held_;
+  stop_cv_.wait(lock, [this, release] { return stopping_.load() || releases_ != release; });
+  --held_;
+  return !stopping_;
+}
+
+int Emulator::ReleaseHeld() {
+  int released = 0;
+  {
+    std::lock_guard<std::mutex> guard(stop_mutex_);
+    released = held_;
+    ++releases_;
+  }
+  stop_cv_.notify_all();
+  return released;
+}
+
+int Emulator::HeldCount() {
+  std::lock_guard<std::mutex> guard(stop_mutex_);
+  return held_;
+}
+
 void Emulator::SignalStop() {
   {
     std::lock_guard<std::mutex> guard(stop_mutex_);

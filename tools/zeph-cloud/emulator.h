@@ -48,6 +48,12 @@ class Emulator {
 
   // Sleeps up to `ms` milliseconds; returns early (false) when the emulator is stopping.
   bool SleepUnlessStopping(int ms);
+  // Keeps the calling request waiting until ReleaseHeld or the stop (then false).
+  bool HoldUntilReleased();
+  // Lets every request waiting in HoldUntilReleased go on; returns how many there were.
+  int ReleaseHeld();
+  // How many requests are waiting in HoldUntilReleased now.
+  int HeldCount();
   void SignalStop();
   bool Stopping() const { return stopping_; }
 
@@ -58,6 +64,8 @@ class Emulator {
  private:
   std::atomic<int64_t> clock_offset_mirror_{0};
   std::atomic<bool> stopping_{false};
+  int held_ = 0;           // under stop_mutex_
+  uint64_t releases_ = 0;  // under stop_mutex_; each release lets every waiter go
   std::mutex stop_mutex_;
   std::condition_variable stop_cv_;
 };

@@ -11,6 +11,7 @@ std::string Describe(const Fault &fault) {
   if (fault.raw) add("raw");
   if (fault.status != 0) add("status=" + std::to_string(fault.status));
   if (fault.body) add("body");
+  if (fault.hold) add("hold");
   if (fault.after_processing) add("after-processing");
   return text.empty() ? "none" : text;
 }
@@ -38,8 +39,8 @@ bool FaultFromJson(const Json::Value &json, Fault &fault, std::string &error) {
     return false;
   }
   if (!read.drop && !read.raw && read.status == 0 && !read.body && read.delay_ms == 0 &&
-      read.trickle_ms == 0) {
-    error = "a fault needs at least one of status, body, raw, delay_ms, trickle_ms, drop";
+      read.trickle_ms == 0 && !read.hold) {
+    error = "a fault needs at least one of status, body, raw, delay_ms, trickle_ms, drop, hold";
     return false;
   }
   fault = read;

@@ -149,6 +149,7 @@ void FaultFields(R &r, F &&field) {
   field("trickle_ms", r.trickle_ms);
   field("drop", r.drop);
   field("after_processing", r.after_processing);
+  field("hold", r.hold);
   field("raw", r.raw);
 }
 

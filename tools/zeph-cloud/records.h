@@ -120,6 +120,7 @@ struct Fault {
   int trickle_ms = 0;             // send the answer's body one byte per this many ms
   bool drop = false;              // close the connection instead of answering
   bool after_processing = false;  // handle the request for real, then misbehave
+  bool hold = false;              // wait until the admin releases held requests
   // Written on the connection as the whole answer (status line, headers and body, as
   // given), which is then closed: for answers the HTTP library would never produce,
   // such as a status of 0.

@@ -210,11 +210,20 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
     recorded = true;
   };
   bool dropped = false;
+  // A stop ends every wait: the connection goes, so the stop is not held back.
+  auto wait_for_release = [&] {
+    if (!fault || !fault->hold || emulator_.HoldUntilReleased()) return true;
+    record(-1);
+    DropConnection(req);
+    dropped = true;
+    return false;
+  };
   if (fault && fault->delay_ms > 0 && !emulator_.SleepUnlessStopping(fault->delay_ms)) {
     record(-1);
-    DropConnection(req);  // shutting down: do not hold the stop back
+    DropConnection(req);
     dropped = true;
   }
+  if (!dropped && !(fault && fault->after_processing)) wait_for_release();
   bool answered_by_fault =
       fault && !fault->after_processing && (CutsConnection(*fault) || fault->status || fault->body);
   if (!dropped) {
@@ -223,12 +232,12 @@ void Router::Dispatch(const httplib::Request &req, httplib::Response &res) {
       ApplyFault(*fault, req, res);
     } else {
       RouteRequest(exchange);
-      if (fault && fault->after_processing) {
+      if (fault && fault->after_processing && wait_for_release()) {
         if (CutsConnection(*fault)) record(-1);
         ApplyFault(*fault, req, res);
       }
     }
-    dropped = fault && CutsConnection(*fault);
+    dropped = dropped || (fault && CutsConnection(*fault));
     if (!dropped && fault && fault->trickle_ms > 0) {
       TrickleBody(res, fault->trickle_ms,
                   [this](int ms) { return emulator_.SleepUnlessStopping(ms); });

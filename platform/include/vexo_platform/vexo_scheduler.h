@@ -44,6 +44,10 @@ class ConfigManager {
   // Removes the group's jobs. Non-zero on success (also when there were none), 0 on
   // failure.
   int Remove();
+  // The group's job list as the manager holds it now: what the last accepted Save stored,
+  // an empty list when there is none. A refused Save leaves the list before it. Non-zero
+  // when read, 0 on failure.
+  int Load(Json::Value &jobs);
 
  private:
   struct Impl;

@@ -11,6 +11,7 @@
 #include "base/root_path.h"
 #include "pkce/pkce_client_impl.h"
 #include "session/package_pkce_client_impl.h"
+#include "store/account_file.h"
 #include "store/token_file.h"
 #include "support/zeph_code.h"
 #include "vexozeph/vexozeph.h"
@@ -92,6 +93,8 @@ bool SameAccount(const ZEPH_INFO &a, const ZEPH_INFO &b) {
 }
 
 // The JSON files carry the time of saving besides what was given to the writer.
+const char kTokenOwner[] = "crash-owner";
+
 int64_t WholeJsonVersion(const std::string &path, Json::Value (*expected)(int64_t)) {
   std::string text;
   Json::Value file;
@@ -100,6 +103,7 @@ int64_t WholeJsonVersion(const std::string &path, Json::Value (*expected)(int64_
     return -1;
   }
   file.removeMember("created_at");
+  file.removeMember(token_files::kOwnerMember);
   const int64_t version = file["version"].asInt64();
   return file == expected(version) ? version : -1;
 }
@@ -144,8 +148,13 @@ std::string AbsolutePathOf(WrittenFile file) {
 int WriteVersion(WrittenFile file, int64_t version) {
   switch (file) {
     case WrittenFile::kTokenFile: {
-      const int code =
-          CodeOf([&] { PkceClientImpl(kTokenClient).SaveToken(TokenVersion(version)); });
+      // Token files are saved for the account signed in: one stands while they are written.
+      const int code = CodeOf([&] {
+        if (token_files::SignedInAccount() != kTokenOwner) {
+          WriteAccountValues({{"zephIDSerial", kTokenOwner}});
+        }
+        PkceClientImpl(kTokenClient).SaveToken(TokenVersion(version));
+      });
       return code < 0 ? 0 : code;
     }
     case WrittenFile::kPackageCache: {
