@@ -30,7 +30,7 @@
 #include <utility>
 #include <vector>
 
-#include "internal/user_fields.h"
+#include "store/user_fields.h"
 
 namespace {
 

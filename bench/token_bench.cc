@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "internal/request_token.h"
+#include "base/request_token.h"
 
 namespace {
 

@@ -1,4 +1,7 @@
-// The library's sources name this helper by its old path; it lives in the base layer.
+// The library's string helpers (format, ShortenSecret, QuoteForShell), under the name its
+// sources have always used. The code is the base layer's (base/string_utils.h), shared
+// with the platform and the emulator. This and its sibling are the only forwarding headers
+// (docs/architecture.md).
 #ifndef VEXOZEPH_INTERNAL_STRING_UTILS_H_
 #define VEXOZEPH_INTERNAL_STRING_UTILS_H_
 #include "base/string_utils.h"

@@ -1,6 +1,7 @@
 // AccountService: the account operations for callers that prefer exceptions and JSON
-// values. Each operation calls one C operation and turns its failure into a
-// ZephException carrying the last error code.
+// values. Each runs the same operation as its C function and throws its failure as a
+// ZephException with that failure's own code, whatever other threads do meanwhile; the
+// failure also leaves the C last error as the C function would.
 #ifndef VEXOZEPH_ACCOUNT_SERVICE_H_
 #define VEXOZEPH_ACCOUNT_SERVICE_H_
 

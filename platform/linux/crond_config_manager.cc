@@ -149,7 +149,7 @@ ConfigManager::~ConfigManager() = default;
 
 int ConfigManager::Save(const Json::Value &jobs) {
   using namespace vexo_platform;
-  try {
+  return GuardPlatformCall(EINVAL, 0, [&] {
     if (!impl_->valid) {
       ZLOG("refusing cron job group name \"%s\"", impl_->group.c_str());
       SET_PLATFORM_ERROR(EINVAL);
@@ -204,10 +204,7 @@ int ConfigManager::Save(const Json::Value &jobs) {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(EINVAL);
-    return 0;
-  }
+  });
 }
 
 int ConfigManager::Remove() {
@@ -216,7 +213,7 @@ int ConfigManager::Remove() {
     SET_PLATFORM_ERROR(EINVAL);
     return 0;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, 0, [&] {
     bool removed = RemoveFile(impl_->CronPath());
     removed = RemoveFile(impl_->StorePath()) && removed;
     if (!removed) {
@@ -224,20 +221,13 @@ int ConfigManager::Remove() {
       return 0;
     }
     return 1;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return 0;
-  }
+  });
 }
 
 }  // namespace VEXOCrond
 }  // namespace VEXO
 
 extern "C" int VEXOCrondSpreadSecond(void) {
-  try {
-    return vexo_platform::DrawSpreadSecond(vexo_platform::DeviceSalt());
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  using namespace vexo_platform;
+  return GuardPlatformCall(ENOMEM, -1, [] { return DrawSpreadSecond(DeviceSalt()); });
 }

@@ -46,7 +46,7 @@ int VEXOSysNotifySendNotifiction(const char *tag, PVLIBSZHASH variables) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     Json::Value record(Json::objectValue);
     record["time"] = static_cast<Json::Int64>(vexozeph::clock::Now());
     record["tag"] = tag;
@@ -58,16 +58,13 @@ int VEXOSysNotifySendNotifiction(const char *tag, PVLIBSZHASH variables) {
     ZLOG_AT(LOG_NOTICE, "notification %s posted with %u variables", tag,
             record["variables"].size());
     return 0;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 int VEXOLogSet1(int type, int level, unsigned int event, const char *arg1, const char *arg2,
                 const char *arg3, const char *arg4) {
   using namespace vexo_platform;
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     Json::Value record(Json::objectValue);
     record["time"] = static_cast<Json::Int64>(vexozeph::clock::Now());
     record["type"] = type;
@@ -82,10 +79,7 @@ int VEXOLogSet1(int type, int level, unsigned int event, const char *arg1, const
       return -1;
     }
     return 0;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 }  // extern "C"

@@ -50,7 +50,7 @@ extern "C" int VEXOScheduleRemove(const char *command_line) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     const std::vector<std::string> wanted = Words(command_line);
     const std::string path = vexozeph::RootedPath("/usr/vexo/etc/scheduler/tasks");
     DirectoryLock lock(DirectoryOf(path));
@@ -84,8 +84,5 @@ extern "C" int VEXOScheduleRemove(const char *command_line) {
       return -1;
     }
     return 0;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }

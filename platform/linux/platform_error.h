@@ -10,6 +10,30 @@ namespace vexo_platform {
 // and the base name of `file` with `line`. `file` must outlive the thread (a literal).
 void SetPlatformError(int code, const char *file, int line);
 
+// Runs `body` and says whether it ran to its end: false when it threw. The platform
+// reports its failures by return value; what can still throw inside it is the standard
+// library (running out of memory, in practice), and that must never cross the platform's
+// C interface. The platform's one catch-all.
+template <typename Body>
+bool RanWithoutThrowing(Body &&body) noexcept {
+  try {
+    body();
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+// Runs `body` and returns its result; if it throws, records `error` at the caller's place
+// and returns `failed`.
+template <typename Result, typename Body>
+Result GuardPlatformCall(int error, Result failed, Body &&body, const char *file = __builtin_FILE(),
+                         int line = __builtin_LINE()) noexcept {
+  Result result = failed;
+  if (!RanWithoutThrowing([&] { result = body(); })) SetPlatformError(error, file, line);
+  return result;
+}
+
 }  // namespace vexo_platform
 
 // Records the error at the caller's place.

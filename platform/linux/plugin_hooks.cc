@@ -105,21 +105,11 @@ int VLIBPluginSDKInit(const char *plugin, const char *action_name, PVLIBPLUGIN *
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  *handle = new (std::nothrow) _tag_VLIBPLUGIN_;
-  if (*handle == nullptr) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
-  try {
-    (*handle)->plugin = plugin;
-    (*handle)->action_name = action_name;
-  } catch (...) {
-    delete *handle;
-    *handle = nullptr;
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
-  return 0;
+  // The handle is handed out only once it is whole.
+  return GuardPlatformCall(ENOMEM, -1, [&] {
+    *handle = new _tag_VLIBPLUGIN_{plugin, action_name};
+    return 0;
+  });
 }
 
 int VLIBPluginAction(PVLIBPLUGIN handle, unsigned int action) {
@@ -128,7 +118,7 @@ int VLIBPluginAction(PVLIBPLUGIN handle, unsigned int action) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     const std::string dir = vexozeph::RootedPath("/usr/vexo/etc/vexozeph/hooks/" + handle->plugin);
     const std::vector<std::string> env = {"VEXOZEPH_PLUGIN=" + handle->plugin,
                                           "VEXOZEPH_ACTION=" + handle->action_name,
@@ -144,10 +134,7 @@ int VLIBPluginAction(PVLIBPLUGIN handle, unsigned int action) {
       result = -1;
     }
     return result;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 void VLIBPluginExit(PVLIBPLUGIN handle) {

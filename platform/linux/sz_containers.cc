@@ -45,12 +45,11 @@ PVLIBSZHASH HashAlloc(int size) {
     SET_PLATFORM_ERROR(ENOMEM);
     return nullptr;
   }
-  try {
+  // Only a hint: an empty hash still works, so a failed reservation is no failure.
+  RanWithoutThrowing([&] {
     hash->index.reserve(
         static_cast<size_t>(size < kMaxReservedBuckets ? size : kMaxReservedBuckets));
-  } catch (...) {
-    // Only a hint: an empty hash still works.
-  }
+  });
   return hash;
 }
 
@@ -60,24 +59,20 @@ int HashSet(PVLIBSZHASH *hash, const char *key, const char *value) {
     return -1;
   }
   PVLIBSZHASH h = *hash;
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     auto found = h->index.find(key);
     if (found != h->index.end()) {
       h->entries[found->second].second = value;
       return 0;
     }
     h->entries.emplace_back(key, value);
-    try {
-      h->index.emplace(key, h->entries.size() - 1);
-    } catch (...) {
+    // An entry without its index entry would never be found: both or neither.
+    if (!RanWithoutThrowing([&] { h->index.emplace(key, h->entries.size() - 1); })) {
       h->entries.pop_back();
-      throw;
+      throw std::bad_alloc();
     }
     return 0;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 const char *HashGet(PVLIBSZHASH hash, const char *key) {
@@ -85,15 +80,12 @@ const char *HashGet(PVLIBSZHASH hash, const char *key) {
     SET_PLATFORM_ERROR(EINVAL);
     return nullptr;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, static_cast<const char *>(nullptr), [&]() -> const char * {
     auto found = hash->index.find(key);
     if (found != hash->index.end()) return hash->entries[found->second].second.c_str();
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
+    SET_PLATFORM_ERROR(ENOENT);
     return nullptr;
-  }
-  SET_PLATFORM_ERROR(ENOENT);
-  return nullptr;
+  });
 }
 
 int HashEnumKeys(PVLIBSZHASH hash, PVLIBSZLIST keys) {
@@ -107,14 +99,12 @@ int HashEnumKeys(PVLIBSZHASH hash, PVLIBSZLIST keys) {
     return -1;
   }
   size_t before = keys->items.size();
-  try {
+  const int result = GuardPlatformCall(ENOMEM, -1, [&] {
     for (const auto &entry : hash->entries) keys->items.push_back(entry.first);
-  } catch (...) {
-    keys->items.resize(before);
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
-  return static_cast<int>(hash->entries.size());
+    return static_cast<int>(hash->entries.size());
+  });
+  if (result < 0) keys->items.resize(before);
+  return result;
 }
 
 void HashFree(PVLIBSZHASH hash) {
@@ -156,13 +146,10 @@ int ListPush(PVLIBSZLIST list, const char *text) {
     SET_PLATFORM_ERROR(ENOSPC);
     return -1;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     list->items.emplace_back(text);
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 void ListFree(PVLIBSZLIST list) {

@@ -96,7 +96,7 @@ extern "C" {
 
 int VEXOZoneGet(char *buf, size_t size, int *size_needed) {
   using namespace vexo_platform;
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     std::string zone = ConfiguredZone();
     if (size_needed != nullptr) *size_needed = static_cast<int>(zone.size() + 1);
     if (buf == nullptr || !CopyOut(zone, buf, size)) {
@@ -104,10 +104,7 @@ int VEXOZoneGet(char *buf, size_t size, int *size_needed) {
       return -1;
     }
     return 0;
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 int VEXOZoneGetInfo(const char *zone, PVLIBSZHASH *info) {
@@ -116,7 +113,7 @@ int VEXOZoneGetInfo(const char *zone, PVLIBSZHASH *info) {
     SET_PLATFORM_ERROR(EINVAL);
     return -1;
   }
-  try {
+  return GuardPlatformCall(ENOMEM, -1, [&] {
     ZoneState state;
     state.abbreviation = "UTC";
     std::string data;
@@ -143,10 +140,7 @@ int VEXOZoneGetInfo(const char *zone, PVLIBSZHASH *info) {
       if (HashSet(info, property.first.c_str(), property.second.c_str()) < 0) return -1;
     }
     return static_cast<int>(properties.size());
-  } catch (...) {
-    SET_PLATFORM_ERROR(ENOMEM);
-    return -1;
-  }
+  });
 }
 
 }  // extern "C"

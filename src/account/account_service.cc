@@ -1,21 +1,18 @@
 #include "vexozeph/account_service.h"
 
-#include "internal/account_file.h"
-#include "internal/log.h"
-#include "internal/report_schedule.h"
+#include "account/account_operations.h"
+#include "account/report_schedule.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "store/account_file.h"
 #include "vexozeph/server_info.h"
-#include "vexozeph/vexozeph.h"
-#include "vexozeph/zeph_account.h"
-#include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
-namespace {
-[[noreturn]] void ThrowLastError() {
-  throw ZephException(static_cast<unsigned int>(VEXOZEPHErrGet()));
-}
-}  // namespace
-
+// The operations are the C interface's own (account_operations.h), called directly: the
+// code thrown is the failure's, whatever other threads do meanwhile. A failure also
+// leaves the C last error, as it did when this class called the C functions.
 class AccountServiceImpl {
  public:
   AccountServiceImpl(const std::string &account_host, const std::string &identity_host)
@@ -26,27 +23,34 @@ class AccountServiceImpl {
 
   Json::Value Login(const std::string &email, const std::string &password) const {
     Json::Value result;
-    if (VEXOZEPHAccountLogin(email.c_str(), password.c_str(), result, false) < 0) {
+    try {
+      SignInWithPassword(email.c_str(), password.c_str(), false, result);
+    } catch (const Failure &failure) {
       ZLOG("VEXOZEPHAccountLogin failed, email=%s", email.c_str());
-      ThrowLastError();
+      LeaveLastError(failure);
+      throw;
     }
     return result;
   }
 
   Json::Value GetAndSyncRemoteJsonAccount() const {
-    Json::Value result(Json::objectValue);
-    if (VEXOZEPHAccountQueryInfo(result, true, true) < 0) {
+    try {
+      return QueryProfile(true, true);
+    } catch (const Failure &failure) {
       // An account the server cannot confirm is not kept: the caller sees it signed out.
       RemoveAccountFile(ZLOG_HERE, RemovalRule::kAnywayLoggingFailure);
-      ThrowLastError();
+      LeaveLastError(failure);
+      throw;
     }
-    return result;
   }
 
   Json::Value GetLocalJsonAccount() const {
-    Json::Value result(Json::objectValue);
-    if (VEXOZEPHAccountQueryInfo(result, false, false) < 0) ThrowLastError();
-    return result;
+    try {
+      return QueryProfile(false, false);
+    } catch (const Failure &failure) {
+      LeaveLastError(failure);
+      throw;
+    }
   }
 
   std::string GetIdentityHost() const { return identity_host_; }

@@ -1,7 +1,8 @@
-#include "internal/appliance_settings.h"
+#include "account/appliance_settings.h"
 
-#include "internal/form_hash.h"
-#include "internal/root_path.h"
+#include "base/root_path.h"
+#include "core/failure.h"
+#include "transport/form_hash.h"
 #include "vexo_platform/vexo_zone.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_file.h"
@@ -29,30 +30,29 @@ bool IsReportDisabled() {
                                 0) == 1;
 }
 
-int ReadZoneNameInTzdb(const log::Place &where, std::string &zone) {
+std::string ReadZoneNameInTzdb(const log::Place &where) {
   char name[kZoneNameSize] = {0};
   int needed = 0;
   if (VEXOZoneGet(name, sizeof(name), &needed) < 0) {
     ZLOG_FROM(where, "failed to get time zone, size need: %d, err=[0x%04X %s:%d]", needed,
               VLIB_LAST_ERROR_ARGS);
-    return -1;
+    FailKeepingLastError(VEXOZEPH_ERR_SYSTEM);
   }
   FormHash info;
   if (!info.ok()) {
     ZLOG_FROM(where, "Failed to alloc pTZInfo, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+    Fail(VEXOZEPH_ERR_SYSTEM);
   }
   if (VEXOZoneGetInfo(name, info.address()) <= 0) {
     ZLOG_FROM(where, "failed to get timezone info[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+    Fail(VEXOZEPH_ERR_SYSTEM);
   }
   const char *tzdb = VLIBCSzHashGetValue(info.get(), "nameInTZDB");
   if (tzdb == nullptr) {
     ZLOG_FROM(where, "failed to get tmz[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+    Fail(VEXOZEPH_ERR_SYSTEM);
   }
-  zone = tzdb;
-  return 0;
+  return tzdb;
 }
 
 }  // namespace vexozeph

@@ -1,8 +1,8 @@
 #include <json/value.h>
 
-#include "internal/appliance_settings.h"
-#include "internal/log.h"
-#include "internal/report_schedule.h"
+#include "account/appliance_settings.h"
+#include "account/report_schedule.h"
+#include "base/log.h"
 #include "vexo_platform/vexo_scheduler.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_account.h"
@@ -37,20 +37,9 @@ Json::Value ReportJobList() {
 
 namespace vexozeph {
 
-void ScheduleReport(const log::Place &where) {
-  if (IsReportDisabled()) return;
-  if (VEXOZEPHAccountRegisterCrond() == 0) ZLOG_FROM(where, "Failed to add crontab for zeph");
-}
-
-void RemoveLegacyReportEntry() {
-  VEXOScheduleRemove(kReportCommandLine);
-}
-
-}  // namespace vexozeph
-
-// Both report the manager's answer only: 0 means not done. They leave the last error
-// alone, so a failure here never masks the error of the operation that called them.
-VEXOZEPH_API int VEXOZEPHAccountRegisterCrond(void) {
+// Both leave the last error alone, so a failure here never masks the error of the
+// operation that called them.
+int SaveReportJob() {
   try {
     VEXO::VEXOCrond::ConfigManager manager(kCronGroup, false);
     return manager.Save(ReportJobList());
@@ -62,7 +51,7 @@ VEXOZEPH_API int VEXOZEPHAccountRegisterCrond(void) {
   return 0;
 }
 
-VEXOZEPH_API int VEXOZEPHAccountUnregisterCrond(void) {
+int RemoveReportJob() {
   try {
     VEXO::VEXOCrond::ConfigManager manager(kCronGroup, false);
     return manager.Remove();
@@ -72,4 +61,23 @@ VEXOZEPH_API int VEXOZEPHAccountUnregisterCrond(void) {
     ZLOG("Failed to remove the report job");
   }
   return 0;
+}
+
+void ScheduleReport(const log::Place &where) {
+  if (IsReportDisabled()) return;
+  if (SaveReportJob() == 0) ZLOG_FROM(where, "Failed to add crontab for zeph");
+}
+
+void RemoveLegacyReportEntry() {
+  VEXOScheduleRemove(kReportCommandLine);
+}
+
+}  // namespace vexozeph
+
+VEXOZEPH_API int VEXOZEPHAccountRegisterCrond(void) {
+  return vexozeph::SaveReportJob();
+}
+
+VEXOZEPH_API int VEXOZEPHAccountUnregisterCrond(void) {
+  return vexozeph::RemoveReportJob();
 }

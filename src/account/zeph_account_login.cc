@@ -4,18 +4,20 @@
 // single API-key re-registration, completion); they differ only in their form and path.
 #include <string>
 
-#include "internal/account_file.h"
-#include "internal/account_request.h"
-#include "internal/appliance_settings.h"
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/error_state.h"
+#include "account/account_operations.h"
+#include "account/account_request.h"
+#include "account/appliance_settings.h"
+#include "account/report_schedule.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/error_state.h"
+#include "core/failure.h"
+#include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/report_schedule.h"
-#include "internal/shown_answer.h"
-#include "internal/user_impl.h"
-#include "internal/zeph_plugin_manager.h"
+#include "store/account_file.h"
+#include "store/user_impl.h"
+#include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vexo_notify.h"
 #include "vexo_platform/vlib_error.h"
@@ -36,17 +38,12 @@ const unsigned int kLoginEventCode = 0x13A00001;
 const char kPasswordLoginPath[] = "device/api/password_login";
 const char kTokenLoginPath[] = "good/user/launch";
 
-int Fail(unsigned int code) {
-  return VEXOZEPHErrSet(code), -1;
-}
-
 // The cloud-service API key; with flag 1 a device without one registers it first.
-int ReadApiKey(char *api_key, size_t size) {
+void ReadApiKey(char *api_key, size_t size) {
   if (VEXOCloudServiceGetApiKey(api_key, size, 1) < 0) {
     ZLOG("Failed to get apikey");
-    return Fail(vexozeph::GetErrorCodeFromCloudService());
+    vexozeph::Fail(vexozeph::GetErrorCodeFromCloudService());
   }
-  return 0;
 }
 
 // What the appliance tells the server about itself in both form logins.
@@ -57,13 +54,13 @@ struct DeviceFacts {
   char api_key[kApiKeySize] = {0};
 };
 
-int ReadDeviceFacts(DeviceFacts &facts) {
-  if (vexozeph::ReadAccountHost(ZLOG_HERE, facts.account_host) < 0) return -1;
+void ReadDeviceFacts(DeviceFacts &facts) {
+  facts.account_host = vexozeph::ReadAccountHost(ZLOG_HERE);
   if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, facts.serial)) {
-    return Fail(VEXOZEPH_ERR_SERIAL);
+    vexozeph::Fail(VEXOZEPH_ERR_SERIAL);
   }
-  if (!vexozeph::device::ReadMacAddress(ZLOG_HERE, facts.mac)) return Fail(VEXOZEPH_ERR_MAC);
-  return ReadApiKey(facts.api_key, sizeof(facts.api_key));
+  if (!vexozeph::device::ReadMacAddress(ZLOG_HERE, facts.mac)) vexozeph::Fail(VEXOZEPH_ERR_MAC);
+  ReadApiKey(facts.api_key, sizeof(facts.api_key));
 }
 
 enum class LoginKind { kPassword, kToken };
@@ -82,9 +79,11 @@ struct Locale {
   std::string zone;
 };
 
-int ReadLocale(Locale &locale) {
+Locale ReadLocale() {
+  Locale locale;
   locale.language = vexozeph::ReadInterfaceLanguage();
-  return vexozeph::ReadZoneNameInTzdb(ZLOG_HERE, locale.zone);
+  locale.zone = vexozeph::ReadZoneNameInTzdb(ZLOG_HERE);
+  return locale;
 }
 
 // Fills the form in the order the server's signature check and logs expect.
@@ -100,59 +99,54 @@ bool FillForm(const FormLogin &login, const DeviceFacts &facts, const Locale &lo
          form.Set("mac", facts.mac) && form.Set("serial_no", facts.serial);
 }
 
-// One request and its answer's result word. 0 with the mapped word in the error state
-// (which may be a refusal); -1 when nothing usable came back. `body` keeps the reply text
-// for the caller's log lines.
-int ExchangeOnce(const std::string &host, const char *path, const vexozeph::FormHash &form,
-                 Json::Value &response, std::string &body) {
+// One request and its answer's result word as a code (which may be a refusal); a Failure
+// when nothing usable came back. `body` keeps the reply text for the caller's log lines.
+unsigned int ExchangeOnce(const std::string &host, const char *path, const vexozeph::FormHash &form,
+                          Json::Value &response, std::string &body) {
   vexozeph::HttpsReply reply;
-  const int sent =
-      vexozeph::PostAccountFormForJson(ZLOG_HERE, host, path, form, false, reply, response);
+  vexozeph::PostAccountFormForJson(ZLOG_HERE, host, path, form, false, reply, response);
   body = reply.body();
-  if (sent < 0) return -1;
   std::string word;
   if (!vexozeph::json::ResultWord(response, word)) {
     ZLOG("bad response, no code");
-    return Fail(VEXOZEPH_ERR_NO_REPLY);
+    vexozeph::Fail(VEXOZEPH_ERR_NO_REPLY);
   }
-  MapLibZephCenterErrorCode(word.c_str());
-  return 0;
+  return GetErrorCodeFromAccountError(word.c_str());
 }
 
 // Sends the login form and judges the answer. An unknown API key is replaced once and the
 // same form, with the new key in its place, is sent again; an expired one is handed to
 // the platform to renew and the login fails so the user signs in again afterwards.
-int ExchangeLogin(const FormLogin &login, DeviceFacts &facts, vexozeph::FormHash &form,
-                  Json::Value &response) {
+void ExchangeLogin(const FormLogin &login, DeviceFacts &facts, vexozeph::FormHash &form,
+                   Json::Value &response) {
   const char *path = login.kind == LoginKind::kPassword ? kPasswordLoginPath : kTokenLoginPath;
   std::string body;
-  if (ExchangeOnce(facts.account_host, path, form, response, body) < 0) return -1;
+  unsigned int code = ExchangeOnce(facts.account_host, path, form, response, body);
 
-  if (VEXOZEPHErrGet() == VEXOZEPH_ERR_APIKEY_NOT_FOUND) {
+  if (code == VEXOZEPH_ERR_APIKEY_NOT_FOUND) {
     ZLOG("ApiKey not found. Register new one.");
     if (VEXOCloudServiceRegisterApiKey(facts.api_key, sizeof(facts.api_key)) < 0) {
       ZLOG("VEXOCloudServiceRegisterApiKey failed");
-      return Fail(VEXOZEPH_ERR_APIKEY_NOT_FOUND);
+      vexozeph::Fail(VEXOZEPH_ERR_APIKEY_NOT_FOUND);
     }
     // The hash replaces a key's value in place, so the field keeps its position.
     if (!form.Set("api_key", facts.api_key)) {
       ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-      return Fail(VEXOZEPH_ERR_SYSTEM);
+      vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
     }
-    if (ExchangeOnce(facts.account_host, path, form, response, body) < 0) return -1;
-  } else if (VEXOZEPHErrGet() == VEXOZEPH_ERR_APIKEY_EXPIRED) {
+    code = ExchangeOnce(facts.account_host, path, form, response, body);
+  } else if (code == VEXOZEPH_ERR_APIKEY_EXPIRED) {
     VEXOCloudServiceActionHandler(VEXO_CLOUD_SERVICE_ACTION_RENEW_APIKEY);
   }
 
-  if (VEXOZEPHErrGet() != VEXOZEPH_ERR_SUCCESS) {
+  if (code != VEXOZEPH_ERR_SUCCESS) {
     if (login.kind == LoginKind::kPassword) {
       ZLOG("Failed to login %s, resp=%s", login.email, vexozeph::TruncatedAnswer(body).c_str());
     } else {
       ZLOG("Failed to login, resp=%s", vexozeph::TruncatedAnswer(body).c_str());
     }
-    return -1;
+    vexozeph::Fail(code);
   }
-  return 0;
 }
 
 // The answer's "id" as text: servers send it as a string or as a whole number.
@@ -183,15 +177,14 @@ bool IdentityOf(const Json::Value &answer, std::string &user_id, std::string &au
 // query that follows asks the server about this identity instead of answering from what
 // an earlier account left in the file (and a key is never adopted unconfirmed). One
 // replacement of the file: the old identity stays whole when the new one cannot be stored.
-int StoreIdentity(const std::string &user_id, const std::string &auth_key) {
+void StoreIdentity(const std::string &user_id, const std::string &auth_key) {
   try {
     vexozeph::UserImpl().SetMany(
         vexozeph::UserUpdate().SetUserId(user_id).SetAuthKey(auth_key).SetLastQueryTime(0));
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
-    return Fail(e.GetCode());
+    vexozeph::Fail(e.GetCode());
   }
-  return 0;
 }
 
 void RecordSignIn(const std::string &email) {
@@ -200,56 +193,63 @@ void RecordSignIn(const std::string &email) {
 }
 
 // Brings the stored profile up to date after a sign-in. The sign-in stands whatever the
-// query says, so its error does not outlive it either.
+// query says: its failure is logged where it happened and goes no further.
 void RefreshProfile() {
-  Json::Value scratch;
-  VEXOZEPHAccountQueryInfo(scratch, true, true);
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+  try {
+    vexozeph::QueryProfile(true, true);
+  } catch (const std::exception &) {
+  }
 }
 
-int Complete(const FormLogin &login, const Json::Value &response, vexozeph::PluginContext &plugin) {
+// Listeners that cannot be told are not the caller's fault: the C interface keeps its
+// last error, the classes hear of a system failure.
+void OpenOrFail(vexozeph::PluginContext &plugin) {
+  if (!plugin.Open(ZLOG_HERE)) vexozeph::FailKeepingLastError(VEXOZEPH_ERR_SYSTEM);
+}
+void RaiseOrFail(vexozeph::PluginContext &plugin, unsigned int action) {
+  if (!plugin.Raise(action, ZLOG_HERE)) vexozeph::FailKeepingLastError(VEXOZEPH_ERR_SYSTEM);
+}
+
+void Complete(const FormLogin &login, const Json::Value &response,
+              vexozeph::PluginContext &plugin) {
   std::string user_id;
   std::string auth_key;
   if (!IdentityOf(response, user_id, auth_key)) {
     // A "good" answer without an identity cannot sign anyone in; store nothing.
     ZLOG("bad response, no usable id or auth_key");
-    return Fail(VEXOZEPH_ERR_NO_REPLY);
+    vexozeph::Fail(VEXOZEPH_ERR_NO_REPLY);
   }
-  if (StoreIdentity(user_id, auth_key) < 0) return -1;
+  StoreIdentity(user_id, auth_key);
   vexozeph::ScheduleReport(ZLOG_HERE);
   RecordSignIn(login.kind == LoginKind::kPassword ? std::string(login.email)
                                                   : vexozeph::json::StringOr(response, "email"));
   RefreshProfile();
-  if (!plugin.Raise(VLIB_PLUGIN_ACTION_POST, ZLOG_HERE)) return -1;
-  return 0;
+  RaiseOrFail(plugin, VLIB_PLUGIN_ACTION_POST);
 }
 
-int FormLoginRun(const FormLogin &login, Json::Value &response) {
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+void SignIn(const FormLogin &login, Json::Value &response) {
   const bool missing = login.kind == LoginKind::kPassword
                            ? (login.email == nullptr || login.password == nullptr)
                            : login.access_token == nullptr;
   if (missing) {
     ZLOG("Bad Parameters");
-    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
-  // No listeners to tell is not the caller's fault: the error state is left alone.
   vexozeph::PluginContext plugin("zeph/login");
-  if (!plugin.Open(ZLOG_HERE)) return -1;
+  OpenOrFail(plugin);
   DeviceFacts facts;
-  if (ReadDeviceFacts(facts) < 0) return -1;
-  Locale locale;
-  if (login.kind == LoginKind::kToken && ReadLocale(locale) < 0) return -1;
+  ReadDeviceFacts(facts);
+  const Locale locale = login.kind == LoginKind::kToken ? ReadLocale() : Locale();
 
   vexozeph::FormHash form;
   if (!form.ok() || !FillForm(login, facts, locale, form)) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SYSTEM);
+    vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
   }
-  if (ExchangeLogin(login, facts, form, response) < 0) return -1;
+  ExchangeLogin(login, facts, form, response);
   // Only the credentials were to be checked: nothing is stored, scheduled or announced.
-  if (login.kind == LoginKind::kPassword && login.verify_only) return 0;
-  return Complete(login, response, plugin);
+  if (login.kind == LoginKind::kPassword && login.verify_only) return;
+  Complete(login, response, plugin);
 }
 
 // Copies the members a key login reports from the query's answer.
@@ -260,55 +260,72 @@ void CopyKeyLoginResult(const Json::Value &query, Json::Value &result) {
   }
 }
 
-int KeyLoginRun(const char *user_id, const char *auth_key, Json::Value &result) {
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+}  // namespace
+
+namespace vexozeph {
+
+void SignInWithPassword(const char *email, const char *password, bool verify_only,
+                        Json::Value &response) {
+  SignIn(FormLogin{LoginKind::kPassword, email, password, nullptr, verify_only}, response);
+}
+
+void SignInWithToken(const char *access_token, Json::Value &response) {
+  SignIn(FormLogin{LoginKind::kToken, nullptr, nullptr, access_token, false}, response);
+}
+
+void SignInWithKey(const char *user_id, const char *auth_key, Json::Value &result) {
   if (user_id == nullptr || auth_key == nullptr) {
     ZLOG("Bad Parameters");
-    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   // The key is not sent here; reading it proves the cloud-service platform is ready.
   char api_key[kApiKeySize] = {0};
-  if (ReadApiKey(api_key, sizeof(api_key)) < 0) return -1;
-  // No listeners to tell is not the caller's fault: the error state is left alone.
-  vexozeph::PluginContext plugin("zeph/login");
-  if (!plugin.Open(ZLOG_HERE)) return -1;
+  ReadApiKey(api_key, sizeof(api_key));
+  PluginContext plugin("zeph/login");
+  OpenOrFail(plugin);
 
   // Stored whole or not at all, so a refusal leaves the earlier account as it was.
-  if (StoreIdentity(user_id, auth_key) < 0) return -1;
+  StoreIdentity(user_id, auth_key);
   Json::Value query;
-  if (VEXOZEPHAccountQueryInfo(query, true, true) < 0) {
+  try {
+    query = QueryProfile(true, true);
+  } catch (const std::exception &) {
     ZLOG("VEXOZEPHAccountQueryInfo failed");
-    VEXOZEPHErrSet(VEXOZEPH_ERR_AUTH);
     // Privilege trouble is only logged: the half-adopted key must go whatever happens.
-    vexozeph::RemoveAccountFile(ZLOG_HERE, vexozeph::RemovalRule::kAnyway);
-    return -1;
+    RemoveAccountFile(ZLOG_HERE, RemovalRule::kAnyway);
+    Fail(VEXOZEPH_ERR_AUTH);
   }
   CopyKeyLoginResult(query, result);
-  if (!plugin.Raise(VLIB_PLUGIN_ACTION_POST, ZLOG_HERE)) return -1;
-  vexozeph::ScheduleReport(ZLOG_HERE);
-  RecordSignIn(vexozeph::json::StringOr(query, "email"));
-  return 0;
+  RaiseOrFail(plugin, VLIB_PLUGIN_ACTION_POST);
+  ScheduleReport(ZLOG_HERE);
+  RecordSignIn(json::StringOr(query, "email"));
 }
 
-}  // namespace
+}  // namespace vexozeph
 
+// Every sign-in clears the last error first.
 VEXOZEPH_API int VEXOZEPHAccountLogin(const char *email, const char *password,
                                       Json::Value &response, bool verify_only) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountLogin", [&] {
-    FormLogin login{LoginKind::kPassword, email, password, nullptr, verify_only};
-    return FormLoginRun(login, response);
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    vexozeph::SignInWithPassword(email, password, verify_only, response);
+    return 0;
   });
 }
 
 VEXOZEPH_API int VEXOZEPHAccountOauthLogin(Json::Value &response, const char *access_token) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountOauthLogin", [&] {
-    FormLogin login{LoginKind::kToken, nullptr, nullptr, access_token, false};
-    return FormLoginRun(login, response);
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    vexozeph::SignInWithToken(access_token, response);
+    return 0;
   });
 }
 
 VEXOZEPH_API int VEXOZEPHAccountLoginByKey(const char *user_id, const char *auth_key,
                                            Json::Value &result) {
-  return vexozeph::GuardCInterface("VEXOZEPHAccountLoginByKey",
-                                   [&] { return KeyLoginRun(user_id, auth_key, result); });
+  return vexozeph::GuardCInterface("VEXOZEPHAccountLoginByKey", [&] {
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    vexozeph::SignInWithKey(user_id, auth_key, result);
+    return 0;
+  });
 }

@@ -9,16 +9,18 @@
 #include <string_view>
 #include <vector>
 
-#include "internal/account_file.h"
-#include "internal/account_request.h"
-#include "internal/c_edge.h"
-#include "internal/clock.h"
-#include "internal/device.h"
+#include "account/account_operations.h"
+#include "account/account_request.h"
+#include "base/clock.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
-#include "internal/user_impl.h"
+#include "store/account_file.h"
+#include "store/user_impl.h"
+#include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/vexozeph.h"
@@ -34,10 +36,6 @@ const unsigned int kLockTimeoutSeconds = 30;
 // under a day.
 const uint64_t kFreshSeconds = 299;
 const uint64_t kDailySeconds = 86399;
-
-int Fail(unsigned int code) {
-  return VEXOZEPHErrSet(code), -1;
-}
 
 // Distance between two instants in either direction. Computed unsigned so that no stored
 // value, however absurd, can overflow it.
@@ -58,12 +56,15 @@ struct StoredIdentity {
 // its user id), taken from the read that also answers a cache hit. A missing account and
 // an unreadable file both mean "nobody to ask about". The full 64-bit last query time is
 // taken rather than the C record's 32-bit copy, which would wrap in 2038.
-int ReadStoredIdentity(const vexozeph::AccountSnapshot &account, StoredIdentity &identity) {
+StoredIdentity ReadStoredIdentity(const vexozeph::AccountSnapshot &account) {
+  StoredIdentity identity;
   identity.auth_key = account.GetAuthKey();
   identity.user_id = account.GetUserId();
-  if (identity.auth_key.empty() || identity.user_id.empty()) return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+  if (identity.auth_key.empty() || identity.user_id.empty()) {
+    vexozeph::Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+  }
   identity.last_query_time = account.GetLastQueryTime();
-  return 0;
+  return identity;
 }
 
 bool IsRecent(int64_t last_query_time, bool fresh) {
@@ -152,19 +153,20 @@ bool ProfileUpdateOf(const Json::Value &answer, vexozeph::UserUpdate &update) {
 // profile belongs to the account asked about: if that one was signed out (or another
 // signed in) while the server answered, the answer is dropped, so that a sign-out is never
 // undone by a query it overtook.
-int StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &update) {
+void StoreProfile(const StoredIdentity &identity, const vexozeph::UserUpdate &update) {
+  const vexozeph::AccountIdentity asked{std::string(identity.user_id),
+                                        std::string(identity.auth_key)};
+  bool stored = false;
   try {
-    const vexozeph::AccountIdentity asked{std::string(identity.user_id),
-                                          std::string(identity.auth_key)};
-    if (!vexozeph::WriteAccountValuesFor(asked, update.entries())) {
-      ZLOG("Account of %s left during the query, answer dropped", asked.user_id.c_str());
-      return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
-    }
+    stored = vexozeph::WriteAccountValuesFor(asked, update.entries());
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to set user: %s", e.what());
-    return Fail(e.GetCode());
+    vexozeph::Fail(e.GetCode());
   }
-  return 0;
+  if (!stored) {
+    ZLOG("Account of %s left during the query, answer dropped", asked.user_id.c_str());
+    vexozeph::Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+  }
 }
 
 // ---- The answer ------------------------------------------------------------------------
@@ -218,7 +220,7 @@ const AnswerShape &Shape() {
   return shape;
 }
 
-void Answer(const vexozeph::AccountSnapshot &account, Json::Value &result) {
+Json::Value Answer(const vexozeph::AccountSnapshot &account) {
   const AnswerShape &shape = Shape();
   Json::Value answer(shape.object);
   auto reader = shape.in_order.begin();
@@ -227,91 +229,93 @@ void Answer(const vexozeph::AccountSnapshot &account, Json::Value &result) {
     value = member.text != nullptr ? TextValue((account.*member.text)())
                                    : Json::Value((account.*member.flag)());
   }
-  result.swap(answer);
+  return answer;
 }
 
 // The answer after a store: read again, so that it shows the file as now written.
-int AnswerFromFile(Json::Value &result) {
+Json::Value AnswerFromFile() {
+  vexozeph::AccountSnapshot account;
   try {
-    Answer(vexozeph::AccountSnapshot::Read(), result);
+    account = vexozeph::AccountSnapshot::Read();
   } catch (const vexozeph::ZephException &e) {
     ZLOG("Failed to get user: %s", e.what());
-    return Fail(e.GetCode());
+    vexozeph::Fail(e.GetCode());
   }
-  return 0;
+  return Answer(account);
 }
 
 // ---- Asking the server -----------------------------------------------------------------
 
-int AskServer(const StoredIdentity &identity, bool short_timeout) {
-  std::string host;
-  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
+void AskServer(const StoredIdentity &identity, bool short_timeout) {
+  const std::string host = vexozeph::ReadAccountHost(ZLOG_HERE);
   std::string serial;
-  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) return Fail(VEXOZEPH_ERR_SERIAL);
+  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
+    vexozeph::Fail(VEXOZEPH_ERR_SERIAL);
+  }
   vexozeph::FormHash form;
   if (!form.ok() || !form.Set("id", std::string(identity.user_id)) ||
       !form.Set("auth_key", std::string(identity.auth_key)) || !form.Set("serial_no", serial)) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return Fail(VEXOZEPH_ERR_SYSTEM);
+    vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
   }
   vexozeph::HttpsReply reply;
   Json::Value answer;
-  if (vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kQueryPath, form, short_timeout, reply,
-                                       answer) < 0) {
-    return -1;
-  }
+  vexozeph::PostAccountFormForJson(ZLOG_HERE, host, kQueryPath, form, short_timeout, reply, answer);
   // A refused key ends the session here and now, whatever else the answer lacks.
   std::string word;
   const bool has_word = vexozeph::json::ResultWord(answer, word);
   if (has_word && word == "badauth") {
     ZLOG("Logged out Zeph due to authentication failure.");
-    VEXOZEPHAccountRemove();
-    return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+    vexozeph::RemoveAccount();
+    vexozeph::Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
   vexozeph::UserUpdate update;
   if (!ProfileUpdateOf(answer, update)) {
     ZLOG("Server returned insufficient data. resp=%s",
          vexozeph::TruncatedAnswer(vexozeph::json::ToCompactString(answer)).c_str());
-    return Fail(VEXOZEPH_ERR_NO_REPLY);
+    vexozeph::Fail(VEXOZEPH_ERR_NO_REPLY);
   }
-  const unsigned int error = MapLibZephCenterErrorCode(word.c_str());
+  const unsigned int error = GetErrorCodeFromAccountError(word.c_str());
   if (error != VEXOZEPH_ERR_SUCCESS) {
     ZLOG("Failed to query %s, resp=%s, code=%u", std::string(identity.user_id).c_str(),
          reply.body(), error);
-    return -1;
+    vexozeph::Fail(error);
   }
-  return StoreProfile(identity, update);
-}
-
-int QueryInfo(Json::Value &result, bool fresh, bool short_timeout) {
-  // One process at a time decides, asks and stores; the ones that waited then normally
-  // find a fresh profile and answer from the file.
-  vexozeph::FileLock lock("/tmp/account_query_info.lock");
-  if (!lock.Lock(kLockTimeoutSeconds)) {
-    ZLOG("Failed to lock file: %s", lock.GetPath().c_str());
-    return -1;
-  }
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
-  // One read of the file serves the cache decision and, on a hit, the answer.
-  vexozeph::AccountSnapshot account;
-  try {
-    account = vexozeph::AccountSnapshot::Read();
-  } catch (const vexozeph::ZephException &) {
-    return Fail(VEXOZEPH_ERR_NO_ACCOUNT);
-  }
-  StoredIdentity identity;
-  if (ReadStoredIdentity(account, identity) < 0) return -1;
-  if (IsRecent(identity.last_query_time, fresh)) {
-    Answer(account, result);
-    return 0;
-  }
-  if (AskServer(identity, short_timeout) < 0) return -1;
-  return AnswerFromFile(result);
+  StoreProfile(identity, update);
 }
 
 }  // namespace
 
+namespace vexozeph {
+
+Json::Value QueryProfile(bool fresh, bool short_timeout) {
+  // One process at a time decides, asks and stores; the ones that waited then normally
+  // find a fresh profile and answer from the file.
+  FileLock lock("/tmp/account_query_info.lock");
+  if (!lock.Lock(kLockTimeoutSeconds)) {
+    ZLOG("Failed to lock file: %s", lock.GetPath().c_str());
+    FailKeepingLastError(VEXOZEPH_ERR_TOKEN_STATE);
+  }
+  // One read of the file serves the cache decision and, on a hit, the answer.
+  AccountSnapshot account;
+  try {
+    account = AccountSnapshot::Read();
+  } catch (const ZephException &) {
+    Fail(VEXOZEPH_ERR_NO_ACCOUNT);
+  }
+  const StoredIdentity identity = ReadStoredIdentity(account);
+  if (IsRecent(identity.last_query_time, fresh)) return Answer(account);
+  AskServer(identity, short_timeout);
+  return AnswerFromFile();
+}
+
+}  // namespace vexozeph
+
 VEXOZEPH_API int VEXOZEPHAccountQueryInfo(Json::Value &result, bool fresh, bool short_timeout) {
-  return vexozeph::GuardCInterface("VEXOZEPHAccountQueryInfo",
-                                   [&] { return QueryInfo(result, fresh, short_timeout); });
+  return vexozeph::GuardCInterface("VEXOZEPHAccountQueryInfo", [&] {
+    result = vexozeph::QueryProfile(fresh, short_timeout);
+    // Cleared only now: a busy lock leaves the last error as it was.
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    return 0;
+  });
 }

@@ -1,11 +1,13 @@
 #include <string>
 
-#include "internal/account_request.h"
-#include "internal/appliance_settings.h"
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
+#include "account/account_operations.h"
+#include "account/account_request.h"
+#include "account/appliance_settings.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
@@ -18,31 +20,31 @@ const char *TrueFalse(bool value) {
   return value ? "true" : "false";
 }
 
-int Register(const char *email, const char *password, const char *full_name, bool critical_release,
-             bool enews, bool enews_local_promotion, const char *country) {
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+}  // namespace
+
+namespace vexozeph {
+
+void RegisterAccount(const char *email, const char *password, const char *full_name,
+                     bool critical_release, bool enews, bool enews_local_promotion,
+                     const char *country) {
   if (email == nullptr || password == nullptr || full_name == nullptr) {
     ZLOG("Bad Parameters");
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER), -1;
+    Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   std::string serial;
-  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SERIAL), -1;
-  }
-  std::string host;
-  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
-  const std::string language = vexozeph::ReadInterfaceLanguage();
+  if (!device::ReadSerialNumber(ZLOG_HERE, serial)) Fail(VEXOZEPH_ERR_SERIAL);
+  const std::string host = ReadAccountHost(ZLOG_HERE);
+  const std::string language = ReadInterfaceLanguage();
   char device_token[kDeviceTokenSize] = {0};
   if (VEXOCloudServiceBxtokenGenerateToken(serial.c_str(), device_token, sizeof(device_token)) <
       0) {
     ZLOG("VEXOCloudServiceBxtokenGenerateToken Failed, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_TOKEN_STATE), -1;
+    Fail(VEXOZEPH_ERR_TOKEN_STATE);
   }
-  std::string zone;
-  if (vexozeph::ReadZoneNameInTzdb(ZLOG_HERE, zone) < 0) return -1;
+  const std::string zone = ReadZoneNameInTzdb(ZLOG_HERE);
 
   // A hash that could not be allocated refuses every field.
-  vexozeph::FormHash form;
+  FormHash form;
   const bool filled =
       form.Set("email", email) && form.Set("passwd", password) &&
       form.Set("full_name", full_name) && form.Set("serial_no", serial) &&
@@ -52,29 +54,31 @@ int Register(const char *email, const char *password, const char *full_name, boo
       form.Set("enews", TrueFalse(enews)) && (country == nullptr || form.Set("country", country));
   if (!filled) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+    Fail(VEXOZEPH_ERR_SYSTEM);
   }
 
-  vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, "device/api/user/register", form, false, reply) < 0) {
+  HttpsReply reply;
+  if (!SendAccountForm(host, "device/api/user/register", form, false, reply)) {
     ZLOG("failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
+    Fail(VEXOZEPH_ERR_SEND);
   }
-  if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
-    ZLOG("Failed to register %s, resp=%s", email, vexozeph::TruncatedAnswer(reply.body()).c_str());
-    return -1;
+  const unsigned int code = GetErrorCodeFromAccountError(reply.body());
+  if (code != VEXOZEPH_ERR_SUCCESS) {
+    ZLOG("Failed to register %s, resp=%s", email, TruncatedAnswer(reply.body()).c_str());
+    Fail(code);
   }
-  return 0;
 }
 
-}  // namespace
+}  // namespace vexozeph
 
 extern "C" VEXOZEPH_API int VEXOZEPHAccountRegister(const char *email, const char *password,
                                                     const char *full_name, bool critical_release,
                                                     bool enews, bool enews_local_promotion,
                                                     const char *country) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountRegister", [&] {
-    return Register(email, password, full_name, critical_release, enews, enews_local_promotion,
-                    country);
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    vexozeph::RegisterAccount(email, password, full_name, critical_release, enews,
+                              enews_local_promotion, country);
+    return 0;
   });
 }

@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "internal/c_edge.h"
+#include "account/account_operations.h"
+#include "base/log.h"
+#include "base/root_path.h"
+#include "core/c_edge.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/root_path.h"
 #include "vexo_platform/vexo_payment.h"
 #include "vexo_platform/vlib_process.h"
 #include "vexozeph/zeph_account.h"
@@ -84,12 +85,21 @@ void ScanDdns(Json::Value &accounts) {
 
 }  // namespace
 
+namespace vexozeph {
+
+Json::Value ScanExistingAccounts() {
+  Json::Value accounts(Json::objectValue);
+  ScanPackage(accounts);
+  ScanRelay(accounts);
+  ScanDdns(accounts);
+  return accounts;
+}
+
+}  // namespace vexozeph
+
 VEXOZEPH_API int VEXOZEPHAccountScanExisting(Json::Value &accounts) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountScanExisting", [&] {
-    accounts = Json::Value(Json::objectValue);
-    ScanPackage(accounts);
-    ScanRelay(accounts);
-    ScanDdns(accounts);
+    accounts = vexozeph::ScanExistingAccounts();
     return 0;
   });
 }

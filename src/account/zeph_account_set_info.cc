@@ -3,13 +3,15 @@
 #include <memory>
 #include <string>
 
-#include "internal/account_request.h"
-#include "internal/c_edge.h"
-#include "internal/device.h"
+#include "account/account_operations.h"
+#include "account/account_request.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "host/zeph_plugin_manager.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
-#include "internal/zeph_plugin_manager.h"
+#include "transport/device.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -43,17 +45,21 @@ bool FillUpdateForm(vexozeph::FormHash &form, const ZEPH_INFO &stored, const std
          optional("critical_version_list", critical_version_list);
 }
 
-// After a password change the owner is told, in case it was not them. Best effort.
-void NotifyPasswordChanged() {
-  Json::Value account(Json::objectValue);
-  if (VEXOZEPHAccountQueryInfo(account, true, true) < 0) {
-    ZLOG("VEXOZEPHAccountQueryInfo failed, code=%u", static_cast<unsigned int>(VEXOZEPHErrGet()));
-    return;
+// After a password change the owner is told, in case it was not them. Best effort: the
+// code of a refresh that failed (as the C last error would read after it), else 0.
+unsigned int NotifyPasswordChanged() {
+  Json::Value account;
+  try {
+    account = vexozeph::QueryProfile(true, true);
+  } catch (const vexozeph::Failure &failure) {
+    const unsigned int code = failure.KeepsLastError() ? 0u : failure.GetCode();
+    ZLOG("VEXOZEPHAccountQueryInfo failed, code=%u", code);
+    return code;
   }
   vexozeph::FormHash notification;
   if (!notification.ok()) {
     ZLOG("Failed to alloc notification hash, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return;
+    return VEXOZEPH_ERR_SUCCESS;
   }
   const std::string email = vexozeph::json::StringOr(account, "email");
   if (!notification.Set("%ZEPH_ACCOUNT%", email)) {
@@ -61,47 +67,52 @@ void NotifyPasswordChanged() {
   } else if (!vexozeph::SendSysNotification("ZephPasswordChanged", notification)) {
     ZLOG("Send notification failed");
   }
+  return VEXOZEPH_ERR_SUCCESS;
 }
 
-int SetInfo(const char *full_name, const char *new_email, const char *password,
-            const char *new_password, const char *country, const char *notify_language,
-            const char *timezone, int enews, int critical_release, int enews_local_promotion,
-            const char *critical_version_list) {
-  VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+}  // namespace
+
+namespace vexozeph {
+
+unsigned int UpdateAccount(const char *full_name, const char *new_email, const char *password,
+                           const char *new_password, const char *country,
+                           const char *notify_language, const char *timezone, int enews,
+                           int critical_release, int enews_local_promotion,
+                           const char *critical_version_list) {
   std::unique_ptr<ZEPH_INFO> stored(new ZEPH_INFO());
-  if (VEXOZEPHAccountGet(stored.get()) < 0) {
+  try {
+    ReadAccountRecord(*stored);
+  } catch (const Failure &) {
     ZLOG("VEXOZEPHAccountGet failed");
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_NO_ACCOUNT), -1;
+    Fail(VEXOZEPH_ERR_NO_ACCOUNT);
   }
-  std::string host;
-  if (vexozeph::ReadAccountHost(ZLOG_HERE, host) < 0) return -1;
+  const std::string host = ReadAccountHost(ZLOG_HERE);
   std::string serial;
-  if (!vexozeph::device::ReadSerialNumber(ZLOG_HERE, serial)) {
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SERIAL), -1;
-  }
-  vexozeph::FormHash form;
+  if (!device::ReadSerialNumber(ZLOG_HERE, serial)) Fail(VEXOZEPH_ERR_SERIAL);
+  FormHash form;
   if (!form.ok() ||
       !FillUpdateForm(form, *stored, serial, full_name, new_email, password, new_password, country,
                       notify_language, timezone, enews, critical_release, enews_local_promotion,
                       critical_version_list)) {
     ZLOG("Failed to alloc https request, err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SYSTEM), -1;
+    Fail(VEXOZEPH_ERR_SYSTEM);
   }
-  vexozeph::HttpsReply reply;
-  if (vexozeph::SendAccountForm(host, "device/api/user/update", form, false, reply) < 0) {
+  HttpsReply reply;
+  if (!SendAccountForm(host, "device/api/user/update", form, false, reply)) {
     ZLOG("Failed to send https request. err=[0x%04X %s:%d]", VLIB_LAST_ERROR_ARGS);
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_SEND), -1;
+    Fail(VEXOZEPH_ERR_SEND);
   }
-  if (MapLibZephCenterErrorCode(reply.body()) != VEXOZEPH_ERR_SUCCESS) {
+  const unsigned int code = GetErrorCodeFromAccountError(reply.body());
+  if (code != VEXOZEPH_ERR_SUCCESS) {
     ZLOG("Failed to update account:%s, resp=%s", stored->user_id,
-         vexozeph::TruncatedAnswer(reply.body()).c_str());
-    return -1;
+         TruncatedAnswer(reply.body()).c_str());
+    Fail(code);
   }
-  if (password != nullptr && new_password != nullptr) NotifyPasswordChanged();
-  return 0;
+  if (password == nullptr || new_password == nullptr) return VEXOZEPH_ERR_SUCCESS;
+  return NotifyPasswordChanged();
 }
 
-}  // namespace
+}  // namespace vexozeph
 
 extern "C" VEXOZEPH_API int VEXOZEPHAccountSetInfo(const char *full_name, const char *new_email,
                                                    const char *password, const char *new_password,
@@ -110,7 +121,10 @@ extern "C" VEXOZEPH_API int VEXOZEPHAccountSetInfo(const char *full_name, const 
                                                    int critical_release, int enews_local_promotion,
                                                    const char *critical_version_list) {
   return vexozeph::GuardCInterface("VEXOZEPHAccountSetInfo", [&] {
-    return SetInfo(full_name, new_email, password, new_password, country, notify_language, timezone,
-                   enews, critical_release, enews_local_promotion, critical_version_list);
+    VEXOZEPHErrSet(VEXOZEPH_ERR_SUCCESS);
+    VEXOZEPHErrSet(vexozeph::UpdateAccount(full_name, new_email, password, new_password, country,
+                                           notify_language, timezone, enews, critical_release,
+                                           enews_local_promotion, critical_version_list));
+    return 0;
   });
 }

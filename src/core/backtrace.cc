@@ -1,4 +1,4 @@
-#include "internal/backtrace.h"
+#include "core/backtrace.h"
 
 #include <cxxabi.h>
 #include <execinfo.h>

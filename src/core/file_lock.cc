@@ -10,8 +10,8 @@
 #include <cstdint>
 #include <random>
 
-#include "internal/log.h"
-#include "internal/root_path.h"
+#include "base/log.h"
+#include "base/root_path.h"
 #include "vexo_platform/vlib_file.h"
 
 namespace vexozeph {

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "internal/error_state.h"
+#include "core/error_state.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/vexozeph.h"
 

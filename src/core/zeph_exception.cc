@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "internal/backtrace.h"
+#include "core/backtrace.h"
 #include "internal/string_utils.h"
 #include "vexozeph/vexozeph.h"
 

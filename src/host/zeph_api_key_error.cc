@@ -3,8 +3,9 @@
 
 #include "vexozeph/zeph_api_key.h"
 
-#include "internal/c_edge.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexozeph/vexozeph.h"
 
@@ -15,7 +16,7 @@ const size_t kApiKeySize = 1024;
 int HandleApiKeyError(Json::Value &params, const char *code) {
   if (code == nullptr) {
     ZLOG("Bad Parameters");
-    return VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER), -1;
+    vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
   }
   const unsigned int error = MapLibZephCenterErrorCode(code);
   if (error == VEXOZEPH_ERR_APIKEY_NOT_FOUND) {

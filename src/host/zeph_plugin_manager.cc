@@ -1,4 +1,4 @@
-#include "internal/zeph_plugin_manager.h"
+#include "host/zeph_plugin_manager.h"
 
 #include "vexo_platform/vexo_notify.h"
 #include "vexo_platform/vlib_plugin.h"

@@ -1,4 +1,4 @@
-#include "internal/client_name.h"
+#include "pkce/client_name.h"
 
 #include "internal/string_utils.h"
 #include "vexozeph/error_codes.h"

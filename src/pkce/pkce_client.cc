@@ -1,9 +1,9 @@
 #include "vexozeph/pkce_client.h"
 
-#include "internal/client_name.h"
 #include "internal/json_utils.h"
-#include "internal/pkce_client_impl.h"
-#include "vexozeph/account_service.h"
+#include "pkce/client_name.h"
+#include "pkce/pkce_client_impl.h"
+#include "vexozeph/server_info.h"
 #include "vexozeph/tarn_service.h"
 
 namespace vexozeph {
@@ -28,7 +28,7 @@ Json::Value PkceClientImpl::FormatPkceConfig(const Json::Value &tmpl) const {
   scope = ReplaceAll(scope, "$sn$", tarn.GetSerialNo());
   scope = ReplaceAll(scope, "$mac$", tarn.GetMac());
 
-  AccountService hosts;
+  ServerInfo hosts;
   const std::string account_host = hosts.GetAccountHost();
   const std::string identity_host = hosts.GetIdentityHost();
 

@@ -1,11 +1,11 @@
-#include "internal/pkce_grant.h"
+#include "pkce/pkce_grant.h"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <cstring>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
 #include "vexo_platform/vexo_pkce.h"

@@ -2,12 +2,14 @@
 // the refresh token, and the token getters that renew on the way.
 #define ZLOG_MODULE_NAME "pkce_client"
 
-#include "internal/http/session.h"
+#include "base/log.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/shown_answer.h"
 #include "internal/string_utils.h"
+#include "pkce/pkce_client_impl.h"
+#include "store/token_file.h"
+#include "transport/http/session.h"
+#include "transport/oauth_answer.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/tarn_service.h"
@@ -31,7 +33,7 @@ http::Response PostForm(const Json::Value &config, const http::Payload &form) {
 void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &code_verifier,
                                    const std::string &redirect_uri) const {
   FileLock lock(LockPath("_exchange_token"));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   http::Response response =
       PostForm(config_, http::Payload{
                             {"grant_type", "authorization_code"},
@@ -40,14 +42,7 @@ void PkceClientImpl::ExchangeToken(const std::string &code, const std::string &c
                             {"code", code},
                             {"code_verifier", code_verifier},
                         });
-  ThrowIfUnanswered(response, "Failed to exchange token");
-  if (response.status_code != 200) {
-    throw ZephException(VEXOZEPH_ERR_NO_REPLY,
-                        format("Failed to exchange token, code=%ld, resp=%s", response.status_code,
-                               TruncatedAnswer(response.text).c_str()));
-  }
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = AcceptedAnswer(response, "Failed to exchange token");
   if (!IsTokenSet(answer)) {
     const std::string shown = ShownAnswer(answer, response.text);
     ZLOG("Failed to PkceLogin by [%s|%s], resp=%s", ShortenSecret(code).c_str(),
@@ -66,7 +61,7 @@ void PkceClientImpl::RenewToken() const {
 
 void PkceClientImpl::Renew(bool only_if_lapsed) const {
   FileLock lock(LockPath("_renew_token"));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   // Decided on the file as it is now, under the lock: a caller that waited here while
   // another renewed adopts that token instead of spending the rotated refresh token.
   const Json::Value file = ReadTokenFile();
@@ -78,10 +73,8 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
                             {"refresh_token", refresh_token},
                             {"client_id", json::StringOr(config_, "client_id")},
                         });
-  ThrowIfUnanswered(response, "Failed to renew token");
   // Parsed before the status is looked at: an error page that is not JSON is code 2.
-  Json::Value answer;
-  if (!json::FromString(response.text, answer)) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
+  const Json::Value answer = ParsedAnswer(response, "Failed to renew token");
   if (!answer.isObject()) {
     std::string message = format("Failed to parse renew token resp, code=%ld, resp=%s",
                                  response.status_code, ShownAnswer(answer, response.text).c_str());
@@ -108,7 +101,7 @@ void PkceClientImpl::Renew(bool only_if_lapsed) const {
 
 std::string PkceClientImpl::GetTokenRenewingIfLapsed(const char *key) const {
   FileLock lock(LockPath("_get_token"));
-  LockOrThrow(lock);
+  token_files::LockOrThrow(lock);
   // The expiry decision and the token come from one parse of the file; only a renewal,
   // which rewrote it, makes a second read.
   const Json::Value file = ReadTokenFile();

@@ -1,29 +1,18 @@
-// The token file of one OAuth client: where it lives, reading one member, the expiry
-// rule and the locked, atomic save.
-#define ZLOG_MODULE_NAME "pkce_client"
-
-#include <fcntl.h>
-#include <unistd.h>
-
+// The token file of one OAuth client as the client sees it: reading one member, and the
+// expiry rule. The file itself (where it lives, the read, the locked save) is the store's.
 #include <climits>
 
-#include "internal/atomic_file.h"
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/root_path.h"
 #include "internal/string_utils.h"
+#include "pkce/pkce_client_impl.h"
+#include "store/token_file.h"
 #include "vexozeph/error_codes.h"
-#include "vexozeph/file_lock.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace vexozeph {
 
 namespace {
-
-const char kTokenDirectory[] = "/usr/vexo/etc/vexona-account/private/";
-const unsigned int kLockWaitSeconds = 30;
 
 int64_t TimeMember(const Json::Value &file, const char *key) {
   int64_t value = 0;
@@ -36,34 +25,16 @@ int64_t TimeMember(const Json::Value &file, const char *key) {
 
 }  // namespace
 
-const char *PkceClientImpl::TokenDirectory() {
-  return kTokenDirectory;
-}
-
 std::string PkceClientImpl::GetTokenFilePath() const {
-  return RootedPath(kTokenDirectory + name_ + "_token.json");
-}
-
-std::string PkceClientImpl::LockFilePath(const std::string &word) {
-  return format("/tmp/account_%s.lock", word.c_str());
+  return token_files::PathOf(name_);
 }
 
 std::string PkceClientImpl::LockPath(const char *suffix) const {
-  return LockFilePath(name_ + suffix);
-}
-
-void PkceClientImpl::LockOrThrow(FileLock &lock) {
-  if (!lock.Lock(kLockWaitSeconds)) {
-    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE,
-                        format("Failed to lock file: %s", lock.GetPath().c_str()));
-  }
+  return token_files::LockFilePath(name_ + suffix);
 }
 
 bool PkceClientImpl::HasTokenFile() const {
-  int fd = ::open(GetTokenFilePath().c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return false;
-  ::close(fd);
-  return true;
+  return token_files::Exists(name_);
 }
 
 bool PkceClientImpl::ParseWholeNumber(const std::string &text, int64_t &out) {
@@ -109,18 +80,7 @@ bool PkceClientImpl::IsTokenSet(const Json::Value &answer) {
 }
 
 Json::Value PkceClientImpl::ReadTokenFile() const {
-  // One open serves as the existence test and the read: a file that cannot be opened for
-  // reading is absent, one that opens but cannot be read or parsed is not JSON.
-  UniqueFd fd(::open(GetTokenFilePath().c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd.Valid()) {
-    throw ZephException(VEXOZEPH_ERR_TOKEN_STATE, "Failed to find an existed token file");
-  }
-  std::string text;
-  Json::Value file;
-  if (!ReadAllFrom(fd.Get(), text, json::kMaxFileBytes) || !json::Parse(text, file)) {
-    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
-  }
-  return file;
+  return token_files::Read(name_);
 }
 
 std::string PkceClientImpl::TokenMember(const Json::Value &file, const std::string &key,
@@ -159,17 +119,7 @@ bool PkceClientImpl::IsTokenExpired() const {
 }
 
 void PkceClientImpl::SaveToken(const Json::Value &token) const {
-  if (!token.isObject()) throw ZephException(VEXOZEPH_ERR_BAD_JSON);
-  FileLock lock(LockPath("_save_token"));
-  LockOrThrow(lock);
-  Json::Value saved = token;
-  // The local time of the save, whatever the server said: expiry is judged by this
-  // appliance's clock alone.
-  saved["created_at"] = Json::Int64(clock::Now());
-  // Atomic and 0600: a reader never sees a torn token file. The helper logs the failure.
-  if (!json::WriteFileAtomically(saved, GetTokenFilePath())) {
-    throw ZephException(VEXOZEPH_ERR_BAD_JSON);
-  }
+  token_files::Save(name_, token);
 }
 
 }  // namespace vexozeph

@@ -1,4 +1,4 @@
-#include "internal/device.h"
+#include "transport/device.h"
 
 #include "vexo_platform/vexo_cloud_service.h"
 #include "vexo_platform/vlib_device.h"

@@ -1,4 +1,4 @@
-#include "internal/form_hash.h"
+#include "transport/form_hash.h"
 
 #include "vexo_platform/vlib_string.h"
 

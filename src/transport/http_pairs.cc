@@ -3,8 +3,8 @@
 #include <climits>
 #include <new>
 
-#include "internal/http/pairs.h"
-#include "internal/https_transfer.h"
+#include "transport/http/pairs.h"
+#include "transport/https_transfer.h"
 
 namespace vexozeph {
 namespace http {

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "internal/http/session.h"
-#include "internal/https_transfer.h"
 #include "internal/string_utils.h"
+#include "transport/http/session.h"
+#include "transport/https_transfer.h"
 
 namespace vexozeph {
 namespace http {

@@ -1,11 +1,11 @@
-#include "internal/https_transfer.h"
+#include "transport/https_transfer.h"
 
 #include <openssl/ssl.h>
 
 #include <algorithm>
 #include <cstring>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 
 namespace vexozeph {
 namespace https {

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "internal/log.h"
-#include "internal/root_path.h"
-#include "internal/server_info_impl.h"
+#include "base/log.h"
+#include "base/root_path.h"
+#include "transport/server_info_impl.h"
 #include "vexo_platform/vlib_file.h"
 #include "vexozeph/user.h"
 #include "vexozeph/zeph_exception.h"
@@ -30,33 +30,33 @@ std::string Choose(const BuiltInBases &bases, bool test) {
   return test ? bases.test : bases.production;
 }
 
+// The base stored with the account (read by `stored`), used exactly as it was stored;
+// else the built-in one. A device without a readable account record still talks to the
+// built-in servers, so a record failure is logged (`log_failure`) and not passed on.
+std::string StoredOrBuiltIn(const ServerInfoImpl &info, std::string (User::*stored)() const,
+                            void (*log_failure)(), const BuiltInBases &bases) {
+  std::string host;
+  try {
+    host = (User().*stored)();
+  } catch (const ZephException &) {
+    log_failure();
+  }
+  if (!host.empty()) return host;
+  return Choose(bases, info.IsTest());
+}
+
 }  // namespace
 
 std::string ServerInfoImpl::GetAccountHost() const {
-  std::string host;
-  // A device without a readable account record still talks to the built-in servers, so
-  // a record failure is logged and not passed on.
-  try {
-    User user;
-    host = user.GetAccountHost();
-  } catch (const ZephException &) {
-    ZLOG("Failed to get user defined account host");
-  }
-  // A stored host is used exactly as it was stored.
-  if (!host.empty()) return host;
-  return Choose(kAccountBases, IsTest());
+  return StoredOrBuiltIn(
+      *this, &User::GetAccountHost, [] { ZLOG("Failed to get user defined account host"); },
+      kAccountBases);
 }
 
 std::string ServerInfoImpl::GetIdentityHost() const {
-  std::string host;
-  try {
-    User user;
-    host = user.GetIdentityHost();
-  } catch (const ZephException &) {
-    ZLOG("Failed to get user defined identity host");
-  }
-  if (!host.empty()) return host;
-  return Choose(kIdentityBases, IsTest());
+  return StoredOrBuiltIn(
+      *this, &User::GetIdentityHost, [] { ZLOG("Failed to get user defined identity host"); },
+      kIdentityBases);
 }
 
 std::string ServerInfoImpl::GetPaymentHost() const {

@@ -11,13 +11,15 @@
 #include <string>
 #include <thread>
 
-#include "internal/c_edge.h"
-#include "internal/device.h"
-#include "internal/https_retry_pause.h"
-#include "internal/https_timeouts.h"
-#include "internal/https_transfer.h"
-#include "internal/log.h"
-#include "internal/shown_answer.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
+#include "transport/device.h"
+#include "transport/form_sender.h"
+#include "transport/https_retry_pause.h"
+#include "transport/https_timeouts.h"
+#include "transport/https_transfer.h"
+#include "transport/shown_answer.h"
 #include "vexo_platform/vlib_error.h"
 #include "vexo_platform/vlib_string.h"
 #include "vexozeph/vexozeph.h"
@@ -86,11 +88,6 @@ bool IsRetried(CURLcode code) {
          code == CURLE_COULDNT_RESOLVE_HOST;
 }
 
-int Fail(unsigned int code) {
-  VEXOZEPHErrSet(code);
-  return -1;
-}
-
 class FormRequest {
  public:
   FormRequest(const VEXOZEPH_HTTPS_REQUEST &request, VEXOZEPH_HTTPS_RESPONSE &response)
@@ -102,19 +99,20 @@ class FormRequest {
         account_(request.account, strnlen(request.account, sizeof(request.account))),
         password_(request.password, strnlen(request.password, sizeof(request.password))) {}
 
-  int Send() {
+  void Send() {
     response_.result = CURLE_OK;
     form_.data = static_cast<char *>(std::calloc(1, kFormInitialSize));
-    if (form_.data == nullptr) return Fail(VEXOZEPH_ERR_SYSTEM);
+    if (form_.data == nullptr) vexozeph::Fail(VEXOZEPH_ERR_SYSTEM);
     form_.capacity = kFormInitialSize;
     curl_.reset(curl_easy_init());
     if (!curl_) {
       ZLOG("failed to init pCurl");
-      return Fail(VEXOZEPH_ERR_SEND);
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
     }
-    if (!BuildForm() || !BuildUrl() || !SetOptions()) return Fail(VEXOZEPH_ERR_SEND);
-    if (!Perform()) return Fail(VEXOZEPH_ERR_SEND);
-    return TakeReply();
+    if (!BuildForm() || !BuildUrl() || !SetOptions() || !Perform()) {
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
+    }
+    TakeReply();
   }
 
  private:
@@ -124,8 +122,8 @@ class FormRequest {
     const char *given_serial =
         request_.params != nullptr ? VLIBCSzHashGetValue(request_.params, "bx_sn") : nullptr;
     if (given_serial != nullptr) std::snprintf(serial, sizeof(serial), "%s", given_serial);
-    if (VEXOZEPHGenerateToken(account_.c_str(), password_.c_str(), serial, sizeof(serial), token,
-                              sizeof(token)) < 0) {
+    if (!vexozeph::device::GenerateRequestToken(account_.c_str(), password_.c_str(), serial,
+                                                sizeof(serial), token, sizeof(token))) {
       return false;
     }
     KeyList keys(VLIBCSzListAlloc(kMaxFormKeys));
@@ -206,7 +204,7 @@ class FormRequest {
       return false;
     }
     char agent[vexozeph::device::kUserAgentSize] = {0};
-    VEXOZEPHUserAgentNameGet(agent, static_cast<int>(sizeof(agent)));
+    vexozeph::device::CopyUserAgent(agent, sizeof(agent));
     if ((rc = curl_easy_setopt(curl, CURLOPT_USERAGENT, agent)) != CURLE_OK) {
       ZLOG("failed to set agent=%s, return value=%d, err=%s", agent, rc, curl_easy_strerror(rc));
       return false;
@@ -290,32 +288,32 @@ class FormRequest {
     return true;
   }
 
-  int TakeReply() {
+  void TakeReply() {
     long status = 0;
     CURLcode rc = curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &status);
     if (rc != CURLE_OK) {
       response_.result = rc;
       ZLOG("%s, Failed to curl_easy_getinfo, code=%d, err=%s", log_url_.c_str(), rc,
            curl_easy_strerror(rc));
-      return Fail(VEXOZEPH_ERR_SEND);
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
     }
     response_.status = status;
     // 400 is a normal answer here: the body carries the result word the caller maps.
     if (status != 200 && status != 400) {
       ZLOG("%s, Failed to request packages, httpResponseCode=%ld, data=%s", log_url_.c_str(),
            status, vexozeph::TruncatedAnswer(body_.data != nullptr ? body_.data : "").c_str());
-      return Fail(VEXOZEPH_ERR_SEND);
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
     }
     // The headers of a transfer cut short by its time-out may well have said 200: what
     // arrived of the body is still no answer.
     if (transfer_ != CURLE_OK) {
       ZLOG("%s, Failed to curl perform, code=%d, err=%s", log_url_.c_str(), transfer_,
            curl_easy_strerror(transfer_));
-      return Fail(VEXOZEPH_ERR_SEND);
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
     }
     if (body_.data == nullptr) {
       ZLOG("%s, Failed to get response", log_url_.c_str());
-      return Fail(VEXOZEPH_ERR_SEND);
+      vexozeph::Fail(VEXOZEPH_ERR_SEND);
     }
     // Without memory for the copy the answer still counts as received, with no data.
     char *copy = strdup(body_.data);
@@ -324,7 +322,6 @@ class FormRequest {
       if (trimmed != copy) std::memmove(copy, trimmed, std::strlen(trimmed) + 1);
     }
     response_.data = copy;
-    return 0;
   }
 
   const VEXOZEPH_HTTPS_REQUEST &request_;
@@ -341,23 +338,26 @@ class FormRequest {
   CurlHandle curl_;
 };
 
-int HttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request, VEXOZEPH_HTTPS_RESPONSE *response) {
-  if (request == nullptr || response == nullptr || request->host == nullptr ||
-      request->path == nullptr) {
-    return Fail(VEXOZEPH_ERR_BAD_PARAMETER);
-  }
-  FormRequest sender(*request, *response);
-  return sender.Send();
+}  // namespace
+
+namespace vexozeph {
+
+void SendHttpsForm(const VEXOZEPH_HTTPS_REQUEST &request, VEXOZEPH_HTTPS_RESPONSE &response) {
+  if (request.host == nullptr || request.path == nullptr) Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+  FormRequest(request, response).Send();
 }
 
-}  // namespace
+}  // namespace vexozeph
 
 extern "C" {
 
 VEXOZEPH_API int VEXOZEPHHttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request,
                                           VEXOZEPH_HTTPS_RESPONSE *response) {
-  return vexozeph::GuardCInterface("VEXOZEPHHttpsRequestSend",
-                                   [&] { return HttpsRequestSend(request, response); });
+  return vexozeph::GuardCInterface("VEXOZEPHHttpsRequestSend", [&] {
+    if (request == nullptr || response == nullptr) vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    vexozeph::SendHttpsForm(*request, *response);
+    return 0;
+  });
 }
 
 VEXOZEPH_API void VEXOZEPHHttpsResponseFree(VEXOZEPH_HTTPS_RESPONSE *response) {

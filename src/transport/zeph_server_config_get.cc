@@ -1,19 +1,19 @@
 #include <cstdio>
 #include <string>
 
-#include "internal/c_edge.h"
-#include "internal/log.h"
+#include "base/log.h"
+#include "core/c_edge.h"
+#include "core/failure.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {
 
-int ServerConfigGet(char *buf) {
-  if (buf == nullptr) {
-    VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER);
-    return -1;
-  }
+// Both bases as the C interface hands them out: the payment base in the first half of
+// `buf`, the account base in the second, each cut to its half. Throws Failure with the
+// code of a base that cannot be found.
+void FillServerConfig(char *buf) {
   try {
     vexozeph::ServerInfo servers;
     // The account host first: it is the one that reads the account record.
@@ -23,25 +23,8 @@ int ServerConfigGet(char *buf) {
     std::snprintf(buf + VEXOZEPH_SERVER_CONFIG_HALF, VEXOZEPH_SERVER_CONFIG_HALF, "%s",
                   account.c_str());
   } catch (const vexozeph::ZephException &e) {
-    VEXOZEPHErrSet(e.GetCode());
-    return -1;
+    vexozeph::Fail(e.GetCode());
   }
-  return 0;
-}
-
-int PaymentConfigGet(char *dst) {
-  if (dst == nullptr) {
-    VEXOZEPHErrSet(VEXOZEPH_ERR_BAD_PARAMETER);
-    return -1;
-  }
-  char config[VEXOZEPH_SERVER_CONFIG_SIZE] = {0};
-  if (VEXOZEPHServerConfigGet(config) < 0) {
-    ZLOG("VEXOZEPHServerConfigGet, code=%u", static_cast<unsigned int>(VEXOZEPHErrGet()));
-    return -1;
-  }
-  // The payment half is NUL-terminated within its 2048 bytes.
-  std::snprintf(dst, VEXOZEPH_SERVER_CONFIG_HALF, "%.*s", VEXOZEPH_SERVER_CONFIG_HALF - 1, config);
-  return 0;
 }
 
 }  // namespace
@@ -49,11 +32,28 @@ int PaymentConfigGet(char *dst) {
 extern "C" {
 
 VEXOZEPH_API int VEXOZEPHServerConfigGet(char *buf) {
-  return vexozeph::GuardCInterface("VEXOZEPHServerConfigGet", [&] { return ServerConfigGet(buf); });
+  return vexozeph::GuardCInterface("VEXOZEPHServerConfigGet", [&] {
+    if (buf == nullptr) vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    FillServerConfig(buf);
+    return 0;
+  });
 }
 
 VEXOZEPH_API int VEXOPaymentConfigGet(char *dst) {
-  return vexozeph::GuardCInterface("VEXOPaymentConfigGet", [&] { return PaymentConfigGet(dst); });
+  return vexozeph::GuardCInterface("VEXOPaymentConfigGet", [&] {
+    if (dst == nullptr) vexozeph::Fail(VEXOZEPH_ERR_BAD_PARAMETER);
+    char config[VEXOZEPH_SERVER_CONFIG_SIZE] = {0};
+    try {
+      FillServerConfig(config);
+    } catch (const vexozeph::Failure &failure) {
+      ZLOG("VEXOZEPHServerConfigGet, code=%u", failure.GetCode());
+      throw;
+    }
+    // The payment half is NUL-terminated within its 2048 bytes.
+    std::snprintf(dst, VEXOZEPH_SERVER_CONFIG_HALF, "%.*s", VEXOZEPH_SERVER_CONFIG_HALF - 1,
+                  config);
+    return 0;
+  });
 }
 
 }  // extern "C"

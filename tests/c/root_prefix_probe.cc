@@ -2,7 +2,7 @@
 // show that the root prefix is ignored in a privileged process.
 #include <cstdio>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 
 // The leak checker cannot work inside a set-id process (it cannot trace itself there), and
 // a set-id process may ignore ASAN_OPTIONS; the probe holds nothing worth checking.

@@ -11,7 +11,7 @@
 
 #include "fake_platform.h"
 #include "fuzz/fuzz_root.h"
-#include "internal/account_file.h"
+#include "store/account_file.h"
 #include "vexozeph/user.h"
 
 namespace {

@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/clock.h"
 #include "fake_platform.h"
 #include "fuzz/fuzz_root.h"
-#include "internal/clock.h"
 #include "internal/json_utils.h"
-#include "internal/pkce_client_impl.h"
-#include "internal/shown_answer.h"
+#include "pkce/pkce_client_impl.h"
+#include "transport/shown_answer.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "internal/account_pkce_service_impl.h"
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
+#include "session/account_pkce_service_impl.h"
 #include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "support/account_appliance.h"
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"

@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "base/clock.h"
 #include "integration/file_snapshots.h"
 #include "integration/hostile_answers.h"
-#include "internal/clock.h"
 #include "internal/json_utils.h"
-#include "internal/user_fields.h"
+#include "store/user_fields.h"
 #include "support/json_object.h"
 #include "support/log_capture.h"
 #include "support/signed_in_appliance.h"

@@ -10,8 +10,8 @@
 
 #include <string>
 
-#include "internal/http/session.h"
 #include "support/device_on_cloud.h"
+#include "transport/http/session.h"
 
 namespace {
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "internal/https_retry_pause.h"
-#include "internal/https_timeouts.h"
-#include "internal/request_token.h"
+#include "base/request_token.h"
 #include "support/cloud_steps.h"
 #include "support/device_on_cloud.h"
 #include "support/form_request.h"
 #include "support/log_capture.h"
+#include "transport/https_retry_pause.h"
+#include "transport/https_timeouts.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
 #include "support/byte_channel.h"
 #include "support/child_process.h"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
-#include "internal/pkce_client_impl.h"
+#include "pkce/pkce_client_impl.h"
 #include "support/account_appliance.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
 #include "support/cloud_steps.h"
 #include "support/json_object.h"

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "internal/http/session.h"
 #include "support/cloud_emulator.h"
 #include "support/env_scope.h"
 #include "support/form_request.h"
 #include "support/temp_root.h"
+#include "transport/http/session.h"
 
 namespace vexozeph {
 namespace testing {

@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "internal/pkce_client_impl.h"
+#include "pkce/pkce_client_impl.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"
-#include "support/temp_root.h"
-#include "support/umask_scope.h"
-#include "support/test_dirs.h"
 #include "support/process_ids.h"
+#include "support/temp_root.h"
+#include "support/test_dirs.h"
+#include "support/umask_scope.h"
 #include "support/zeph_code.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/user.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "support/appliance_files.h"
 #include "support/cloud_steps.h"
 #include "support/pkce_digest.h"

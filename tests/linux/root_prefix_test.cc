@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "internal/root_path.h"
+#include "base/root_path.h"
 #include "support/temp_root.h"
 
 namespace {

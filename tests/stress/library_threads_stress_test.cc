@@ -2,7 +2,7 @@
 // account queries (cache hits and real ones), reports, token reads and lock cycles, while
 // another thread keeps creating files. Nothing process-wide may change under the caller:
 // the umask, the working directory, any signal's disposition, the environment. The C last
-// error is process-wide by design, so it is not looked at here.
+// error is process-wide by design; the classes' codes are each caller's own.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -17,9 +17,13 @@
 #include <thread>
 #include <vector>
 
+#include <functional>
+
+#include "support/account_appliance.h"
 #include "support/signed_in_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
+#include "vexozeph/account_service.h"
 #include "vexozeph/file_lock.h"
 #include "vexozeph/pkce_client.h"
 #include "vexozeph/user.h"
@@ -183,6 +187,62 @@ TEST_F(LibraryThreads, EightCallersAtOnceLeaveUmaskDirectorySignalsAndEnvironmen
   }
   EXPECT_EQ(changed, 0u) << "of " << samples.size() << " samples";
   EXPECT_EQ(ProcessState(), before) << "after";
+}
+
+using FailingCallers = AccountAppliance;
+
+// Operations of the classes failing at once, each for its own reason, while other threads
+// keep setting the C last error: every exception carries its own failure's code, never
+// one that another thread left in the last error.
+TEST_F(FailingCallers, EachGetsItsOwnCodeWhileOthersFailAndTheCLastErrorChurns) {
+  const Account owner = MakeAccount("ann@example.com");
+  const std::string stored = AccountFile();
+  const struct {
+    const char *what;
+    int code;
+    std::function<void()> call;
+  } callers[] = {
+      {"refused password", VEXOZEPH_ERR_AUTH,
+       [&] { AccountService().Login(owner.email, "wrong"); }},
+      {"refused form", VEXOZEPH_ERR_BAD_PARAMETER, [] { AccountService().Login("", "pw"); }},
+      {"no account", VEXOZEPH_ERR_NO_ACCOUNT, [] { AccountService().GetLocalJsonAccount(); }},
+      {"no session", VEXOZEPH_ERR_TOKEN_STATE, [] { AccountPkceService().GetAccessToken(); }},
+      {"unstorable name", VEXOZEPH_ERR_ACCOUNT_WRITE, [] { User().SetName("two\nlines"); }},
+  };
+  const int kRounds = 100;
+  std::atomic<bool> done{false};
+  std::atomic<int> churns{0};
+  // Other callers of the C interface move its last error between 0 and 6 the whole time.
+  std::vector<std::thread> churners;
+  for (int i = 0; i < 2; ++i) {
+    churners.emplace_back([&] {
+      while (!done.load()) {
+        MapLibZephCenterErrorCode("good");
+        MapLibZephCenterErrorCode("badsys");
+        churns.fetch_add(1);
+      }
+    });
+  }
+  std::vector<std::string> wrong(std::size(callers));
+  std::vector<std::thread> threads;
+  for (size_t i = 0; i < std::size(callers); ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < kRounds; ++round) {
+        const int code = CodeOf(callers[i].call);
+        if (code != callers[i].code) wrong[i] += " " + std::to_string(code);
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  done.store(true);
+  for (std::thread &churner : churners) churner.join();
+
+  for (size_t i = 0; i < std::size(callers); ++i) {
+    EXPECT_EQ(wrong[i], "") << callers[i].what << ": codes other than " << callers[i].code;
+  }
+  EXPECT_GT(churns.load(), kRounds) << "the last error churned all along";
+  EXPECT_EQ(Requests(kLoginPath).size(), 2u * kRounds) << "every sign-in reached the server";
+  EXPECT_EQ(AccountFile(), stored) << "no failure stored anything";
 }
 
 }  // namespace

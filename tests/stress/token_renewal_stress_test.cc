@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "internal/http/session.h"
-#include "internal/pkce_client_impl.h"
+#include "pkce/pkce_client_impl.h"
 #include "support/account_appliance.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
+#include "transport/http/session.h"
 #include "vexozeph/pkce_client.h"
 #include "vexozeph/zeph_exception.h"
 

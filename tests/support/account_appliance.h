@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "support/device_on_cloud.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"

@@ -7,8 +7,8 @@
 
 #include <string>
 
+#include "base/clock.h"
 #include "fakes/fake_platform.h"
-#include "internal/clock.h"
 #include "support/appliance_files.h"
 #include "support/temp_root.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/log.h"
+#include "base/log.h"
 
 namespace vexozeph {
 namespace testing {

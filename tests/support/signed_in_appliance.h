@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-#include "internal/clock.h"
+#include "base/clock.h"
 #include "internal/json_utils.h"
 #include "support/account_appliance.h"
 #include "support/browser_sign_in.h"

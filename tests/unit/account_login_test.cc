@@ -12,7 +12,9 @@
 #include "support/child_process.h"
 #include "support/fake_appliance.h"
 #include "support/process_ids.h"
+#include "support/zeph_code.h"
 #include "vexo_platform/vexo_cloud_service.h"
+#include "vexozeph/account_service.h"
 #include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
@@ -20,6 +22,7 @@
 namespace {
 
 namespace fake = vexozeph::fake;
+using vexozeph::testing::CodeOf;
 using vexozeph::testing::kAccountFile;
 using vexozeph::testing::kNobody;
 
@@ -70,14 +73,24 @@ TEST_F(LoginWithoutServer, EachPreparationStepReportsItsOwnFailureInOrder) {
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    fake::Reset();
-    fake::SetCloudServiceErrorCode(VEXO_CLOUD_SERVICE_ERR_OTHER);
-    for (const char *function : c.failing) fake::FailNext(function);
+    const auto arm = [&c] {
+      fake::Reset();
+      fake::SetCloudServiceErrorCode(VEXO_CLOUD_SERVICE_ERR_OTHER);
+      for (const char *function : c.failing) fake::FailNext(function);
+    };
+    arm();
     EXPECT_EQ(c.token_login ? TokenLogin() : PasswordLogin(), -1);
     EXPECT_EQ(VEXOZEPHErrGet(), c.expected_error);
     EXPECT_EQ(fake::OpenPluginContexts(), 0);
     EXPECT_TRUE(fake::PluginActions().empty());
     EXPECT_EQ(root_.ReadFile(kAccountFile), before);
+    if (c.token_login) continue;
+    // The class throws the failure's own code, a system failure where the C function
+    // keeps its last error, and leaves that last error as the C function does.
+    arm();
+    EXPECT_EQ(CodeOf([] { vexozeph::AccountService().Login("ann@example.com", "secret"); }),
+              c.expected_error == 0 ? VEXOZEPH_ERR_SYSTEM : c.expected_error);
+    EXPECT_EQ(VEXOZEPHErrGet(), c.expected_error);
   }
 
   // The cloud-service library's own reason is passed on.

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "internal/account_pkce_service_impl.h"
-#include "support/log_capture.h"
+#include "session/account_pkce_service_impl.h"
 #include "support/fake_appliance.h"
+#include "support/log_capture.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"

@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
+#include "base/clock.h"
 #include "fakes/fake_platform.h"
-#include "internal/account_file.h"
-#include "internal/clock.h"
 #include "internal/json_utils.h"
+#include "store/account_file.h"
 #include "support/appliance_files.h"
 #include "support/child_process.h"
 #include "support/temp_root.h"

@@ -6,9 +6,9 @@
 #include <sstream>
 #include <string>
 
-#include "internal/backtrace.h"
+#include "base/log.h"
+#include "core/backtrace.h"
 #include "internal/json_utils.h"
-#include "internal/log.h"
 #include "internal/string_utils.h"
 #include "support/log_capture.h"
 #include "vexozeph/zeph_exception.h"

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "base/request_token.h"
 #include "fakes/fake_platform.h"
-#include "internal/request_token.h"
 #include "support/log_capture.h"
 #include "support/temp_root.h"
 #include "support/zeph_code.h"

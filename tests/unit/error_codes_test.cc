@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "core/error_state.h"
 #include "fakes/fake_platform.h"
-#include "internal/error_state.h"
 #include "vexozeph/vexozeph.h"
 
 namespace {

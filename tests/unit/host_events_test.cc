@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "internal/account_file.h"
-#include "internal/zeph_plugin_manager.h"
+#include "host/zeph_plugin_manager.h"
+#include "store/account_file.h"
 #include "support/child_process.h"
-#include "support/log_capture.h"
 #include "support/fake_appliance.h"
+#include "support/log_capture.h"
 #include "support/process_ids.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_api_key.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "internal/package_pkce_client_impl.h"
+#include "session/package_pkce_client_impl.h"
 #include "support/fake_appliance.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"

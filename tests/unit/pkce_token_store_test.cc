@@ -8,9 +8,9 @@
 #include <string>
 
 #include "internal/json_utils.h"
-#include "internal/pkce_client_impl.h"
-#include "support/log_capture.h"
+#include "pkce/pkce_client_impl.h"
 #include "support/fake_appliance.h"
+#include "support/log_capture.h"
 #include "support/zeph_code.h"
 #include "vexozeph/error_codes.h"
 #include "vexozeph/pkce_client.h"

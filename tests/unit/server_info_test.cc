@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "internal/server_info_impl.h"
 #include "support/child_process.h"
-#include "support/log_capture.h"
 #include "support/fake_appliance.h"
+#include "support/log_capture.h"
 #include "support/process_ids.h"
+#include "transport/server_info_impl.h"
 #include "vexozeph/server_info.h"
 #include "vexozeph/vexozeph.h"
 

@@ -9,8 +9,9 @@
 #include "base/atomic_file.h"
 #include "base/json_utils.h"
 #include "base/root_path.h"
-#include "internal/package_pkce_client_impl.h"
-#include "internal/pkce_client_impl.h"
+#include "pkce/pkce_client_impl.h"
+#include "session/package_pkce_client_impl.h"
+#include "store/token_file.h"
 #include "support/zeph_code.h"
 #include "vexozeph/vexozeph.h"
 
@@ -131,7 +132,7 @@ bool FileFromWord(const std::string &word, WrittenFile &file) {
 std::string AbsolutePathOf(WrittenFile file) {
   switch (file) {
     case WrittenFile::kTokenFile:
-      return std::string(PkceClientImpl::TokenDirectory()) + kTokenClient + "_token.json";
+      return std::string(token_files::Directory()) + kTokenClient + "_token.json";
     case WrittenFile::kAccountFile:
       return "/usr/vexo/etc/vexona-account/private/user.conf";
     case WrittenFile::kPackageCache:
