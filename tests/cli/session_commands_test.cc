@@ -56,8 +56,6 @@ class SessionCommands : public CliAgainstCloud {
                            cloud_->DeviceScope(kSerial, kMac), printed.state, printed.challenge});
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
-
   Account account_;
 };
 

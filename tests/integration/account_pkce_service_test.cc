@@ -16,6 +16,7 @@
 #include "support/browser_sign_in.h"
 #include "support/cloud_steps.h"
 #include "support/log_capture.h"
+#include "support/occurrences.h"
 #include "support/zeph_code.h"
 #include "vexozeph/account_pkce_service.h"
 #include "vexozeph/error_codes.h"
@@ -57,19 +58,10 @@ class AccountPkceSession : public AccountAppliance {
     return AccountPkceService().Login(BrowserSignIn(owner_));
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
-
   std::string Heard() const { return root_.ReadFile("/tmp/heard"); }
 
-  size_t LogoutEvents() const {
-    const std::string events = root_.ReadFile(kEventLog);
-    size_t count = 0;
-    for (size_t at = events.find("0x13A00002"); at != std::string::npos;
-         at = events.find("0x13A00002", at + 1)) {
-      ++count;
-    }
-    return count;
-  }
+  // Sign-outs in the system event log.
+  size_t LogoutEvents() const { return Occurrences(root_.ReadFile(kEventLog), "0x13A00002"); }
 
   // Nothing of the session is left here, and the listeners heard of it once.
   void ExpectSignedOut() const {

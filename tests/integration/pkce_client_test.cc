@@ -44,10 +44,8 @@ class PkceClientAgainstCloud : public AccountAppliance {
     clock::SetForTesting(now);
     auto code = Authorize();
     client_.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
-    return File();
+    return TokenFile();
   }
-
-  Json::Value File() const { return JsonFileIn(root_, kSessionTokenFile); }
 
   // The next answer of the token endpoint, whatever was asked.
   void AnswerToken(int status, const std::string &body,
@@ -68,7 +66,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   device.SetPkceConfig(config_);
   device.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
   // Another client object of the same name works on the file saved above.
-  Json::Value first = File();
+  Json::Value first = TokenFile();
   EXPECT_EQ(first["created_at"].asInt64(), t0);
   const int64_t lifetime = first["expires_in"].asInt64();
   ASSERT_GT(lifetime, 0);
@@ -94,7 +92,7 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   EXPECT_TRUE(SentAs(renewals[0], renewals[0].path,
                      {"grant_type", "refresh_token", "refresh_token",
                       first["refresh_token"].asString(), "client_id", "zeph-device"}));
-  Json::Value second = File();
+  Json::Value second = TokenFile();
   EXPECT_EQ(second["access_token"].asString(), renewed);
   EXPECT_NE(second["refresh_token"], first["refresh_token"]);
   EXPECT_EQ(second["created_at"].asInt64(), t0 + lifetime + 1);

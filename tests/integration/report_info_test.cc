@@ -39,10 +39,6 @@ class ReportInfo : public SignedInAppliance {
     return VEXOZEPHReportInfo();
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
-  std::vector<Json::Value> Notifications() const {
-    return JsonLines(root_.ReadFile(kNotifications));
-  }
   void Answer(int status, const std::string &body) {
     ForceAnswer(*cloud_, "account", kReportPath, status, body);
   }
