@@ -1,8 +1,8 @@
-# What `cmake --install` puts in place, in three components that the Debian packages
-# follow (cmake/Packaging.cmake):
+# What `cmake --install` puts in place, in three components (the Debian packages of
+# debian/ split them further: one package per library, the tool, the emulator):
 #   runtime      the two shared libraries: libvexozeph.so.1 and libvexoplatform.so.1
 #   development  public headers, the .so links, pkg-config files, the CMake package
-#   tools        the command-line tool vexozeph, its man page, and the zeph-cloud emulator
+#   tools        the command-line tool vexozeph and the zeph-cloud emulator, with their man pages
 include(CMakePackageConfigHelpers)
 
 set(VEXOZEPH_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vexozeph)
@@ -42,4 +42,4 @@ endforeach()
 
 install(TARGETS vexozeph-cli zeph-cloud RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(FILES ${PROJECT_SOURCE_DIR}/tools/vexozeph/vexozeph.1
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  ${PROJECT_SOURCE_DIR}/tools/zeph-cloud/zeph-cloud.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)

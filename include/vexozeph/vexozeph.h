@@ -183,6 +183,21 @@ VEXOZEPH_API int VEXOZEPHHttpsRequestSend(const VEXOZEPH_HTTPS_REQUEST *request,
 /* Frees the reply body and clears `data` and `status`; null is ignored. */
 VEXOZEPH_API void VEXOZEPHHttpsResponseFree(VEXOZEPH_HTTPS_RESPONSE *response);
 
+/* ---- Payment host ----------------------------------------------------------------- */
+
+/* Posts the JSON object `json` to `path` (below the payment host's base, no leading
+ * slash) with "bx_sn" (the object's own "bx_sn" when it has one, else the appliance
+ * serial) and "bx_token" added, over the same HTTPS rules as VEXOZEPHHttpsRequestSend.
+ * `short_timeout` non-zero: 15-second time-outs and two attempts, else 120 and three.
+ * The reply is handed back as VEXOZEPHHttpsRequestSend hands back its own: 0 when the
+ * host answered 200 or 400 with a body, which is then in `data` (free it with
+ * VEXOZEPHHttpsResponseFree); the caller judges the body. -1 with last error 1 (a null
+ * argument, a path with a leading slash, `json` not an object or holding "bx_token"),
+ * 7 (no payment host) or 4 (anything else, including other statuses and replies over
+ * 8 MiB). On -1 `data` is left as it was. */
+VEXOZEPH_API int VEXOPaymentHTTPSSendWithJSON(const char *path, const char *json, int short_timeout,
+                                              VEXOZEPH_HTTPS_RESPONSE *response);
+
 VEXOZEPH_EXTERN_C_END
 
 #endif /* VEXOZEPH_VEXOZEPH_H_ */

@@ -38,4 +38,23 @@ VEXOZEPH_API int VEXOZEPHAccountUnregisterCrond(void);
 // {"<account>": {"services": [{"type": "package"|"zipreach"|"ddns", "value": ...}]}}.
 VEXOZEPH_API int VEXOZEPHAccountScanExisting(Json::Value &accounts);
 
+// ---- Store and purchases (the payment host; 15-second time-outs, two attempts) ----------
+
+// The signed-in account's purchases: {"purchases": [{"order_id", "item_id", "name",
+// "amount" (decimal text), "currency", "status" (texts), "purchased_at" (seconds since
+// the epoch)}]}, in the payment host's order. Sent with the stored user id and auth key;
+// `result` is untouched on failure. -1 with 3 when nobody is signed in (or the account
+// left while the host answered), the server's word as a code when it refuses (a refusal
+// signs nothing out), 2 for an answer that is not JSON, 5 for one without a result word
+// or with a purchase lacking a member, 7, 4 or 1 as VEXOPaymentHTTPSSendWithJSON.
+VEXOZEPH_API int VEXOZEPHAccountPurchaseList(Json::Value &result);
+
+// What a management page needs to embed the store page for this device and account:
+// {"address", "params": {"ticket"}, "url" (address and parameters), "expires_in",
+// "expires_at"}. The ticket is a single-use proof of the device and the account that the
+// payment host issues for a few minutes; the auth key never goes into the address. Load
+// the page once, before "expires_at"; ask again for every page load. Codes as
+// VEXOZEPHAccountPurchaseList, 5 also when the ticket or its lifetime is unusable.
+VEXOZEPH_API int VEXOZEPHGetIframeInfo(Json::Value &info);
+
 #endif  // VEXOZEPH_ZEPH_ACCOUNT_H_

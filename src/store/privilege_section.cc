@@ -69,10 +69,9 @@ bool PrivilegeSection::Enter() {
   }
   if (ok) ok = SetEffective(false, 0);
   if (!ok) {
-    // Do not keep a half-raised process: drop the group again if it went up.
-    if (raised_group) {
-      ::setresgid(static_cast<gid_t>(-1), saved_gid, static_cast<gid_t>(-1));
-    }
+    // Do not keep a half-raised process: drop the group again if it went up (a failure to
+    // do so is logged there).
+    if (raised_group) SetEffective(true, saved_gid);
     log::Write(LOG_AUTH | LOG_ERR, "%s:%d ERROR: ENTERCriticalSection", module_, line_);
     errno = EPERM;
     log::Write(LOG_ERR, "%s:%d Change permission failed", module_, line_);

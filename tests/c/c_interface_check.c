@@ -16,6 +16,11 @@ int main(void) {
   /* Resolved from the shared library, not run: it would report this machine. */
   int (*report)(void) = VEXOZEPHReportInfo;
   if (report == NULL) return 6;
+  /* The payment host's sender checks its arguments before it looks for the host. */
+  VEXOZEPH_HTTPS_RESPONSE reply = {0, 0, NULL};
+  if (VEXOPaymentHTTPSSendWithJSON("api/x", "[1]", 1, &reply) != -1 || VEXOZEPHErrGet() != 1) {
+    return 7;
+  }
   printf("c interface ok\n");
   return 0;
 }

@@ -15,7 +15,7 @@ foreach(line ${lines})
   if(name STREQUAL "")
     continue()
   endif()
-  if(name MATCHES "^VEXOZEPH" OR name MATCHES "^_Z[0-9]+VEXOZEPH" OR name MATCHES "^VEXOPaymentConfigGet$"
+  if(name MATCHES "^VEXOZEPH" OR name MATCHES "^_Z[0-9]+VEXOZEPH" OR name MATCHES "^VEXOPayment(ConfigGet|HTTPSSendWithJSON)$"
      OR name MATCHES "^(GetZephErrorMsg|printErrCode|GetErrorCodeFromAccountError|MapLibZephCenterErrorCode)$"
      OR name MATCHES "^_ZN8vexozeph" OR name MATCHES "^_ZNK8vexozeph"
      OR name MATCHES "^_ZT[ISV]N8vexozeph" OR name MATCHES "^_ZlsRSoRKN8vexozeph"

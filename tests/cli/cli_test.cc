@@ -357,6 +357,18 @@ TEST_F(Cli, HelpOfTheToolAndEveryCommandMatchesTheReferenceAndTheManPage) {
   }
 }
 
+// The emulator ships with its own man page: every option of its help is there.
+TEST(ZephCloudManPage, ListsEveryOptionOfTheEmulatorsHelp) {
+  const std::string man_page = Unescaped(ReadSourceFile(ZEPH_CLOUD_MAN_PAGE));
+  const CliResult help = RunCli(ZEPH_CLOUD_BINARY, {"--help"}, "");
+  ASSERT_EQ(help.status, 0) << help.err;
+  const std::set<std::string> options = LongOptions(help.out);
+  EXPECT_GT(options.size(), 15u) << help.out;
+  for (const std::string &name : options) {
+    EXPECT_NE(man_page.find(name), std::string::npos) << name << " is missing from the man page";
+  }
+}
+
 }  // namespace
 }  // namespace testing
 }  // namespace vexozeph

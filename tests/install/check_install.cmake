@@ -1,6 +1,6 @@
-# Installs the build tree into a staging prefix with `cmake --install`, checks what is in
-# place, then builds and runs two consumers against the staging tree with their own
-# commands: a C program through pkg-config, and a C++ project through find_package.
+# Installs the build tree into a staging prefix with `cmake --install` and checks it and
+# its consumers (consumers.cmake). The installed tool must find the installed libraries
+# by itself, so it runs with no library path.
 # BUILD: the build directory; SOURCE: this directory; WORK: a scratch directory;
 # C_COMPILER, CXX_COMPILER: the compilers; SANITIZE: ON when the build is instrumented
 # (the consumers then need the sanitizer runtimes too).
@@ -10,87 +10,17 @@ foreach(var BUILD SOURCE WORK C_COMPILER CXX_COMPILER)
   endif()
 endforeach()
 
-function(run what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${rc}):\n${out}")
-  endif()
-  set(last_output "${out}" PARENT_SCOPE)
-endfunction()
-
 file(REMOVE_RECURSE "${WORK}")
-set(staging "${WORK}/staging")
-file(MAKE_DIRECTORY "${WORK}/root/tmp")
-run("cmake --install" "${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${staging}")
-
-# What must be in place, and what must not.
-file(GLOB libdir_candidates "${staging}/lib*/libvexozeph.so")
-list(LENGTH libdir_candidates found)
-if(NOT found EQUAL 1)
-  message(FATAL_ERROR "libvexozeph.so is not installed under ${staging}/lib*")
+set(PREFIX "${WORK}/staging")
+execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${PREFIX}"
+  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "cmake --install failed (${rc}):\n${out}")
 endif()
-get_filename_component(libdir "${libdir_candidates}" DIRECTORY)
-foreach(lib vexozeph vexoplatform)
-  foreach(name lib${lib}.so lib${lib}.so.1)
-    if(NOT IS_SYMLINK "${libdir}/${name}")
-      message(FATAL_ERROR "${libdir}/${name} is not a link")
-    endif()
-  endforeach()
-  file(GLOB real "${libdir}/lib${lib}.so.1.*")
-  if(NOT real)
-    message(FATAL_ERROR "the versioned lib${lib}.so.1.* is missing")
-  endif()
-endforeach()
-foreach(path include/vexozeph/vexozeph.h include/vexozeph/zeph_account.h
-             include/vexo_platform/vlib_string.h bin/vexozeph bin/zeph-cloud
-             share/man/man1/vexozeph.1)
-  if(NOT EXISTS "${staging}/${path}")
+foreach(path bin/vexozeph bin/zeph-cloud share/man/man1/vexozeph.1 share/man/man1/zeph-cloud.1)
+  if(NOT EXISTS "${PREFIX}/${path}")
     message(FATAL_ERROR "${path} is not installed")
   endif()
 endforeach()
-foreach(path "${libdir}/pkgconfig/vexozeph.pc" "${libdir}/pkgconfig/vexoplatform.pc"
-             "${libdir}/cmake/vexozeph/vexozephConfig.cmake")
-  if(NOT EXISTS "${path}")
-    message(FATAL_ERROR "${path} is not installed")
-  endif()
-endforeach()
-if(EXISTS "${staging}/include/internal")
-  message(FATAL_ERROR "the library's internal headers must not be installed")
-endif()
-
-set(sanitize_flags "")
-if(SANITIZE)
-  set(sanitize_flags -fsanitize=address,undefined)
-endif()
-set(run_env "${CMAKE_COMMAND}" -E env "VEXOZEPH_ROOT=${WORK}/root")
-
-# The installed tool finds the installed libraries by itself.
-run("the installed tool" ${run_env} "${staging}/bin/vexozeph" --version)
-execute_process(COMMAND ${run_env} "${staging}/bin/vexozeph" status
-  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT rc EQUAL 3 OR NOT out MATCHES "not signed in")
-  message(FATAL_ERROR "the installed tool in an empty root: status ${rc}\n${out}${err}")
-endif()
-
-# C through pkg-config.
-set(ENV{PKG_CONFIG_PATH} "${libdir}/pkgconfig")
-run("pkg-config" pkg-config --cflags --libs vexozeph)
-string(STRIP "${last_output}" pkg_flags)
-separate_arguments(pkg_flags UNIX_COMMAND "${pkg_flags}")
-if(NOT pkg_flags MATCHES "-lvexoplatform")
-  message(FATAL_ERROR "pkg-config's flags for vexozeph lack the platform library: ${pkg_flags}")
-endif()
-run("compiling the C consumer with pkg-config's flags" "${C_COMPILER}" -std=c11 -Wall -Wextra
-    -Werror ${sanitize_flags} "${SOURCE}/c_consumer.c" ${pkg_flags} -o "${WORK}/c_consumer")
-run("the C consumer" ${run_env} "LD_LIBRARY_PATH=${libdir}" "${WORK}/c_consumer")
-message(STATUS "${last_output}")
-
-# C++ through find_package.
-set(cxx_build "${WORK}/cxx_build")
-run("configuring the C++ consumer" "${CMAKE_COMMAND}" -S "${SOURCE}/cxx_consumer" -B "${cxx_build}"
-    "-DCMAKE_PREFIX_PATH=${staging}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
-    "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror ${sanitize_flags}"
-    "-DCMAKE_EXE_LINKER_FLAGS=${sanitize_flags}")
-run("building the C++ consumer" "${CMAKE_COMMAND}" --build "${cxx_build}")
-run("the C++ consumer" ${run_env} "${cxx_build}/consumer")
-message(STATUS "${last_output}")
+set(TOOL_ENV "")
+include(${CMAKE_CURRENT_LIST_DIR}/consumers.cmake)

@@ -1,50 +1,48 @@
-# Builds the Debian packages with CPack and checks that each component went into its own
-# package with the right files and dependencies.
-# BUILD: the build directory; WORK: a scratch directory.
-foreach(var BUILD WORK)
+# Checks the Debian packages that tests/install/build-debs built: what each holds, what it
+# must not hold and what it depends on; then unpacks them all into one tree and builds
+# the consumers against it (consumers.cmake).
+# DEBS: the directory of the .deb files; WORK: a scratch directory; SOURCE, C_COMPILER,
+# CXX_COMPILER as in consumers.cmake.
+foreach(var DEBS WORK SOURCE C_COMPILER CXX_COMPILER)
   if(NOT ${var})
     message(FATAL_ERROR "${var} is required")
   endif()
 endforeach()
 
-file(REMOVE_RECURSE "${WORK}")
-file(MAKE_DIRECTORY "${WORK}")
-get_filename_component(cmake_dir "${CMAKE_COMMAND}" DIRECTORY)
-execute_process(COMMAND "${cmake_dir}/cpack" -G DEB --config "${BUILD}/CPackConfig.cmake" -B "${WORK}"
-  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "cpack failed (${rc}):\n${out}")
-endif()
-
-# package name -> a file it must hold, a file it must not hold, a dependency it must name
+# package | a path it must hold | a path it must not hold | a dependency it must name
 set(checks
-  "libvexozeph1|./usr/lib/libvexozeph.so.1|./usr/include/vexozeph/vexozeph.h|libcurl"
-  "libvexozeph-dev|./usr/include/vexozeph/vexozeph.h|./usr/lib/libvexozeph.so.1.|libvexozeph1 (="
-  "libvexozeph-dev|./usr/lib/pkgconfig/vexozeph.pc|./usr/bin/vexozeph|libvexozeph1 (="
-  "libvexozeph-dev|./usr/lib/cmake/vexozeph/vexozephConfig.cmake|./usr/bin/zeph-cloud|libvexozeph1 (="
-  "vexozeph-tools|./usr/bin/vexozeph|./usr/lib/libvexozeph.so|libvexozeph1 (="
-  "vexozeph-tools|./usr/share/man/man1/vexozeph.1|./usr/include/vexozeph/vexozeph.h|libvexozeph1 (="
-  "vexozeph-tools|./usr/bin/zeph-cloud|./usr/lib/libvexoplatform.so|libvexozeph1 (=")
+  "libvexozeph1|/libvexozeph.so.1.|/libvexoplatform.so.1|libvexoplatform1 (>= 1.0.0)"
+  "libvexozeph1|/libvexozeph.so.1 ->|/usr/include/|libcurl"
+  "libvexoplatform1|/libvexoplatform.so.1.|/libvexozeph.so|libjsoncpp"
+  "libvexozeph-dev|/usr/include/vexozeph/vexozeph.h|/libvexozeph.so.1.|libvexozeph1 (= "
+  "libvexozeph-dev|/usr/include/vexo_platform/vlib_string.h|/usr/bin/|libvexoplatform1 (= "
+  "libvexozeph-dev|/pkgconfig/vexozeph.pc|/usr/include/internal|libjsoncpp-dev"
+  "libvexozeph-dev|/cmake/vexozeph/vexozephConfig.cmake|/usr/bin/|libvexozeph1 (= "
+  "vexozeph|/usr/bin/vexozeph|/usr/bin/zeph-cloud|libvexozeph1 (>= 1.0.0)"
+  "vexozeph|/usr/share/man/man1/vexozeph.1.gz|/libvexozeph.so|libvexoplatform1 (>= 1.0.0)"
+  "zeph-cloud|/usr/bin/zeph-cloud|/usr/bin/vexozeph|libssl"
+  "zeph-cloud|/usr/share/man/man1/zeph-cloud.1.gz|/libvexozeph.so|libjsoncpp")
+file(REMOVE_RECURSE "${WORK}")
 foreach(check ${checks})
   string(REPLACE "|" ";" parts "${check}")
   list(GET parts 0 package)
   list(GET parts 1 holds)
   list(GET parts 2 lacks)
   list(GET parts 3 depends)
-  file(GLOB deb "${WORK}/${package}_*.deb")
+  file(GLOB deb "${DEBS}/${package}_*.deb")
   if(NOT deb)
-    message(FATAL_ERROR "no package ${package} was built:\n${out}")
+    message(FATAL_ERROR "no package ${package} was built in ${DEBS}")
   endif()
   execute_process(COMMAND dpkg-deb -c "${deb}" OUTPUT_VARIABLE listing RESULT_VARIABLE rc)
   execute_process(COMMAND dpkg-deb --field "${deb}" Depends OUTPUT_VARIABLE deps)
   if(NOT rc EQUAL 0)
     message(FATAL_ERROR "dpkg-deb cannot read ${deb}")
   endif()
-  string(FIND "${listing}" " ${holds}" at)
+  string(FIND "${listing}" "${holds}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "${package} lacks ${holds}:\n${listing}")
   endif()
-  string(FIND "${listing}" " ${lacks}" at)
+  string(FIND "${listing}" "${lacks}" at)
   if(NOT at EQUAL -1)
     message(FATAL_ERROR "${package} must not hold ${lacks}:\n${listing}")
   endif()
@@ -53,3 +51,20 @@ foreach(check ${checks})
     message(FATAL_ERROR "${package} does not depend on ${depends}: ${deps}")
   endif()
 endforeach()
+
+# The packages unpacked together, as dpkg would lay them out.
+file(MAKE_DIRECTORY "${WORK}/unpacked")
+file(GLOB debs "${DEBS}/*.deb")
+foreach(deb ${debs})
+  execute_process(COMMAND dpkg-deb -x "${deb}" "${WORK}/unpacked" RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "dpkg-deb cannot unpack ${deb}")
+  endif()
+endforeach()
+set(PREFIX "${WORK}/unpacked/usr")
+# Installed on a device, the libraries are on the default search path; unpacked here,
+# they are not.
+file(GLOB_RECURSE zeph_lib "${PREFIX}/lib/*/libvexozeph.so.1")
+get_filename_component(zeph_libdir "${zeph_lib}" DIRECTORY)
+set(TOOL_ENV "LD_LIBRARY_PATH=${zeph_libdir}")
+include(${CMAKE_CURRENT_LIST_DIR}/consumers.cmake)

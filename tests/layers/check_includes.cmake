@@ -2,7 +2,7 @@
 # folder:
 #
 #   base < platform < src/core < src/store < src/transport < src/host
-#        < src/account, src/pkce (siblings: neither includes the other) < src/session
+#        < src/account, src/pkce, src/payment (siblings: none includes another) < src/session
 #
 # A public header (include/vexozeph/X.h) belongs to the folder of the source that includes
 # it first (its implementation); one that no source owns so (the C interface's
@@ -25,8 +25,9 @@ set(RANK_transport 4)
 set(RANK_host 5)
 set(RANK_account 6)
 set(RANK_pkce 6)
+set(RANK_payment 6)
 set(RANK_session 7)
-set(LIBRARY_FOLDERS core store transport host account pkce session)
+set(LIBRARY_FOLDERS core store transport host account pkce payment session)
 
 function(quoted_includes file out)
   file(STRINGS "${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")

@@ -2,16 +2,24 @@
 #include "support/appliance_files.h"
 
 #include <fcntl.h>
+#include <net/if.h>
+#include <netinet/in.h>
 #include <openssl/rand.h>
+#include <sched.h>
 #include <signal.h>
 #include <strings.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -32,6 +40,67 @@ namespace fs = std::filesystem;
 
 const char kDefaultsConfigDir[] = "/usr/vexo/etc.defaults/vexona-account/config";
 const char kLoginRedirectPath[] = "/device/oauth/login/callback";
+
+// The port of the build's test payment base ("https://127.0.0.1:18445"): the library has
+// no other way to the payment host.
+std::string BuiltInPaymentPort() {
+  const std::string base = VEXOZEPH_TEST_PAYMENT_HOST;
+  return base.substr(base.rfind(':') + 1);
+}
+
+// Moves this process into a network namespace of its own with its loopback up, where the
+// built-in test ports are free whatever else runs on the machine. False, with errno, when
+// the process may not (it takes root, and some containers refuse even root).
+bool EnterPrivateNetwork() {
+  if (::unshare(CLONE_NEWNET) != 0) return false;
+  const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  ifreq request{};
+  std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
+  const bool up = fd >= 0 && ::ioctl(fd, SIOCGIFFLAGS, &request) == 0 &&
+                  (request.ifr_flags |= IFF_UP, ::ioctl(fd, SIOCSIFFLAGS, &request) == 0);
+  if (fd >= 0) ::close(fd);
+  if (!up)
+    throw std::runtime_error(std::string("no loopback in the new network namespace: ") +
+                             std::strerror(errno));
+  return true;
+}
+
+// In the machine's own network namespace the built-in payment port is one for every test
+// process of every checkout: a lock file named for it lets one emulator at a time serve
+// it, the others waiting their turn, and a probe tells whether something else holds the
+// port. The lock, once taken, lasts as long as the returned descriptor. Empty, with
+// `why` set, when the port cannot be had.
+vexozeph::UniqueFd ClaimSharedPaymentPort(const std::string &port, std::string &why) {
+  const std::string lock_path = "/tmp/vexozeph-test-payment-port-" + port + ".lock";
+  vexozeph::UniqueFd lock(
+      ::open(lock_path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+  if (!lock.Valid()) {
+    why = "cannot open " + lock_path + ": " + std::strerror(errno);
+    return vexozeph::UniqueFd();
+  }
+  // A store test takes seconds; a minute's wait means a run that is stuck, not busy.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (::flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline) {
+      why = lock_path + " stayed locked by another test run for a minute";
+      return vexozeph::UniqueFd();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  // Something listening there would share the port with the emulator, which binds it
+  // with SO_REUSEPORT; a closed port (or one left in TIME_WAIT) refuses the connection.
+  vexozeph::UniqueFd probe(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(std::stoi(port)));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (probe.Valid() &&
+      ::connect(probe.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0) {
+    why = "another program listens on port " + port + " of the loopback";
+    return vexozeph::UniqueFd();
+  }
+  return lock;
+}
 
 std::string ReadAll(const std::string &path) {
   std::string content;
@@ -216,6 +285,26 @@ void CloudEmulator::Start(const std::string &binary, const Options &options) {
                                    "--templates-dir",
                                    root_.Path(kDefaultsConfigDir)};
   if (options.verbose) args.push_back("--verbose");
+  if (options.payment_at_built_in_port) {
+    // A network namespace of its own where the process may make one; else the machine's
+    // own, where the port must be free and is taken in turns.
+    const std::string port = BuiltInPaymentPort();
+    if (EnterPrivateNetwork()) {
+      payment_at_built_in_port_ = true;
+    } else {
+      const std::string refused = std::string("unshare(CLONE_NEWNET): ") + std::strerror(errno);
+      std::string taken;
+      payment_port_lock_ = ClaimSharedPaymentPort(port, taken);
+      payment_at_built_in_port_ = payment_port_lock_.Valid();
+      if (!payment_at_built_in_port_) {
+        why_no_payment_host_ =
+            "the payment host cannot be served at the build's test payment "
+            "base: " +
+            refused + ", and " + taken;
+      }
+    }
+    if (payment_at_built_in_port_) args.insert(args.end(), {"--payment-port", port});
+  }
   args.insert(args.end(), options.extra_args.begin(), options.extra_args.end());
   std::vector<char *> argv;
   for (auto &arg : args) argv.push_back(&arg[0]);

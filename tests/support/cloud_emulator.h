@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/unique_fd.h"
 #include "support/temp_root.h"
 #include "zeph-cloud/records.h"
 
@@ -101,6 +102,12 @@ class CloudEmulator {
     std::string tls_dir;  // empty: a per-user cache under /tmp, shared between tests
     bool verbose = false;
     std::vector<std::string> extra_args;
+    // Serve the payment host at the build's test payment base, the only one the library
+    // reaches. That moves this process (and the emulator and programs it starts later)
+    // into a network namespace of its own, so that no other run on the machine can hold
+    // the port. Where that is refused, the machine's own port serves when it is free,
+    // one emulator at a time; otherwise the payment host stays on a free port.
+    bool payment_at_built_in_port = false;
   };
 
   // Starts `binary` (tests pass ZEPH_CLOUD_BINARY) and installs it into `root`. Throws
@@ -119,6 +126,10 @@ class CloudEmulator {
   const std::string &AccountOrigin() const { return account_origin_; }
   const std::string &IdentityOrigin() const { return identity_origin_; }
   const std::string &PaymentOrigin() const { return payment_origin_; }
+  // True when the library reaches this emulator's payment host (see Options); else why
+  // not, for a test to skip with.
+  bool PaymentAtBuiltInPort() const { return payment_at_built_in_port_; }
+  const std::string &WhyNoPaymentHost() const { return why_no_payment_host_; }
   const std::string &AdminOrigin() const { return admin_origin_; }
   // The CA certificate as installed in the root ("/etc/ssl/certs/ca-certificates.crt").
   std::string CaFile() const;
@@ -188,6 +199,11 @@ class CloudEmulator {
   std::string account_origin_;
   std::string identity_origin_;
   std::string payment_origin_;
+  bool payment_at_built_in_port_ = false;
+  std::string why_no_payment_host_;
+  // Held while this emulator serves the built-in port in the machine's own namespace;
+  // released only after the destructor has stopped the emulator.
+  vexozeph::UniqueFd payment_port_lock_;
   std::string admin_origin_;
   std::string ca_source_;
 };

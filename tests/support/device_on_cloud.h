@@ -26,7 +26,7 @@ class DeviceOnCloud : public ::testing::Test {
   void SetUp() override {
     root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
     root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
-    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_));
+    cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_, cloud_options_));
   }
 
   Json::Value JsonFile(const std::string &absolute) const { return JsonFileIn(root_, absolute); }
@@ -37,6 +37,8 @@ class DeviceOnCloud : public ::testing::Test {
     return JsonLines(root_.ReadFile(kNotifications));
   }
 
+  // Set by a derived fixture before SetUp.
+  CloudEmulator::Options cloud_options_;
   TempRoot root_;
   std::unique_ptr<CloudEmulator> cloud_;
 };

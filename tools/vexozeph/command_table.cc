@@ -16,6 +16,8 @@ std::unique_ptr<Command> MakeHostsCommand();
 std::unique_ptr<Command> MakeRegisterCommand();
 std::unique_ptr<Command> MakeUpdateCommand();
 std::unique_ptr<Command> MakeReportCommand();
+std::unique_ptr<Command> MakePurchasesCommand();
+std::unique_ptr<Command> MakeStorePageCommand();
 
 const std::vector<CommandEntry> &Commands() {
   static const std::vector<CommandEntry> commands = {
@@ -37,6 +39,11 @@ const std::vector<CommandEntry> &Commands() {
       {"register", "Create a new cloud account from this device", MakeRegisterCommand},
       {"update", "Change the signed-in account's profile, e-mail or password", MakeUpdateCommand},
       {"report", "Send the periodic report now and show the schedule it leaves", MakeReportCommand},
+      {"purchases", "List the signed-in account's purchases at the payment host",
+       MakePurchasesCommand},
+      {"store-page",
+       "Print the store page's address for this device and account (a single-use ticket)",
+       MakeStorePageCommand},
   };
   return commands;
 }

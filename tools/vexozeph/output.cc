@@ -3,6 +3,7 @@
 #include <json/writer.h>
 
 #include <algorithm>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -82,6 +83,46 @@ std::string TextOf(const Json::Value &value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   return Json::writeString(builder, value);
+}
+
+std::string Visible(const std::string &text) {
+  static const char kHex[] = "0123456789abcdef";
+  std::string shown;
+  shown.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    const unsigned char next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
+    if (c == '\\') {
+      shown += "\\\\";
+    } else if (c == '\n') {
+      shown += "\\n";
+    } else if (c == '\t') {
+      shown += "\\t";
+    } else if (c == '\r') {
+      shown += "\\r";
+    } else if (c < 0x20 || c == 0x7f) {
+      shown += std::string("\\x") + kHex[c >> 4] + kHex[c & 15];
+    } else if (c == 0xc2 && next >= 0x80 && next <= 0x9f) {
+      // A C1 control in UTF-8: terminals take U+009B as the escape that starts a command.
+      shown += std::string("\\u00") + kHex[next >> 4] + kHex[next & 15];
+      ++i;
+    } else {
+      shown += static_cast<char>(c);
+    }
+  }
+  return shown;
+}
+
+std::string UtcTime(int64_t seconds) {
+  if (seconds <= 0) return "never";
+  const time_t t = static_cast<time_t>(seconds);
+  struct tm parts;
+  char text[32];
+  if (gmtime_r(&t, &parts) == nullptr ||
+      strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) {
+    return std::to_string(seconds);
+  }
+  return text;
 }
 
 Output::Output(bool json, std::string command) : json_(json), command_(std::move(command)) {}

@@ -8,6 +8,7 @@
 
 #include <json/value.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,15 @@ bool BoolMember(const Json::Value &object, const char *key);
 
 // A JSON value as one line of text for a person: texts as they are, booleans as yes/no.
 std::string TextOf(const Json::Value &value);
+
+// Text that came from outside (a server, a file) made safe for a terminal: control
+// characters, C0 and DEL and C1 in UTF-8, are shown as escapes ("\n", "\x1b", "\u009b"),
+// and a backslash as "\\", so that nothing a server sends can move the cursor, retitle
+// the window or pass for something else. For text output only; --json stays exact.
+std::string Visible(const std::string &text);
+
+// Seconds since the epoch as "YYYY-MM-DD HH:MM:SS UTC"; "never" for 0 or less.
+std::string UtcTime(int64_t seconds);
 
 }  // namespace cli
 }  // namespace vexozeph

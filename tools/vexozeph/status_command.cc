@@ -18,18 +18,6 @@ namespace {
 // The device session's OAuth client: its token file tells whether a session is held.
 const char kDeviceClient[] = "tarn";
 
-std::string UtcTime(int64_t seconds) {
-  if (seconds <= 0) return "never";
-  const time_t t = static_cast<time_t>(seconds);
-  struct tm parts;
-  char text[32];
-  if (gmtime_r(&t, &parts) == nullptr ||
-      strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) {
-    return std::to_string(seconds);
-  }
-  return text;
-}
-
 class StatusCommand : public Command {
  public:
   void Define(CLI::App &) override {}

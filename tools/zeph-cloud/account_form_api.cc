@@ -118,21 +118,13 @@ Json::Value LoginAnswer(State &state, const Account &account, const std::string 
   return body;
 }
 
-// Resolves "id" + "auth_key" of a signed request to the account, or answers the refusal:
-// "badauth" for a key that is unknown, revoked, or not this account's on this device;
-// "account_not_found" when the account has been deleted.
+// Resolves "id" + "auth_key" of a signed request to the account, or answers the refusal
+// (State::AccountOfKey).
 Account *AuthorizedAccount(FormCall &call, State &state) {
-  auto key = state.auth_keys.find(call.Get("auth_key"));
-  if (key == state.auth_keys.end() || key->second.revoked ||
-      key->second.account_id != call.Get("id") || key->second.serial != call.Get("serial_no")) {
-    call.Refuse("badauth");
-    return nullptr;
-  }
-  Account *account = state.FindAccount(key->second.account_id);
-  if (account == nullptr || account->deleted) {
-    call.Refuse("account_not_found");
-    return nullptr;
-  }
+  std::string word;
+  Account *account =
+      state.AccountOfKey(call.Get("id"), call.Get("auth_key"), call.Get("serial_no"), word);
+  if (account == nullptr) call.Refuse(word);
   return account;
 }
 
@@ -344,7 +336,7 @@ void Update(Exchange &exchange, Emulator &emulator) {
 Json::Value AccountProfile(const Account &account) {
   Json::Value body = ToJson(account);
   // What the service keeps for itself never reaches a device.
-  for (const char *own : {"id", "password", "deleted", "report_cron_timestring"}) {
+  for (const char *own : {"id", "password", "deleted", "report_cron_timestring", "purchases"}) {
     body.removeMember(own);
   }
   if (account.realname_validation_pass.isNull()) body.removeMember("realname_validation_pass");

@@ -170,7 +170,7 @@ int Run(const Options &options) {
   AddAccountFormApi(*hosts[0].router, emulator);
   AddAccountOAuthApi(*hosts[0].router, emulator);
   AddIdentityApi(*hosts[1].router, emulator);
-  AddPaymentApi(*hosts[2].router);
+  AddPaymentApi(*hosts[2].router, emulator);
   AddAdminApi(*hosts[3].router, emulator);
 
   for (int i = 0; i < 4; ++i) {

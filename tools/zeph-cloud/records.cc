@@ -23,8 +23,23 @@ bool IsFlagTable(const Json::Value &value) {
   return true;
 }
 
+// A purchase as the payment host lists it: these texts and a whole number of seconds.
+bool IsPurchaseList(const Json::Value &value) {
+  if (!value.isArray()) return false;
+  for (const auto &purchase : value) {
+    if (!purchase.isObject() || !purchase["purchased_at"].isInt64()) return false;
+    for (const char *text : {"order_id", "item_id", "name", "amount", "currency", "status"}) {
+      if (!purchase[text].isString()) return false;
+    }
+  }
+  return true;
+}
+
 const Shape kFlagOrNull = {IsFlagOrNull, "true, false or null (left out)"};
 const Shape kVersionTable = {IsFlagTable, "an object of version name -> bool"};
+const Shape kPurchaseList = {IsPurchaseList,
+                             "a list of purchases (order_id, item_id, name, amount, currency, "
+                             "status as texts, purchased_at a whole number)"};
 
 // Each record lists its members once; writing and reading both walk that list.
 template <typename R, typename F>
@@ -44,6 +59,7 @@ void AccountFields(R &r, F &&field) {
   field("realname_validation_pass", r.realname_validation_pass, kFlagOrNull);
   field("critical_version_list", r.critical_version_list, kVersionTable);
   field("report_cron_timestring", r.report_cron_timestring);
+  field("purchases", r.purchases, kPurchaseList);
   field("deleted", r.deleted);
 }
 

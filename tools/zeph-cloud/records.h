@@ -30,6 +30,10 @@ struct Account {
   Json::Value realname_validation_pass = true;  // null: left out of the answers
   Json::Value critical_version_list = Json::Value(Json::objectValue);  // name -> bool
   std::string report_cron_timestring;  // empty: left out of the answers
+  // What the payment host lists as this account's purchases, in order: objects with the
+  // texts "order_id", "item_id", "name", "amount", "currency", "status" and the whole
+  // number "purchased_at" (seconds).
+  Json::Value purchases = Json::Value(Json::arrayValue);
   bool deleted = false;
 };
 

@@ -143,6 +143,22 @@ const AuthKey &State::AuthKeyFor(const std::string &account_id, const std::strin
   return auth_keys[key.key] = key;
 }
 
+Account *State::AccountOfKey(const std::string &account_id, const std::string &auth_key,
+                             const std::string &serial, std::string &word) {
+  auto key = auth_keys.find(auth_key);
+  if (key == auth_keys.end() || key->second.revoked || key->second.account_id != account_id ||
+      key->second.serial != serial) {
+    word = "badauth";
+    return nullptr;
+  }
+  Account *account = FindAccount(key->second.account_id);
+  if (account == nullptr || account->deleted) {
+    word = "account_not_found";
+    return nullptr;
+  }
+  return account;
+}
+
 const PackageClient *State::FindPackageByClient(const std::string &client_id) const {
   for (const auto &entry : packages) {
     if (entry.second.client_id == client_id) return &entry.second;

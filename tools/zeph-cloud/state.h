@@ -30,6 +30,16 @@ struct Settings {
   int64_t clock_offset = 0;  // seconds added to the wall clock (admin "advance clock")
 };
 
+// A store ticket: the payment host's single-use, short-lived proof of a device and its
+// account, which the store page takes in place of any key. Not kept in the state file: it
+// outlives no restart.
+struct StoreTicket {
+  std::string account_id;
+  std::string serial;
+  int64_t expires_at = 0;
+  bool used = false;
+};
+
 struct State {
   std::map<std::string, Account> accounts;  // by id
   std::map<std::string, Device> devices;    // by serial
@@ -38,6 +48,7 @@ struct State {
   std::map<std::string, Token> tokens;
   std::set<std::string> clients;
   std::map<std::string, PackageClient> packages;  // by package name
+  std::map<std::string, StoreTicket> tickets;     // by ticket
   Settings settings;
   int64_t next_account_id = 2000001;
   std::string id_token_secret;
@@ -55,6 +66,11 @@ struct State {
   Device &DeviceFor(const std::string &serial);
   // The live auth key of an account on a device, created when there is none.
   const AuthKey &AuthKeyFor(const std::string &account_id, const std::string &serial, int64_t now);
+  // The account `auth_key` stands for when it is `account_id`'s live key on the device
+  // `serial`; otherwise null with the refusal `word`: "badauth" for a key that is unknown,
+  // revoked or not this account's on this device, "account_not_found" for a deleted account.
+  Account *AccountOfKey(const std::string &account_id, const std::string &auth_key,
+                        const std::string &serial, std::string &word);
   const PackageClient *FindPackageByClient(const std::string &client_id) const;
   std::string NewAccountId();
 };

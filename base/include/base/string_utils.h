@@ -16,12 +16,13 @@ std::string format(const char *fmt, ...) noexcept __attribute__((format(printf, 
 // the "..." so that a reader never mistakes it for the whole value.
 std::string ShortenSecret(const std::string &secret);
 
-// The members of the cloud's answers that hold credentials.
-inline constexpr const char *kCredentialMembers[] = {"access_token", "id_token", "refresh_token",
-                                                     "auth_key", "grant_code"};
+// The members of the cloud's answers that hold credentials (a "ticket" is the payment
+// host's single-use proof of a device and its account).
+inline constexpr const char *kCredentialMembers[] = {"access_token", "id_token",   "refresh_token",
+                                                     "auth_key",     "grant_code", "ticket"};
 
 // `text` (a server's answer, parsed or not) with the string value of every credential
-// member ("access_token", "id_token", "refresh_token", "auth_key", "grant_code") put
+// member ("access_token", "id_token", "refresh_token", "auth_key", "grant_code", "ticket") put
 // through ShortenSecret, wherever the member stands: in an object at any depth, or in
 // text that is cut short or not JSON at all. A value already shortened is left as it is.
 std::string ShortenSecretsIn(std::string text);
