@@ -11,7 +11,6 @@
 //     belongs to the host process and is shared by its threads.
 #include <errno.h>
 #include <limits.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -22,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/clock.h"
 #include "base/root_path.h"
 #include "platform_error.h"
 #include "sz_containers.h"
@@ -122,7 +122,7 @@ int VEXOZoneGetInfo(const char *zone, PVLIBSZHASH *info) {
         SET_PLATFORM_ERROR(ENOENT);
         return -1;
       }
-      if (!ZoneStateAt(data, time(nullptr), state)) {
+      if (!ZoneStateAt(data, vexozeph::clock::Now(), state)) {
         SET_PLATFORM_ERROR(EINVAL);
         return -1;
       }

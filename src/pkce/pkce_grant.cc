@@ -46,7 +46,8 @@ http::Payload GrantForm(const Json::Value &config, const PkcePair &pair,
   http::Payload form{
       {"client_id", json::StringOr(config, "client_id")},
       {"redirect_url", json::StringOr(config, "login_redirect_uri")},
-      {"state", format("%ld", static_cast<long>(clock::Now()))},
+      // The current second in decimal; long long, since a 32-bit long wraps in 2038.
+      {"state", format("%lld", static_cast<long long>(clock::Now()))},
       {"code_challenge", pair.challenge},
   };
   for (const http::Pair &field : credentials.Pairs()) form.Add(field.first, field.second);

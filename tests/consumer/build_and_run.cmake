@@ -4,7 +4,9 @@
 # Then runs it in an empty root.
 # CXX: the compiler; SOURCE: the program; HEADERS: include/vexozeph; JSON_INCLUDE: the
 # JsonCpp headers the public headers use; LIB_DIR: where libvexozeph.so is; WORK: a
-# scratch directory; SANITIZE: ON when the library is built with the sanitizers.
+# scratch directory; SANITIZE: ON when the library is built with the sanitizers;
+# TARGET_FLAGS: what a cross build adds to both commands (its --sysroot); TARGET_LINK_FLAGS:
+# what it adds to the link (where the library's own needed libraries are).
 foreach(var CXX SOURCE HEADERS JSON_INCLUDE LIB_DIR WORK)
   if(NOT ${var})
     message(FATAL_ERROR "${var} is required")
@@ -15,7 +17,7 @@ file(REMOVE_RECURSE "${WORK}")
 file(MAKE_DIRECTORY "${WORK}/include" "${WORK}/root/tmp")
 file(COPY "${HEADERS}" DESTINATION "${WORK}/include")
 
-set(flags -std=c++17 -Wall -Wextra -Werror)
+set(flags -std=c++17 -Wall -Wextra -Werror ${TARGET_FLAGS})
 if(SANITIZE)
   # The instrumented library needs the sanitizer runtimes in the program too.
   list(APPEND flags -fsanitize=address,undefined)
@@ -27,7 +29,7 @@ execute_process(
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "compiling the consumer failed:\n${out}")
 endif()
-set(link_flags "")
+set(link_flags ${TARGET_FLAGS} ${TARGET_LINK_FLAGS})
 if(SANITIZE)
   list(APPEND link_flags -fsanitize=address,undefined)
 endif()

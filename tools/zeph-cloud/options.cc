@@ -33,7 +33,8 @@ bool ParseOptions(int argc, char **argv, Options &options, std::string &error) {
     });
   };
   auto seconds = [](int64_t &field) {
-    return Setter([&field](const std::string &v) { return ParseNumber(v, 1, 1L << 40, field); });
+    return Setter(
+        [&field](const std::string &v) { return ParseNumber(v, 1, int64_t{1} << 40, field); });
   };
   auto text = [](std::string &field) {
     return Setter([&field](const std::string &v) {

@@ -1,6 +1,7 @@
 #include "tls_material.h"
 
 #include <fcntl.h>
+#include <openssl/asn1.h>
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -12,6 +13,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -141,9 +143,18 @@ KeyPtr LoadKey(const std::string &path) {
   return KeyPtr(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr));
 }
 
+// Seconds from now until `cert` expires (negative once it has), counted by OpenSSL itself:
+// no time_t crosses into it, whose width on a 32-bit target may differ from this program's.
+bool SecondsLeft(X509 *cert, int64_t &seconds) {
+  int days = 0, secs = 0;
+  if (ASN1_TIME_diff(&days, &secs, nullptr, X509_get0_notAfter(cert)) != 1) return false;
+  seconds = int64_t{days} * 24 * 3600 + secs;
+  return true;
+}
+
 bool StillValid(X509 *cert) {
-  time_t horizon = ::time(nullptr) + kRenewMarginSeconds;
-  return X509_cmp_time(X509_get0_notAfter(cert), &horizon) > 0;
+  int64_t left = 0;
+  return SecondsLeft(cert, left) && left > kRenewMarginSeconds;
 }
 
 // True when the files in `files` form a usable chain: the server key matches its
@@ -208,8 +219,8 @@ bool UsableRefused(ServedCertificate kind, const TlsFiles &files) {
   KeyPtr signer(X509_get_pubkey(kind == ServedCertificate::kSelfSigned ? server.get() : ca.get()));
   if (!signer || X509_verify(server.get(), signer.get()) != 1) return false;
   if (kind != ServedCertificate::kExpired) return StillValid(server.get());
-  time_t now = ::time(nullptr);
-  return X509_cmp_time(X509_get0_notAfter(server.get()), &now) < 0;
+  int64_t left = 0;
+  return SecondsLeft(server.get(), left) && left < 0;
 }
 
 void GenerateRefused(ServedCertificate kind, const TlsFiles &files, const std::string &ca_cert,
