@@ -78,8 +78,7 @@ TEST_F(Cli, PasswordLoginSignsInAndEveryCommandShowsTheAccountAsTextOrOneJsonDoc
   const std::string auth_key = StoredAuthKey();
   ASSERT_FALSE(auth_key.empty());
 
-  CliResult status = Run({"status", "--json"});
-  ASSERT_EQ(status.status, 0) << status.err;
+  CliResult status = RunOk({"status", "--json"});
   Json::Value shown = status.Json();
   EXPECT_TRUE(shown["signed_in"].asBool());
   EXPECT_EQ(shown["user_id"].asString(), account.id);
@@ -87,39 +86,29 @@ TEST_F(Cli, PasswordLoginSignsInAndEveryCommandShowsTheAccountAsTextOrOneJsonDoc
   EXPECT_GT(shown["last_query_time"].asInt64(), 0) << "the sign-in queried the profile";
   EXPECT_FALSE(shown["session_token"].asBool()) << "a password sign-in holds no OAuth session";
   EXPECT_FALSE(shown.isMember("auth_key"));
-  std::vector<CliResult> shown_runs = {status};
-  for (const std::vector<std::string> &args :
-       std::vector<std::vector<std::string>>{{"query", "--json"}, {"query", "--fresh", "--json"}}) {
-    shown_runs.push_back(Run(args));
-    ASSERT_EQ(shown_runs.back().status, 0) << shown_runs.back().err;
-  }
+  const std::vector<CliResult> shown_runs = {status, RunOk({"query", "--json"}),
+                                             RunOk({"query", "--fresh", "--json"})};
   for (const CliResult &json : shown_runs) {
     EXPECT_EQ(json.Json()["email"].asString(), account.email);
     EXPECT_TRUE(json.Json()["activated"].isBool());
   }
 
-  CliResult text = Run({"status"});
-  ASSERT_EQ(text.status, 0) << text.err;
+  CliResult text = RunOk({"status"});
   EXPECT_NE(text.out.find("E-mail"), std::string::npos);
   EXPECT_NE(text.out.find(account.email), std::string::npos);
   EXPECT_NE(text.out.find("UTC"), std::string::npos) << "the last query as a date:\n" << text.out;
-  CliResult query = Run({"query", "--fresh"});
-  ASSERT_EQ(query.status, 0) << query.err;
+  CliResult query = RunOk({"query", "--fresh"});
   EXPECT_NE(query.out.find("Ada Owner"), std::string::npos);
-  shown_runs.push_back(text);
-  shown_runs.push_back(query);
-  for (const CliResult &result : shown_runs) {
+  for (const CliResult &result : {shown_runs[0], shown_runs[1], shown_runs[2], text, query}) {
     EXPECT_EQ(result.out.find(auth_key), std::string::npos) << "the auth key is never shown";
   }
 
-  CliResult hosts = Run({"--json", "hosts"});
-  ASSERT_EQ(hosts.status, 0) << hosts.err;
+  CliResult hosts = RunOk({"--json", "hosts"});
   EXPECT_EQ(hosts.Json()["account_host"].asString(), cloud_->AccountOrigin());
   EXPECT_EQ(hosts.Json()["identity_host"].asString(), cloud_->IdentityOrigin());
   EXPECT_FALSE(hosts.Json()["payment_host"].asString().empty());
 
-  CliResult scan = Run({"scan", "--json"});
-  ASSERT_EQ(scan.status, 0) << scan.err;
+  CliResult scan = RunOk({"scan", "--json"});
   Json::Value relay = scan.Json()["relay@example.com"]["services"];
   ASSERT_EQ(relay.size(), 1u) << scan.out;
   EXPECT_EQ(relay[0]["type"].asString(), "zipreach");
@@ -144,14 +133,12 @@ TEST_F(Cli, KeyLoginTakesTheAuthKeyFromStdinAndVerboseRunsMirrorLogLinesButNever
                         "Not-" + account.password + "\n");
   EXPECT_EQ(wrong.status, 14);
 
-  CliResult query = Run({"query", "--fresh", "-v", "--json"});
-  ASSERT_EQ(query.status, 0) << query.err;
+  CliResult query = RunOk({"query", "--fresh", "-v", "--json"});
 
   // The key alone signs a device in that holds nothing of the account.
   ASSERT_EQ(unlink(root_.Path(kAccountFile).c_str()), 0);
   cloud_->InstallHosts();
-  CliResult by_key = Run({"login", "-v", "--key", account.id, "--json"}, auth_key + "\n");
-  ASSERT_EQ(by_key.status, 0) << by_key.err;
+  CliResult by_key = RunOk({"login", "-v", "--key", account.id, "--json"}, auth_key + "\n");
   EXPECT_EQ(by_key.Json()["email"].asString(), account.email);
   EXPECT_EQ(by_key.Json()["user_id"].asString(), account.id);
   EXPECT_TRUE(by_key.Json()["activated"].asBool());
@@ -246,8 +233,7 @@ TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefus
   fields["report_cron_timestring"] = "20 8 * * 1,3";
   cloud_->UpdateAccount(account.id, fields);
 
-  CliResult changed = Run({"report", "--json"});
-  ASSERT_EQ(changed.status, 0) << changed.err;
+  CliResult changed = RunOk({"report", "--json"});
   Json::Value shown = changed.Json();
   EXPECT_EQ(shown["schedule"].asString(), "20 8 * * 1,3");
   EXPECT_TRUE(shown["schedule_changed"].asBool());
@@ -256,8 +242,7 @@ TEST_F(Cli, ReportShowsTheScheduleTheServiceLeftAndTheCronRunIsSilentUnlessRefus
   EXPECT_NE(
       root_.ReadFile(kCronFile).find("20 8 * * 1,3 root /usr/vexo/bin/vexozeph --report_info\n"),
       std::string::npos);
-  CliResult again = Run({"report"});
-  ASSERT_EQ(again.status, 0) << again.err;
+  CliResult again = RunOk({"report"});
   EXPECT_NE(again.out.find("Schedule changed     no\n"), std::string::npos) << again.out;
 
   // A schedule the cron manager refuses is stored, but the job in force stays the old one:
@@ -337,10 +322,9 @@ TEST_F(Cli, TheCronRunWaitsItsDevicesSecondFirstWhileNoWaitAndTheReportCommandSe
 }
 
 TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
-  CliResult created = Run({"register", "--email", "gus@example.com", "--name", "Gus Owner",
-                           "--country", "NZ", "--enews", "--password-stdin", "--json"},
-                          "First-pass-1\n");
-  ASSERT_EQ(created.status, 0) << created.err;
+  CliResult created = RunOk({"register", "--email", "gus@example.com", "--name", "Gus Owner",
+                             "--country", "NZ", "--enews", "--password-stdin", "--json"},
+                            "First-pass-1\n");
   EXPECT_TRUE(created.Json()["created"].asBool());
   EXPECT_EQ(StoredAuthKey(), "") << "registering signs nothing in";
   Account gus{"", "gus@example.com", "First-pass-1"};
@@ -348,9 +332,8 @@ TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
   gus.id = Stored("zephIDSerial");
   EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Owner");
 
-  CliResult renamed =
-      Run({"update", "--name", "Gus Renamed", "--critical-release", "yes", "--json"});
-  ASSERT_EQ(renamed.status, 0) << renamed.err;
+  const CliResult renamed =
+      RunOk({"update", "--name", "Gus Renamed", "--critical-release", "yes", "--json"});
   Json::Value updated = renamed.Json()["updated"];
   ASSERT_EQ(updated.size(), 2u);
   EXPECT_EQ(updated[0].asString(), "name");
@@ -362,9 +345,8 @@ TEST_F(Cli, RegisterAndUpdateChangeTheAccountAtTheService) {
   EXPECT_TRUE(sent[0].FormValues("passwd").empty()) << "no password asked, none sent";
   EXPECT_EQ(cloud_->GetAccount(gus.id)["full_name"].asString(), "Gus Renamed");
 
-  CliResult password =
-      Run({"update", "--new-password", "--password-stdin"}, "First-pass-1\nSecond-pass-2\n");
-  ASSERT_EQ(password.status, 0) << password.err;
+  const CliResult password =
+      RunOk({"update", "--new-password", "--password-stdin"}, "First-pass-1\nSecond-pass-2\n");
   EXPECT_EQ(
       Run({"login", "--email", gus.email, "--password-stdin", "--verify-only"}, "Second-pass-2\n")
           .status,

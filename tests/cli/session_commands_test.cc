@@ -56,8 +56,6 @@ class SessionCommands : public CliAgainstCloud {
                            cloud_->DeviceScope(kSerial, kMac), printed.state, printed.challenge});
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
-
   Account account_;
 };
 
@@ -196,14 +194,11 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   ASSERT_EQ(PasswordLogin(account_).status, 0);
 
   // A password sign-in has no session yet: the first token grants one by the auth key.
-  CliResult access = Run({"token", "--json"});
-  ASSERT_EQ(access.status, 0) << access.err;
+  CliResult access = RunOk({"token", "--json"});
   EXPECT_EQ(access.Json()["access_token"].asString(), TokenFile()["access_token"].asString());
-  CliResult id = Run({"token", "--id"});
-  ASSERT_EQ(id.status, 0) << id.err;
+  CliResult id = RunOk({"token", "--id"});
   EXPECT_EQ(id.out, TokenFile()["id_token"].asString() + "\n");
-  CliResult logout = Run({"logout", "--json"});
-  ASSERT_EQ(logout.status, 0) << logout.err;
+  CliResult logout = RunOk({"logout", "--json"});
   EXPECT_EQ(logout.Json()["email"].asString(), account_.email);
   EXPECT_TRUE(logout.Json()["remote"].asBool());
   const std::vector<LoggedRequest> told = cloud_->Requests("account", "/device/api/logout");
@@ -219,8 +214,7 @@ TEST_F(SessionCommands, TokenPrintsTheSessionsTokensAndLogoutEndsTheSessionAtThe
   ASSERT_EQ(Run({"token"}).status, 0);
   const std::string auth_key = StoredAuthKey();
   ASSERT_FALSE(auth_key.empty());
-  CliResult local = Run({"logout", "--local"});
-  ASSERT_EQ(local.status, 0) << local.err;
+  CliResult local = RunOk({"logout", "--local"});
   EXPECT_EQ(local.out, "Signed out of " + account_.email +
                            " on this device only; the account service was not told.\n");
   EXPECT_EQ(cloud_->Requests("account", "/device/api/logout").size(), 1u);
@@ -238,29 +232,25 @@ TEST_F(SessionCommands, PackageTokenAndMonitoringGrantRideOnTheDeviceSession) {
   EXPECT_EQ(badname.out, "");
 
   // The package's own token, then read back from its token file by the next run.
-  CliResult package = Run({"token", "--package", "vigilon", "--json"});
-  ASSERT_EQ(package.status, 0) << package.err;
+  CliResult package = RunOk({"token", "--package", "vigilon", "--json"});
   const std::string package_token = package.Json()["access_token"].asString();
   EXPECT_EQ(package.Json()["package"].asString(), "vigilon");
   EXPECT_NE(package_token, TokenFile()["access_token"].asString());
   CliResult again = Run({"token", "--package", "vigilon"});
   EXPECT_EQ(again.out, package_token + "\n");
-  CliResult id = Run({"token", "--package", "vigilon", "--id"});
-  ASSERT_EQ(id.status, 0) << id.err;
+  CliResult id = RunOk({"token", "--package", "vigilon", "--id"});
   EXPECT_NE(id.out, again.out);
 
   // The monitoring grant asks with the package's token and prints the finished address.
-  CliResult grant = Run({"grant-vigilon", "vigilon-cloud", "monitor:read alerts",
-                         "https://vigilon.example/cb", "st 81"});
-  ASSERT_EQ(grant.status, 0) << grant.err;
+  CliResult grant = RunOk({"grant-vigilon", "vigilon-cloud", "monitor:read alerts",
+                           "https://vigilon.example/cb", "st 81"});
   const std::string prefix =
       "https://vigilon.example/cb?scope=monitor%3Aread%20alerts&state=st%2081&code=";
   ASSERT_EQ(grant.out.rfind(prefix, 0), 0u) << grant.out;
   EXPECT_GT(grant.out.size(), prefix.size() + 1) << "the code itself";
 
-  CliResult json =
-      Run({"grant-vigilon", "--json", "vigilon-cloud", "s", "https://v.example/cb", "x"});
-  ASSERT_EQ(json.status, 0) << json.err;
+  const CliResult json =
+      RunOk({"grant-vigilon", "--json", "vigilon-cloud", "s", "https://v.example/cb", "x"});
   EXPECT_EQ(
       json.Json()["redirect"].asString().rfind("https://v.example/cb?scope=s&state=x&code=", 0),
       0u);

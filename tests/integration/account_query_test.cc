@@ -12,9 +12,9 @@
 
 #include "internal/json_utils.h"
 #include "support/account_appliance.h"
+#include "support/byte_channel.h"
 #include "support/child_process.h"
 #include "support/cloud_steps.h"
-#include "support/byte_channel.h"
 #include "support/json_object.h"
 #include "vexozeph/user.h"
 

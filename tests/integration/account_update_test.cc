@@ -4,18 +4,20 @@
 #include <vector>
 
 #include "support/account_appliance.h"
+#include "vexozeph/user.h"
 #include "vexozeph/vexozeph.h"
 #include "vexozeph/zeph_account.h"
 
 namespace {
 
+using vexozeph::User;
 using vexozeph::testing::AccountAppliance;
+using vexozeph::testing::kAnyValue;
 using vexozeph::testing::LoggedRequest;
+using vexozeph::testing::SentAs;
 
 const char kRegisterPath[] = "device/api/user/register";
 const char kUpdatePath[] = "device/api/user/update";
-
-using Keys = std::vector<std::string>;
 
 class AccountUpdate : public AccountAppliance {
  protected:
@@ -32,30 +34,24 @@ TEST_F(AccountUpdate, RegisterSendsItsFormInOrderAndStoresNothing) {
       0)
       << "error " << VEXOZEPHErrGet();
   EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  auto requests = Requests(kRegisterPath);
-  ASSERT_EQ(requests.size(), 1u);
-  const LoggedRequest &form = requests[0];
-  EXPECT_EQ(form.FormKeys(),
-            (Keys{"bx_sn", "bx_token", "email", "passwd", "full_name", "serial_no", "notify_lang",
-                  "token", "timezone", "critical_release", "enews_local_promotion", "enews"}));
-  EXPECT_EQ(form.FormValue("notify_lang"), "enu") << "no language setting on a fresh appliance";
-  EXPECT_EQ(form.FormValue("timezone"), "Europe/Amsterdam");
-  EXPECT_EQ(form.FormValue("serial_no"), kSerial);
-  EXPECT_EQ(form.FormValue("critical_release"), "true");
-  EXPECT_EQ(form.FormValue("enews_local_promotion"), "true");
-  EXPECT_EQ(form.FormValue("enews"), "false");
+  // No language setting on a fresh appliance: English.
+  ASSERT_EQ(Requests(kRegisterPath).size(), 1u);
+  EXPECT_TRUE(SentAs(Requests(kRegisterPath)[0], kRegisterPath,
+                     "bx_sn=SN2207ACCT&bx_token=*&email=new@example.com&passwd=s3cret&"
+                     "full_name=New Owner&serial_no=SN2207ACCT&notify_lang=enu&token=*&"
+                     "timezone=Europe/Amsterdam&critical_release=true&enews_local_promotion=true&"
+                     "enews=false"));
   EXPECT_EQ(AccountFile(), before) << "registration stores nothing locally";
 
-  // Country only when given; the language setting wins over the default.
+  // Country only when given, last; the language setting wins over the default.
   root_.WriteFile("/etc/vexoinfo.conf", "language=\"ger\"\n");
   ASSERT_EQ(
       VEXOZEPHAccountRegister("second@example.com", "s3cret", "Second", false, true, false, "DE"),
       0);
-  requests = Requests(kRegisterPath);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[1].FormKeys().back(), "country");
-  EXPECT_EQ(requests[1].FormValue("country"), "DE");
-  EXPECT_EQ(requests[1].FormValue("notify_lang"), "ger");
+  ASSERT_EQ(Requests(kRegisterPath).size(), 2u);
+  const LoggedRequest second = Requests(kRegisterPath)[1];
+  EXPECT_EQ(second.form.back(), (std::pair<std::string, std::string>("country", "DE")));
+  EXPECT_EQ(second.FormValue("notify_lang"), "ger");
 
   // A taken e-mail is the server's word as the last error.
   EXPECT_EQ(VEXOZEPHAccountRegister("new@example.com", "x", "Dup", false, false, false, nullptr),
@@ -81,26 +77,25 @@ TEST_F(AccountUpdate, UpdateSendsOnlyWhatIsGivenAndFlagsAreThreeValued) {
                                    nullptr, nullptr, -1, -1, -1, nullptr),
             0)
       << "error " << VEXOZEPHErrGet();
-  auto requests = Requests(kUpdatePath);
-  ASSERT_EQ(requests.size(), 1u);
   // Without the current password neither the e-mail nor the new password goes out.
-  EXPECT_EQ(requests[0].FormKeys(),
-            (Keys{"bx_sn", "bx_token", "id", "auth_key", "serial_no", "full_name"}));
+  const std::vector<std::string> identity = {
+      "bx_sn",    kSerial,    "bx_token",          kAnyValue,   "id",
+      account.id, "auth_key", User().GetAuthKey(), "serial_no", kSerial};
+  std::vector<std::string> form = identity;
+  form.insert(form.end(), {"full_name", "Renamed"});
+  ASSERT_EQ(Requests(kUpdatePath).size(), 1u);
+  EXPECT_TRUE(SentAs(Requests(kUpdatePath)[0], kUpdatePath, form));
 
   ASSERT_EQ(VEXOZEPHAccountSetInfo(nullptr, nullptr, nullptr, nullptr, "NL", "dut",
                                    "Europe/Amsterdam", 0, 1, 0, "7.2,7.3"),
             0)
       << "error " << VEXOZEPHErrGet();
-  requests = Requests(kUpdatePath);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[1].FormKeys(),
-            (Keys{"bx_sn", "bx_token", "id", "auth_key", "serial_no", "country", "notify_lang",
-                  "timezone", "enews", "critical_release", "enews_local_promotion",
-                  "critical_version_list"}));
-  EXPECT_EQ(requests[1].FormValue("enews"), "false");
-  EXPECT_EQ(requests[1].FormValue("critical_release"), "true");
-  EXPECT_EQ(requests[1].FormValue("enews_local_promotion"), "false");
-  EXPECT_EQ(requests[1].FormValue("critical_version_list"), "7.2,7.3");
+  form = identity;
+  form.insert(form.end(), {"country", "NL", "notify_lang", "dut", "timezone", "Europe/Amsterdam",
+                           "enews", "false", "critical_release", "true", "enews_local_promotion",
+                           "false", "critical_version_list", "7.2,7.3"});
+  ASSERT_EQ(Requests(kUpdatePath).size(), 2u);
+  EXPECT_TRUE(SentAs(Requests(kUpdatePath)[1], kUpdatePath, form));
 }
 
 TEST_F(AccountUpdate, PasswordChangeRefreshesTheRecordAndTellsTheOwner) {

@@ -19,8 +19,6 @@ namespace vexozeph {
 namespace testing {
 namespace {
 
-using Keys = std::vector<std::string>;
-
 const char kGrantPath[] = "/oauth2/api/v1/device/vigilon/authorization_code/grant";
 const char kClient[] = "vigilon-cloud";
 const char kScope[] = "monitor events:read";
@@ -50,11 +48,9 @@ TEST_F(MonitoringGrant, TheCodeComesBackInsideTheRedirectAddressAfterASecondQues
   // Asked for with the package's own token; the scope is one whole "scopes[]" value.
   const std::vector<LoggedRequest> grants = Requests(kGrantPath);
   ASSERT_EQ(grants.size(), 1u);
-  EXPECT_EQ(grants[0].FormKeys(), (Keys{"client_id", "redirect_url", "state", "scopes[]"}));
-  EXPECT_EQ(grants[0].FormValue("client_id"), kClient);
-  EXPECT_EQ(grants[0].FormValue("redirect_url"), kRedirect);
-  EXPECT_EQ(grants[0].FormValue("state"), kState);
-  EXPECT_EQ(grants[0].FormValues("scopes[]"), Keys{kScope});
+  EXPECT_TRUE(SentAs(
+      grants[0], kGrantPath,
+      {"client_id", kClient, "redirect_url", kRedirect, "state", kState, "scopes[]", kScope}));
   EXPECT_EQ(grants[0].Header("X-Client-ID"), kClient);
   EXPECT_EQ(grants[0].Header("User-Agent"), TarnService().GetUserAgent());
   const std::string package_token = json::StringOr(JsonFile(kPackageTokenFile), "access_token");

@@ -52,14 +52,8 @@ class DeviceLife : public AccountAppliance {
     return VEXOZEPHReportInfo();
   }
 
-  Json::Value JsonFile(const std::string &absolute) const { return JsonFileIn(root_, absolute); }
-
   std::string SessionAccessToken() const {
     return JsonFile(kSessionTokenFile)["access_token"].asString();
-  }
-
-  std::vector<Json::Value> Notifications() const {
-    return JsonLines(root_.ReadFile(kNotifications));
   }
 
   // The one notification sent: `tag`, with the owner's e-mail and, when given, `link`.
@@ -90,10 +84,8 @@ TEST_F(DeviceLife, FromTheFirstSignInToTheAccountsDeletionTheDeviceEndsCleanlySi
   EXPECT_EQ(profile["email"].asString(), owner_.email);
   ASSERT_TRUE(User().Exists());
   EXPECT_EQ(User().GetUserId(), owner_.id);
-  EXPECT_FALSE(User().GetAuthKey().empty());
   ASSERT_TRUE(root_.Exists(kSessionTokenFile));
   ASSERT_TRUE(root_.Exists(kCronFile)) << "the sign-in installs the report's job";
-  const std::string first_schedule = User().GetReportCronTimestring();
 
   Step("the profile changed elsewhere is queried from the account host");
   cloud_->UpdateAccount(owner_.id, JsonObject({{"full_name", "Ada Renamed"}}));
@@ -105,16 +97,13 @@ TEST_F(DeviceLife, FromTheFirstSignInToTheAccountsDeletionTheDeviceEndsCleanlySi
   EXPECT_EQ(User().GetName(), "Ada Renamed");
 
   Step("the scheduled report brings a new schedule");
-  const std::string cron_before = root_.ReadFile(kCronFile);
   cloud_->UpdateAccount(owner_.id, JsonObject({{"report_cron_timestring", "30 10 * * 2"}}));
   ASSERT_EQ(ScheduledReport(), 0) << "error " << VEXOZEPHErrGet();
   EXPECT_EQ(VEXOZEPHErrGet(), 0);
-  EXPECT_NE(first_schedule, "30 10 * * 2");
   EXPECT_EQ(User().GetReportCronTimestring(), "30 10 * * 2");
-  const std::string cron_after = root_.ReadFile(kCronFile);
-  EXPECT_NE(cron_after, cron_before);
-  EXPECT_NE(cron_after.find(std::string("30 10 * * 2") + kReportCommand), std::string::npos)
-      << cron_after;
+  EXPECT_NE(root_.ReadFile(kCronFile).find(std::string("30 10 * * 2") + kReportCommand),
+            std::string::npos)
+      << root_.ReadFile(kCronFile);
 
   Step("a package gets tokens of its own on the device session");
   const std::string package_token = PackagePkceClient("vigilon").GetAccessToken();

@@ -23,8 +23,6 @@ namespace {
 
 const char kTokenPath[] = "/oauth2/token";
 
-using Keys = std::vector<std::string>;
-
 class PkceClientAgainstCloud : public AccountAppliance {
  protected:
   void SetUp() override {
@@ -47,10 +45,8 @@ class PkceClientAgainstCloud : public AccountAppliance {
     clock::SetForTesting(now);
     auto code = Authorize();
     client_.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
-    return File();
+    return TokenFile();
   }
-
-  Json::Value File() const { return JsonFileIn(root_, kSessionTokenFile); }
 
   // The next answer of the token endpoint, whatever was asked.
   void AnswerToken(int status, const std::string &body,
@@ -71,18 +67,17 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   device.SetPkceConfig(config_);
   device.ExchangeToken(code.first, code.second, cloud_->LoginRedirectUri());
   // Another client object of the same name works on the file saved above.
-  Json::Value first = File();
+  Json::Value first = TokenFile();
   EXPECT_EQ(first["created_at"].asInt64(), t0);
   const int64_t lifetime = first["expires_in"].asInt64();
   ASSERT_GT(lifetime, 0);
 
   auto exchanges = TokenRequests(*cloud_, "authorization_code");
   ASSERT_EQ(exchanges.size(), 1u);
-  EXPECT_EQ(exchanges[0].FormKeys(),
-            (Keys{"grant_type", "client_id", "redirect_uri", "code", "code_verifier"}));
-  EXPECT_EQ(exchanges[0].FormValue("client_id"), "zeph-device");
-  EXPECT_EQ(exchanges[0].FormValue("code"), code.first);
-  EXPECT_EQ(exchanges[0].FormValue("code_verifier"), code.second);
+  EXPECT_TRUE(
+      SentAs(exchanges[0], exchanges[0].path,
+             {"grant_type", "authorization_code", "client_id", "zeph-device", "redirect_uri",
+              cloud_->LoginRedirectUri(), "code", code.first, "code_verifier", code.second}));
   EXPECT_EQ(exchanges[0].Header("X-Client-ID"), "zeph-device");
   EXPECT_EQ(exchanges[0].Header("User-Agent"), TarnService().GetUserAgent());
 
@@ -95,9 +90,10 @@ TEST_F(PkceClientAgainstCloud, CodeIsExchangedOnceAndTheTokenRenewedOnlyAfterIts
   EXPECT_NE(renewed, first["access_token"].asString());
   auto renewals = TokenRequests(*cloud_, "refresh_token");
   ASSERT_EQ(renewals.size(), 1u);
-  EXPECT_EQ(renewals[0].FormKeys(), (Keys{"grant_type", "refresh_token", "client_id"}));
-  EXPECT_EQ(renewals[0].FormValue("refresh_token"), first["refresh_token"].asString());
-  Json::Value second = File();
+  EXPECT_TRUE(SentAs(renewals[0], renewals[0].path,
+                     {"grant_type", "refresh_token", "refresh_token",
+                      first["refresh_token"].asString(), "client_id", "zeph-device"}));
+  Json::Value second = TokenFile();
   EXPECT_EQ(second["access_token"].asString(), renewed);
   EXPECT_NE(second["refresh_token"], first["refresh_token"]);
   EXPECT_EQ(second["created_at"].asInt64(), t0 + lifetime + 1);

@@ -39,10 +39,6 @@ class ReportInfo : public SignedInAppliance {
     return VEXOZEPHReportInfo();
   }
 
-  Json::Value TokenFile() const { return JsonFileIn(root_, kSessionTokenFile); }
-  std::vector<Json::Value> Notifications() const {
-    return JsonLines(root_.ReadFile(kNotifications));
-  }
   void Answer(int status, const std::string &body) {
     ForceAnswer(*cloud_, "account", kReportPath, status, body);
   }
@@ -66,13 +62,9 @@ TEST_F(ReportInfo, AGoodAnswerStoresTheNewScheduleReinstallsTheJobAndRenewsTheTo
   // The form: the sender's serial and token, then exactly the report's five keys.
   const std::vector<LoggedRequest> reports = Requests(kReportPath);
   ASSERT_EQ(reports.size(), 1u);
-  const NamedPairs &form = reports[0].form;
-  ASSERT_EQ(form.size(), 7u);
-  EXPECT_EQ(NamedPairs(form.begin() + 2, form.end()), (NamedPairs{{"id", owner_.id},
-                                                                  {"auth_key", auth_key},
-                                                                  {"timezone", kZone},
-                                                                  {"serial_no", kSerial},
-                                                                  {"bx_info", ""}}));
+  EXPECT_TRUE(SentAs(reports[0], kReportPath,
+                     {"bx_sn", kSerial, "bx_token", kAnyValue, "id", owner_.id, "auth_key",
+                      auth_key, "timezone", kZone, "serial_no", kSerial, "bx_info", ""}));
 
   // The new schedule is stored and installed at once; the legacy entry is gone.
   EXPECT_EQ(User().GetReportCronTimestring(), "30 10 * * 2");

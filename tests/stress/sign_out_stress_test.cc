@@ -32,38 +32,30 @@ const char kStopWatching[] = "/tmp/stress-stop-watching";
 // No child may outlive this, whatever it waits for.
 const unsigned kChildSeconds = 240;
 
-// "key=\"value\"" lines only, and a file that holds the account's identity: a half-written
-// file, or one a late store brought back after the sign-out, is neither.
-bool IsWholeAccountFile(const std::string &text, std::string &why) {
+// What is wrong with an account file's text; empty when it is whole: "key=\"value\"" lines
+// only, ending in a line break, holding the account's identity. A half-written file, or one
+// a late store brought back after the sign-out, is not.
+std::string FaultOf(const std::string &text) {
   std::istringstream lines(text);
-  std::string line;
   std::set<std::string> keys;
-  while (std::getline(lines, line)) {
+  for (std::string line; std::getline(lines, line);) {
     const size_t equals = line.find("=\"");
     if (equals == std::string::npos || equals == 0 || line.back() != '"' ||
         line.size() < equals + 3) {
-      why = "malformed line: " + line.substr(0, 200);
-      return false;
+      return "malformed line: " + line.substr(0, 200);
     }
     keys.insert(line.substr(0, equals));
   }
-  if (!text.empty() && text.back() != '\n') {
-    why = "no final line break";
-    return false;
-  }
-  if (keys.count("zephIDSerial") == 0 || keys.count("bx_auth_key") == 0) {
-    why = "no identity: " + text.substr(0, 200);
-    for (char &c : why) c = c == '\n' ? '|' : c;
-    return false;
-  }
-  return true;
+  if (!text.empty() && text.back() != '\n') return "no final line break";
+  if (keys.count("zephIDSerial") == 0 || keys.count("bx_auth_key") == 0) return "no identity";
+  return "";
 }
 
-size_t CountLines(const std::string &path) {
+// The lines a child wrote to `path`.
+std::vector<std::string> LinesOf(const std::string &path) {
   std::ifstream in(path);
-  size_t lines = 0;
-  std::string line;
-  while (std::getline(in, line)) ++lines;
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
 
@@ -84,13 +76,10 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
     std::ofstream out(watch_out, std::ios::trunc);
     long reads = 0;
     long present = 0;
-    while (!root.Exists(kStopWatching)) {
-      std::string text;
-      ++reads;
+    for (std::string text; !root.Exists(kStopWatching); ++reads) {
       if (!ReadWholeFile(root.Path(kAccountFile), text)) continue;
       ++present;
-      std::string why;
-      if (!IsWholeAccountFile(text, why)) out << "broken " << why << "\n";
+      if (!FaultOf(text).empty()) out << "broken " << FaultOf(text) << "\n";
     }
     out << "reads " << reads << " " << present << "\n";
     return 0;
@@ -129,7 +118,7 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
   for (;;) {
     size_t done = 0;
     for (int p = 0; p < kProcesses; ++p) {
-      done += CountLines(root.Path("/tmp/stress-worker-" + std::to_string(p)));
+      done += LinesOf(root.Path("/tmp/stress-worker-" + std::to_string(p))).size();
     }
     if (done >= kCalls / 2 || std::chrono::steady_clock::now() > give_up) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -169,17 +158,13 @@ TEST_F(SignOutStress, QueriesAndReportsAroundOneSignOutAllEndClearlyAndTheFileSt
   EXPECT_GT(outcomes["query before 0"] + outcomes["report before 0"], 0);
   EXPECT_GT(outcomes["query after 3"], 0);
 
-  std::ifstream watched(watch_out);
-  std::string line;
-  std::string reads;
-  while (std::getline(watched, line)) {
-    if (line.rfind("reads ", 0) == 0) {
-      reads = line;
-    } else {
-      ADD_FAILURE() << "the watcher saw " << line;
-    }
-  }
-  EXPECT_FALSE(reads.empty());
+  // The watcher's last line counts its reads; any line before it is a broken file it saw.
+  std::vector<std::string> watched = LinesOf(watch_out);
+  ASSERT_FALSE(watched.empty());
+  const std::string reads = watched.back();
+  watched.pop_back();
+  EXPECT_EQ(reads.rfind("reads ", 0), 0u) << reads;
+  EXPECT_TRUE(watched.empty()) << "the watcher saw " << ::testing::PrintToString(watched);
 
   // Signed out for good: nothing in flight brought the account, the job or a token back.
   EXPECT_FALSE(root.Exists(kAccountFile)) << root.ReadFile(kAccountFile);

@@ -2,6 +2,8 @@
 #ifndef VEXOZEPH_TESTS_SUPPORT_CLI_FIXTURE_H_
 #define VEXOZEPH_TESTS_SUPPORT_CLI_FIXTURE_H_
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
 #include <vector>
@@ -16,6 +18,12 @@ class CliAgainstCloud : public DeviceOnCloud {
  protected:
   CliResult Run(const std::vector<std::string> &args, const std::string &input = "") {
     return RunCli(VEXOZEPH_CLI_BINARY, args, input);
+  }
+  // A run that must succeed: the test fails (showing the arguments and stderr) otherwise.
+  CliResult RunOk(const std::vector<std::string> &args, const std::string &input = "") {
+    CliResult result = Run(args, input);
+    EXPECT_EQ(result.status, 0) << ::testing::PrintToString(args) << "\n" << result.err;
+    return result;
   }
 
   Account MakeAccount(const std::string &email) {

@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -188,6 +189,50 @@ std::string LoggedRequest::FormValue(const std::string &key) const {
     if (pair.first == key) return pair.second;
   }
   return "";
+}
+
+const char kAnyValue[] = "\x01any";
+
+::testing::AssertionResult SentAs(const LoggedRequest &request, const std::string &path,
+                                  const std::vector<std::string> &keys_and_values) {
+  NamedPairs form;
+  for (size_t i = 0; i + 1 < keys_and_values.size(); i += 2) {
+    form.emplace_back(keys_and_values[i], keys_and_values[i + 1]);
+  }
+  const NamedPairs &sent = request.form;
+  const auto field_matches = [&](size_t i) {
+    return i < sent.size() && i < form.size() && sent[i].first == form[i].first &&
+           (form[i].second == kAnyValue || sent[i].second == form[i].second);
+  };
+  // Paths are compared without their leading slash, which the library's constants omit.
+  const auto bare = [](const std::string &p) { return p.substr(p.rfind('/', 0) == 0 ? 1 : 0); };
+  bool same = bare(request.path) == bare(path) && sent.size() == form.size();
+  for (size_t i = 0; same && i < form.size(); ++i) same = field_matches(i);
+  if (same) return ::testing::AssertionSuccess();
+  const auto shown = [](const NamedPairs &pairs, size_t i) {
+    if (i >= pairs.size()) return std::string("(none)");
+    return pairs[i].first + "=" + (pairs[i].second == kAnyValue ? "*" : pairs[i].second);
+  };
+  ::testing::AssertionResult failure = ::testing::AssertionFailure();
+  failure << "sent " << request.path << ", expected " << path << "; sent | expected:\n";
+  for (size_t i = 0; i < std::max(sent.size(), form.size()); ++i) {
+    failure << (field_matches(i) ? "    " : "  ! ") << shown(sent, i) << " | " << shown(form, i)
+            << "\n";
+  }
+  return failure;
+}
+
+::testing::AssertionResult SentAs(const LoggedRequest &request, const std::string &path,
+                                  const char *form) {
+  std::vector<std::string> keys_and_values;
+  std::istringstream fields(form);
+  for (std::string field; std::getline(fields, field, '&');) {
+    const size_t equals = field.find('=');
+    keys_and_values.push_back(field.substr(0, equals));
+    const std::string value = equals == std::string::npos ? "" : field.substr(equals + 1);
+    keys_and_values.push_back(value == "*" ? kAnyValue : value);
+  }
+  return SentAs(request, path, keys_and_values);
 }
 
 NewAccount::NewAccount() {

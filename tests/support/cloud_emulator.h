@@ -4,6 +4,7 @@
 #ifndef VEXOZEPH_TESTS_SUPPORT_CLOUD_EMULATOR_H_
 #define VEXOZEPH_TESTS_SUPPORT_CLOUD_EMULATOR_H_
 
+#include <gtest/gtest.h>
 #include <json/json.h>
 #include <sys/types.h>
 
@@ -31,6 +32,21 @@ struct LoggedRequest : zeph_cloud::LoggedRequest {
   // First value of `key` in the form; "" when absent.
   std::string FormValue(const std::string &key) const;
 };
+
+// Stands for any value in an expected form: one the test cannot know (a request token,
+// a fresh code challenge) whose field must still be there in its place.
+extern const char kAnyValue[];
+
+// The request's path and its whole form, fields in order with their values, against what
+// was expected, written as keys and values in turn; on a difference both forms are printed
+// side by side.
+//   EXPECT_TRUE(SentAs(sent[0], "device/api/user/query", {"id", id, "bx_token", kAnyValue}));
+::testing::AssertionResult SentAs(const LoggedRequest &request, const std::string &path,
+                                  const std::vector<std::string> &keys_and_values);
+// The same with the expected form as one text, "key=value&key=value", "*" for any value and
+// nothing decoded: for forms of constants.
+::testing::AssertionResult SentAs(const LoggedRequest &request, const std::string &path,
+                                  const char *form);
 
 // An account to create: the emulator's own record, with a test user's profile. A null
 // `realname_validation_pass` leaves it out of the answers; an empty `id` lets the

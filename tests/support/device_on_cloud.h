@@ -8,9 +8,11 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/appliance_files.h"
 #include "support/cloud_emulator.h"
+#include "support/cloud_steps.h"
 #include "support/temp_root.h"
 
 namespace vexozeph {
@@ -25,6 +27,14 @@ class DeviceOnCloud : public ::testing::Test {
     root_.WriteFile("/etc/vexozeph/serial", std::string(kSerial) + "\n");
     root_.WriteFile("/etc/vexozeph/mac", std::string(kMac) + "\n");
     cloud_.reset(new CloudEmulator(ZEPH_CLOUD_BINARY, root_, cloud_options_));
+  }
+
+  Json::Value JsonFile(const std::string &absolute) const { return JsonFileIn(root_, absolute); }
+  // The device session's token file.
+  Json::Value TokenFile() const { return JsonFile(kSessionTokenFile); }
+  // What the host was asked to notify its administrator of, one object per notification.
+  std::vector<Json::Value> Notifications() const {
+    return JsonLines(root_.ReadFile(kNotifications));
   }
 
   // Set by a derived fixture before SetUp.

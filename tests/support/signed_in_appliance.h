@@ -33,8 +33,6 @@ class SignedInAppliance : public AccountAppliance {
     cloud_->ClearRequests();
   }
 
-  Json::Value JsonFile(const std::string &absolute) const { return JsonFileIn(root_, absolute); }
-
   std::string SessionToken() const {
     return json::StringOr(JsonFile(kSessionTokenFile), "access_token");
   }

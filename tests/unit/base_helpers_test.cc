@@ -12,6 +12,7 @@
 #include "internal/json_utils.h"
 #include "internal/string_utils.h"
 #include "support/log_capture.h"
+#include "support/occurrences.h"
 #include "vexozeph/zeph_exception.h"
 
 namespace {
@@ -19,14 +20,7 @@ namespace {
 using vexozeph::ShortenSecret;
 using vexozeph::ZephException;
 using vexozeph::testing::LogCapture;
-
-size_t CountOf(const std::string &text, const std::string &needle) {
-  size_t count = 0;
-  for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
-    ++count;
-  }
-  return count;
-}
+using vexozeph::testing::Occurrences;
 
 bool StartsWith(const std::string &text, const std::string &start) {
   return text.rfind(start, 0) == 0;
@@ -48,7 +42,7 @@ TEST(ZephException, TextLayoutCodesAndCopies) {
   ZephException original(19);
   ZephException copy(original);
   EXPECT_EQ(copy.GetCode(), 19u);
-  EXPECT_EQ(CountOf(copy.what(), " [code=19]"), 2u) << copy.what();
+  EXPECT_EQ(Occurrences(copy.what(), " [code=19]"), 2u) << copy.what();
   EXPECT_TRUE(StartsWith(copy.what(), original.what()));
   ZephException assigned(1);
   assigned = original;
@@ -64,7 +58,7 @@ TEST(Backtrace, FramesAreDashedLinesWithDemangledNames) {
   for (const auto &line : lines) EXPECT_TRUE(StartsWith(line, "- ")) << line;
   std::ostringstream out;
   out << trace;
-  EXPECT_EQ(CountOf(out.str(), "\n"), lines.size());
+  EXPECT_EQ(Occurrences(out.str(), "\n"), lines.size());
 
   EXPECT_EQ(trace.FormatFunctionName("_ZN8vexozeph9Backtrace7CaptureEi"),
             "vexozeph::Backtrace::Capture(int)");

@@ -115,12 +115,14 @@ TEST_F(DeviceIdentity, TokenFailsWhenABufferCannotHoldTheWholeResult) {
   fake::SetSerialNumber("SN0068");
   log.Clear();
   char small[4] = "";
+  char no_room_for_nul[6] = "";
   char none[1] = "";
   char unterminated[4] = {'S', 'N', '0', '0'};
   EXPECT_EQ(GenerateToken(nullptr, nullptr, small, sizeof(small), token), -1);
+  EXPECT_EQ(GenerateToken(nullptr, nullptr, no_room_for_nul, sizeof(no_room_for_nul), token), -1);
   EXPECT_EQ(GenerateToken(nullptr, nullptr, none, 0, token), -1);
   EXPECT_EQ(GenerateToken(nullptr, nullptr, unterminated, sizeof(unterminated), token), -1);
-  EXPECT_EQ(log.Count("GenerateToken Failed, err=["), 3u);
+  EXPECT_EQ(log.Count("GenerateToken Failed, err=["), 4u);
   char exact[7] = "";
   ASSERT_EQ(GenerateToken(nullptr, nullptr, exact, sizeof(exact), token), 0);
   EXPECT_STREQ(exact, "SN0068");
