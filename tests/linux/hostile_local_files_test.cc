@@ -152,6 +152,19 @@ TEST_F(HostileLocalUser, ALockFileMadeByAnotherUserIsLockedInPlaceAndLeftAsItWas
   EXPECT_EQ(other_locks(), 1) << "held: another process of the other user is kept out";
   lock.Unlock();
   EXPECT_TRUE(FactsOf(root_, lock_path) == before);
+
+  // The other way round: a lock file the other user may not open fails its lock at once
+  // with the log line, not after waiting out the whole deadline in silence.
+  const std::string private_lock = "/tmp/account_private_get_token.lock";
+  root_.WriteFile(private_lock, "");
+  ASSERT_EQ(::chmod(root_.Path(private_lock).c_str(), 0600), 0);
+  EXPECT_EQ(RunInChild([&] {
+              if (!SetIds(other_.uid, other_.uid, other_.uid)) return 10;
+              LogCapture log;
+              if (FileLock(private_lock).Lock(30)) return 1;
+              return log.Count("Failed to open file: ") == 1 ? 0 : 2;
+            }),
+            0);
 }
 
 TEST_F(HostileLocalUser, PlantedEntriesAtALockPathKeepOthersOutButRootClearsThemOnce) {
